@@ -1,0 +1,156 @@
+# shellcheck shell=bash
+# Sourced by the scripts: the pool of Wine prefixes in which Windows programs run.
+#
+# One template prefix is made once; slots are clones of it that share its system files by hard
+# links, so that a clone takes some hundredths of a second and next to no space. Whoever wants to
+# change a shared file inside a slot must replace it, never write into it.
+
+wine_root=${QRV_WINE_DIR:-$build_root/wine}
+slot_count=${QRV_LAB_SLOTS:-8}
+
+# Wine's servers stay this many seconds after the last program, which makes the next start quick.
+linger_seconds=60
+
+# The template's recipe: a change of what make_template does needs a new number.
+template_recipe=1
+
+# How every program runs: silent, offline, without prompts, without a debugger that would hang on
+# a crash, and with the mapi32.dll that lies beside the program.
+wine_environment() {
+  export WINEDEBUG=-all
+  export WINEDLLOVERRIDES='mapi32=n;mscoree,mshtml=;winedbg.exe=d'
+  export WINEARCH=win64
+  export TZ=UTC
+  export LANG=C.UTF-8
+  export HOME=${HOME:-/tmp}
+  unset DISPLAY WAYLAND_DISPLAY LC_ALL WINELOADER
+}
+
+template_path() {
+  printf '%s/template-%s-%s' "$wine_root" "$template_recipe" "$(installed_wine)"
+}
+
+installed_wine() {
+  local version
+  version=$(readlink -f /usr/lib/wine/wine64)
+  stat -c '%Y' "$version"
+}
+
+# Runs a Wine program with no connection to this script's streams.
+quietly() {
+  "$@" </dev/null >/dev/null 2>&1
+}
+
+# The user's folders would be links into the real home directory: make them the prefix's own.
+detach_from_home() {
+  local link
+  find "$1/drive_c/users" -type l -print0 | while IFS= read -r -d '' link; do
+    rm "$link"
+    mkdir "$link"
+  done
+}
+
+make_template() {
+  local new
+  new=$(mktemp -d "$wine_root/new.XXXXXX")
+  say "making the Wine prefix that the tests' prefixes are cloned from (about 15 seconds)"
+  (
+    export WINEPREFIX=$new
+    quietly wineboot -i
+    quietly wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
+    quietly wineserver -w
+  )
+  detach_from_home "$new"
+  mv -T "$new" "$1"
+}
+
+# Makes the template unless it is there; two scripts at once make it once.
+ensure_template() {
+  local template lock
+  template=$(template_path)
+  [[ -d $template ]] && return
+  mkdir -p "$wine_root"
+  exec {lock}>"$wine_root/template.lock"
+  flock "$lock"
+  if [[ ! -d $template ]]; then
+    rm -rf "$wine_root"/new.*
+    make_template "$template" {lock}>&-
+  fi
+  exec {lock}>&-
+}
+
+# Clones the template to the prefix `$1`: hard links for what nobody writes, copies for the rest.
+clone_template() {
+  local template=$1 prefix=$2 partial=$2.partial file
+  rm -rf "$partial"
+  mkdir -p "$partial"
+  cp -a "$template"/*.reg "$template/.update-timestamp" "$template/dosdevices" "$partial"
+  cp -al "$template/drive_c" "$partial"
+  rm -rf "$partial/drive_c/users" "$partial/drive_c/ProgramData"
+  cp -a "$template/drive_c/users" "$template/drive_c/ProgramData" "$partial/drive_c"
+  for file in windows/win.ini windows/system.ini windows/system32/map{i32,istub}.dll; do
+    cp -a --remove-destination "$template/drive_c/$file" "$partial/drive_c/$file"
+  done
+  printf '%s\n' "$template" >"$partial/.template"
+  rm -rf "$prefix"
+  mv -T "$partial" "$prefix"
+}
+
+# Makes the prefix `$1` unless it is a clone of the present template already.
+ensure_prefix() {
+  local prefix=$1 template origin=
+  ensure_template
+  template=$(template_path)
+  [[ -f $prefix/.template ]] && read -r origin <"$prefix/.template"
+  [[ $origin == "$template" ]] && return
+  [[ -d $prefix ]] && stop_prefix "$prefix"
+  clone_template "$template" "$prefix"
+}
+
+# Starts the prefix's server with its linger, and Wine's own services apart from our streams.
+warm_prefix() {
+  if WINEPREFIX=$1 quietly wineserver "-p$linger_seconds"; then
+    WINEPREFIX=$1 quietly wine cmd /c exit || true
+  fi
+}
+
+# Prints the ids of the prefix's processes that are not Wine's own.
+stray_processes() {
+  local environ pid name
+  for environ in $(grep -lzxF "WINEPREFIX=$1" /proc/[0-9]*/environ 2>/dev/null); do
+    pid=${environ#/proc/}
+    pid=${pid%/environ}
+    name=$({ tr '\0' ' ' <"/proc/$pid/cmdline"; } 2>/dev/null) || continue
+    case $name in
+      '' | [Cc]:\\windows\\* | */wineserver*) ;;
+      *) printf '%s\n' "$pid" ;;
+    esac
+  done
+}
+
+kill_strays() {
+  local pids
+  mapfile -t pids < <(stray_processes "$1")
+  ((${#pids[@]} == 0)) || kill -KILL "${pids[@]}" 2>/dev/null || true
+}
+
+stop_prefix() {
+  [[ -d $1 ]] || return 0
+  WINEPREFIX=$1 quietly wineserver -k || true
+}
+
+# Applies `$1` to the path of every slot that nobody holds.
+for_each_free_slot() {
+  local action=$1 lock_file lock
+  for lock_file in "$wine_root"/slots/*.lock; do
+    [[ -e $lock_file ]] || continue
+    exec {lock}>"$lock_file"
+    flock -n "$lock" && "$action" "${lock_file%.lock}" {lock}>&-
+    exec {lock}>&-
+  done
+}
+
+remove_prefix() {
+  stop_prefix "$1"
+  rm -rf "$1" "$1.busy"
+}
