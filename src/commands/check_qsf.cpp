@@ -1,0 +1,82 @@
+#include "src/commands/check_qsf.h"
+
+#include "src/commands/address_filter.h"
+#include "src/frontend/console.h"
+#include "src/frontend/usage.h"
+#include "src/frontend/user_break.h"
+#include "src/guards/mapi_frame.h"
+#include "src/guards/switches.h"
+#include "src/stores/store_manager.h"
+
+int qrvAdminCheckQsf(int argc, wchar_t** argv, const wchar_t* programName) {
+  std::wstring profileName;
+  std::vector<std::wstring> addressFilters;
+  bool restart = false;
+  ScanSwitches(argc, argv,
+               {{L"-p", &profileName},
+                {L"-e", &addressFilters},
+                {L"-c", &restart},
+                {L"-v", &VerboseOutput}});
+  if (profileName.empty()) {
+    PrintCheckQsfUsage(programName);
+    return 1;
+  }
+  const int result =
+      RunExclusiveMapiCommand({[&] { return CheckQsf(profileName, addressFilters); },
+                               [&](HRESULT checked) { return SUCCEEDED(checked) && restart; }});
+  if (result == 0) PrintLine(L"Done");
+  return result;
+}
+
+namespace {
+
+constexpr const char* kFunction = "CheckQsf";
+
+std::vector<std::wstring> SelectAddresses(const CStoreManager& storeManager,
+                                          const std::vector<std::wstring>& addressFilters) {
+  std::vector<std::wstring> addresses;
+  for (const auto& [entryId, record] : storeManager.Stores) {
+    if (addressFilters.empty() || ContainsAny(record.Email, addressFilters)) {
+      addresses.push_back(record.Email);
+    }
+  }
+  return addresses;
+}
+
+HRESULT ReportResults(const std::vector<std::wstring>& addresses,
+                      const std::vector<HRESULT>& results) {
+  HRESULT overall = S_OK;
+  for (size_t i = 0; i < addresses.size(); ++i) {
+    if (SUCCEEDED(results[i])) continue;
+    PrintLine(L"%hs: Logon failed for '%s' : 0x%x", kFunction, addresses[i].c_str(), results[i]);
+    overall = E_FAIL;
+  }
+  if (SUCCEEDED(overall)) PrintLine(L"All stores are OK");
+  return overall;
+}
+
+}  // namespace
+
+HRESULT CheckQsf(const std::wstring& profileName, const std::vector<std::wstring>& addressFilters) {
+  InstallConsoleCtrlHandler();
+  CStoreManager storeManager;
+  storeManager.ProfileName = profileName;
+  HRESULT hr = storeManager.LoadCache(true);
+  if (FAILED(hr)) {
+    PrintLine(L"%hs: storeManager LoadCache failed : 0x%x", kFunction, hr);
+    return hr;
+  }
+
+  const std::vector<std::wstring> addresses = SelectAddresses(storeManager, addressFilters);
+  PrintLine(L"%hs: Checking %d MAPI stores...", kFunction, static_cast<int>(addresses.size()));
+  std::vector<HRESULT> results;
+  hr = storeManager.LogonToStores(addresses, /*createMode=*/false, /*checkMode=*/true, results);
+  if (FAILED(hr)) {
+    PrintLine(L"%hs: LogonToStores failed : 0x%x", kFunction, hr);
+    return hr;
+  }
+
+  hr = ReportResults(addresses, results);
+  PrintLine(L"Shutting down stores...");
+  return hr;
+}

@@ -1,0 +1,50 @@
+// The stream buffer behind the wide standard output.
+#pragma once
+
+#include <windows.h>
+
+#include <array>
+#include <ostream>
+#include <streambuf>
+#include <string_view>
+
+// Takes wide text and writes it where standard output leads: as characters when that is a console,
+// as UTF-8 when it is a pipe or a file. The runtime's own buffer serves neither: it stops for good
+// at the first character beyond U+00FF. Line ends become CR LF, as in the runtime's text mode. A
+// surrogate pair is never torn. Text that cannot be written (a full disk, a closed pipe) is
+// dropped; what follows is tried again. One thread at a time.
+class ConsoleStreamBuffer : public std::wstreambuf {
+ public:
+  // `output` stays the caller's.
+  explicit ConsoleStreamBuffer(HANDLE output);
+  ~ConsoleStreamBuffer() override;
+
+ protected:
+  int_type overflow(int_type character) override;
+  int sync() override;
+
+ private:
+  // Writes the buffered text, all but a first half of a surrogate pair at its end.
+  void WriteBuffered();
+  void Write(std::wstring_view text);
+  void WriteConsoleText(std::wstring_view text);
+  void WriteUtf8(std::wstring_view text);
+
+  const HANDLE output_;
+  const bool isConsole_;
+  std::array<wchar_t, 1024> buffer_;
+};
+
+// Puts a ConsoleStreamBuffer on standard output behind `stream` for as long as it lives.
+class ConsoleStream {
+ public:
+  explicit ConsoleStream(std::wostream& stream);
+  ~ConsoleStream();
+  ConsoleStream(const ConsoleStream&) = delete;
+  ConsoleStream& operator=(const ConsoleStream&) = delete;
+
+ private:
+  std::wostream& stream_;
+  ConsoleStreamBuffer buffer_;
+  std::wstreambuf* const previous_;
+};

@@ -1,0 +1,89 @@
+#include "src/frontend/dispatch.h"
+
+#include <array>
+#include <cwchar>
+
+#include "src/commands/check_qsf.h"
+#include "src/commands/find_users.h"
+#include "src/frontend/usage.h"
+
+namespace {
+
+using CommandHandler = int (*)(int argc, wchar_t** argv, const wchar_t* programName);
+using UsagePrinter = void (*)(const wchar_t* programName);
+
+struct Command {
+  const wchar_t* word;
+  CommandHandler handler;  // Null: not built yet; there is nothing to call.
+  UsagePrinter printUsage;
+};
+
+// In order of priority: of several commands on one line the first of the table runs.
+constexpr std::array<Command, 8> kCommands = {{
+    {L"-checkQsf", qrvAdminCheckQsf, PrintCheckQsfUsage},
+    {L"-scanQsf", nullptr, PrintScanQsfUsage},
+    {L"-compactQsf", nullptr, PrintCompactQsfUsage},
+    {L"-purgeQsf", nullptr, PrintPurgeQsfUsage},
+    {L"-listAgents", nullptr, PrintListAgentsUsage},
+    {L"-assignAgents", nullptr, PrintAssignAgentsUsage},
+    {L"-listServers", nullptr, PrintListServersUsage},
+    {L"-findUsers", qrvAdminFindUsers, PrintFindUsersUsage},
+}};
+constexpr size_t kScanCommand = 1;
+
+struct Selection {
+  bool help = false;
+  std::array<bool, kCommands.size()> commands = {};
+};
+
+void SelectCommand(const wchar_t* argument, Selection& selection) {
+  for (size_t i = 0; i < kCommands.size(); ++i) {
+    if (_wcsicmp(argument, kCommands[i].word) == 0) {
+      selection.commands[i] = true;
+      return;
+    }
+  }
+}
+
+Selection SelectFromArguments(int argc, wchar_t** argv) {
+  Selection selection;
+  for (int i = 1; i < argc; ++i) {
+    if (wcscmp(argv[i], L"-h") == 0) {
+      selection.help = true;
+    } else {
+      SelectCommand(argv[i], selection);
+    }
+  }
+  return selection;
+}
+
+// The selected command that the table names first, or null.
+const Command* FirstSelected(const Selection& selection) {
+  for (size_t i = 0; i < kCommands.size(); ++i) {
+    if (selection.commands[i]) return &kCommands[i];
+  }
+  return nullptr;
+}
+
+int CallHandler(const Command& command, int argc, wchar_t** argv, const wchar_t* programName) {
+  return command.handler ? command.handler(argc, argv, programName) : 0;
+}
+
+}  // namespace
+
+int Dispatch(int argc, wchar_t** argv, const wchar_t* programName) {
+  const Selection selection = SelectFromArguments(argc, argv);
+  const Command* const command = FirstSelected(selection);
+  if (!command) {
+    PrintGeneralUsage(programName);
+  } else if (selection.help) {
+    command->printUsage(programName);
+  } else {
+    CallHandler(*command, argc, argv, programName);
+  }
+  return 0;
+}
+
+int RunScanCommand(int argc, wchar_t** argv, const wchar_t* programName) {
+  return CallHandler(kCommands[kScanCommand], argc, argv, programName);
+}

@@ -1,0 +1,12 @@
+// From the command line to one command.
+#pragma once
+
+// Finds the command words among all arguments (values of switches included; any letter case) and
+// calls the handler of the one that comes first in the command table, or its help screen when an
+// argument is exactly "-h". Without a command word the general help screen is shown. What the
+// handler returns is discarded: the result is always 0.
+int Dispatch(int argc, wchar_t** argv, const wchar_t* programName);
+
+// Calls the handler of -scanQsf without looking for command words and returns its result; 0 as long
+// as the program has no such handler.
+int RunScanCommand(int argc, wchar_t** argv, const wchar_t* programName);

@@ -1,0 +1,18 @@
+#include "src/frontend/program_name.h"
+
+#include <cwchar>
+#include <string_view>
+
+#include "src/platform/text.h"
+
+std::wstring ProgramShortName(const wchar_t* firstArgument) {
+  // 260 characters with the terminator: what the name's buffer has always held.
+  constexpr size_t kLongestName = 259;
+  const std::wstring_view fileName =
+      platform::FileNamePart(std::wstring_view(firstArgument)).substr(0, kLongestName);
+  return std::wstring(fileName.substr(0, fileName.rfind(L'.')));
+}
+
+bool IsStandaloneScanName(const wchar_t* programName) {
+  return _wcsicmp(programName, L"qsfscan") == 0;
+}

@@ -1,0 +1,122 @@
+// Extended MAPI as this program uses it: what the public headers lack, and owners for what MAPI
+// hands out. Nothing outside this file frees a MAPI buffer or a row set.
+#pragma once
+
+#include <windows.h>
+// MAPI's headers want windows.h first.
+#include <mapicode.h>
+#include <mapidefs.h>
+#include <mapitags.h>
+#include <mapiutil.h>
+#include <mapix.h>
+#include <wrl/client.h>
+
+#include <span>
+#include <string>
+
+// The mailbox-opening interface of stores that can serve other users' mailboxes. Published with the
+// Exchange interfaces of MAPI; neither toolchain's headers declare it. Only CreateStoreEntryID is
+// called; the others keep their places in the table.
+struct IExchangeManageStore : public IUnknown {
+  // Makes the entry ID with which a session opens the mailbox `mailboxName`. `*entryId` is a MAPI
+  // buffer that the caller frees.
+  virtual HRESULT STDMETHODCALLTYPE CreateStoreEntryID(LPSTR storeDn, LPSTR mailboxName,
+                                                       ULONG flags, ULONG* entryIdSize,
+                                                       LPENTRYID* entryId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE EntryIDFromSourceKey(ULONG folderKeySize, BYTE* folderKey,
+                                                         ULONG messageKeySize, BYTE* messageKey,
+                                                         ULONG* entryIdSize,
+                                                         LPENTRYID* entryId) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetRights(ULONG userEntryIdSize, LPENTRYID userEntryId,
+                                              ULONG entryIdSize, LPENTRYID entryId,
+                                              ULONG* rights) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetMailboxTable(LPSTR serverName, LPMAPITABLE* table,
+                                                    ULONG flags) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetPublicFolderTable(LPSTR serverName, LPMAPITABLE* table,
+                                                         ULONG flags) = 0;
+};
+
+namespace platform {
+
+using Microsoft::WRL::ComPtr;
+
+// {559D10B0-A772-11CD-9BC8-00AA002FC45A}
+inline constexpr GUID kIidExchangeManageStore = {
+    0x559D10B0, 0xA772, 0x11CD, {0x9B, 0xC8, 0x00, 0xAA, 0x00, 0x2F, 0xC4, 0x5A}};
+
+// OpenProfileSection: open the section even when another program holds it (edkmdb.h's value).
+inline constexpr ULONG kMapiForceAccess = 0x00080000;
+
+// The narrow path of a store's file, in its provider's profile section.
+inline constexpr ULONG kPrPstPathA = PROP_TAG(PT_STRING8, 0x6700);
+
+// The connector's own properties of a service's profile section: the address of the account that
+// owns the root store, and of the one that owns a secondary or an embedded store.
+inline constexpr ULONG kPrRootStoreAddress = PROP_TAG(PT_UNICODE, 0x6646);
+inline constexpr ULONG kPrStoreAddress = PROP_TAG(PT_UNICODE, 0x6650);
+
+// Owner of one MAPI buffer holding a T. MAPI fills it through Put().
+template <typename T>
+class MapiBuffer {
+ public:
+  MapiBuffer() = default;
+  MapiBuffer(const MapiBuffer&) = delete;
+  MapiBuffer& operator=(const MapiBuffer&) = delete;
+  ~MapiBuffer() {
+    if (buffer_) MAPIFreeBuffer(buffer_);
+  }
+
+  T* Get() const { return buffer_; }
+  T* operator->() const { return buffer_; }
+  // Where a MAPI call stores its buffer. Only for an owner that holds none yet.
+  T** Put() { return &buffer_; }
+
+ private:
+  T* buffer_ = nullptr;
+};
+
+// Owner of the rows of a table. HrQueryAllRows fills it through Put().
+class RowSet {
+ public:
+  RowSet() = default;
+  RowSet(const RowSet&) = delete;
+  RowSet& operator=(const RowSet&) = delete;
+  ~RowSet() {
+    if (rows_) FreeProws(rows_);
+  }
+
+  LPSRowSet* Put() { return &rows_; }
+  // The rows in table order; they live as long as the owner.
+  std::span<const SRow> Rows() const {
+    return rows_ ? std::span<const SRow>(rows_->aRow, rows_->cRows) : std::span<const SRow>();
+  }
+
+ private:
+  LPSRowSet rows_ = nullptr;
+};
+
+// A wide text as MAPI's LPTSTR parameters take it beside the flag MAPI_UNICODE. MAPI only reads it.
+inline LPTSTR MapiUnicodeText(const wchar_t* text) {
+  return reinterpret_cast<LPTSTR>(const_cast<wchar_t*>(text));
+}
+
+// The bytes of a binary property. They live as long as the property's buffer.
+inline std::span<const BYTE> BinaryOf(const SPropValue& value) {
+  return {value.Value.bin.lpb, value.Value.bin.cb};
+}
+
+// A list of property tags on the stack, laid out as MAPI's SPropTagArray.
+template <size_t Count>
+struct PropTags {
+  ULONG count;
+  ULONG tags[Count];
+
+  LPSPropTagArray Get() { return reinterpret_cast<LPSPropTagArray>(this); }
+};
+
+template <typename... Tag>
+PropTags<sizeof...(Tag)> MakePropTags(Tag... tags) {
+  return {sizeof...(Tag), {static_cast<ULONG>(tags)...}};
+}
+
+}  // namespace platform

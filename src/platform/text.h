@@ -1,0 +1,29 @@
+// Text helpers without output and without policy. All functions may be called from any thread.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace platform {
+
+// Lower-cases the letters A to Z in place. Every other character keeps its value, whatever the
+// locale says: stored addresses are compared with each other in this form.
+void FoldAsciiLower(std::wstring& text);
+
+// The same for a narrow path, byte by byte.
+void FoldAsciiLower(std::string& text);
+
+// The text behind the last backslash of `path`, or the whole of it when there is none. A slash is
+// no separator. The result points into `path`.
+template <typename Char>
+std::basic_string_view<Char> FileNamePart(std::basic_string_view<Char> path) {
+  const auto backslash = path.rfind(static_cast<Char>('\\'));
+  return backslash == path.npos ? path : path.substr(backslash + 1);
+}
+
+// `text` in the calling thread's ANSI code page. Characters that the code page lacks come out as
+// its replacement character; the result is empty only when the system refuses the conversion.
+std::optional<std::string> ToThreadCodePage(const std::wstring& text);
+
+}  // namespace platform
