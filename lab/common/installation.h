@@ -101,7 +101,8 @@ class Profile {
   // Removes a service as MAPI would. The store file stays.
   bool Remove(const Uid& service) const { return DeleteService(name_, service); }
 
-  // All services in table order; those whose address equals `address` without the case of A to Z;
+  // All services in table order; the first whose address equals `address`
+  // without the case of A to Z;
   // the one with the UID.
   std::vector<Service> Services() const;
   std::optional<Service> Find(std::wstring_view address) const;

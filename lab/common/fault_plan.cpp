@@ -1,0 +1,232 @@
+#include "lab/common/fault_plan.h"
+
+#include <windows.h>
+
+#include <cstdio>
+#include <utility>
+
+#include "lab/common/lab_config.h"
+#include "lab/common/text.h"
+
+namespace lab {
+namespace {
+
+struct TreatmentName {
+  const char* text;
+  OutParameters treatment;
+};
+constexpr TreatmentName kTreatments[] = {
+    {"poison-out-parameters", OutParameters::kPoison},
+    {"keep-out-parameters", OutParameters::kKeep},
+    {"null-out-parameters", OutParameters::kNull},
+};
+
+FaultRule Rule(std::string operation, FaultRule::Selection selection) {
+  FaultRule rule;
+  rule.operation = std::move(operation);
+  rule.selection = selection;
+  return rule;
+}
+
+FaultRule Failing(FaultRule rule, uint32_t result) {
+  rule.result = result;
+  return rule;
+}
+
+FaultRule Delaying(FaultRule rule, uint32_t milliseconds) {
+  rule.delays = true;
+  rule.milliseconds = milliseconds;
+  return rule;
+}
+
+FaultRule Nth(std::string operation, uint32_t nth) {
+  FaultRule rule = Rule(std::move(operation), FaultRule::Selection::kNth);
+  rule.nth = nth;
+  return rule;
+}
+
+FaultRule Matching(std::string operation, std::wstring text) {
+  FaultRule rule = Rule(std::move(operation), FaultRule::Selection::kMatch);
+  rule.match = std::move(text);
+  return rule;
+}
+
+std::string FormatRule(const FaultRule& rule) {
+  std::string line = rule.operation;
+  if (rule.selection == FaultRule::Selection::kNth) line += ' ' + std::to_string(rule.nth);
+  if (rule.selection == FaultRule::Selection::kEach) line += " *";
+  if (rule.selection == FaultRule::Selection::kMatch) {
+    line += " match " + Quote(Utf8FromWide(rule.match));
+  }
+  if (rule.delays) return line + " delay " + std::to_string(rule.milliseconds);
+  char result[16];
+  std::snprintf(result, sizeof(result), " 0x%08x", rule.result);
+  return line + result;
+}
+
+// Reads the words that select calls, and returns how many there were; 0 when they are wrong.
+size_t ParseSelection(const std::vector<std::string>& words, FaultRule* rule) {
+  if (words.size() < 3) return 0;
+  rule->operation = words[0];
+  if (words[1] == "*") return 2;
+  if (words[1] == "match") {
+    rule->selection = FaultRule::Selection::kMatch;
+    rule->match = WideFromUtf8(words[2]);
+    return 3;
+  }
+  const auto nth = ParseNumber(words[1]);
+  if (!nth || *nth == 0) return 0;
+  rule->selection = FaultRule::Selection::kNth;
+  rule->nth = *nth;
+  return 2;
+}
+
+bool ParseRule(const std::vector<std::string>& words, FaultRule* rule) {
+  size_t at = ParseSelection(words, rule);
+  if (at == 0 || at >= words.size()) return false;
+  rule->delays = words[at] == "delay";
+  if (rule->delays) ++at;
+  if (at + 1 != words.size()) return false;
+  const auto number = ParseNumber(words[at]);
+  if (!number) return false;
+  (rule->delays ? rule->milliseconds : rule->result) = *number;
+  return true;
+}
+
+bool ParseOption(const std::vector<std::string>& words, FaultPlan* plan) {
+  if (words.size() != 2) return false;
+  for (const TreatmentName& name : kTreatments) {
+    if (words[1] == name.text) {
+      plan->SetOutParameters(name.treatment);
+      return true;
+    }
+  }
+  return false;
+}
+
+bool ParsePlanLine(const std::string& line, FaultPlan* plan) {
+  const std::vector<std::string> words = SplitQuoted(line.substr(0, line.find('#')));
+  if (words.empty()) return true;
+  if (words[0] == "option") return ParseOption(words, plan);
+  FaultRule rule;
+  if (!ParseRule(words, &rule)) return false;
+  plan->Add(std::move(rule));
+  return true;
+}
+
+}  // namespace
+
+FaultPlan& FaultPlan::Add(FaultRule rule) {
+  rules_.push_back(std::move(rule));
+  return *this;
+}
+
+FaultPlan& FaultPlan::FailNth(std::string operation, uint32_t nth, uint32_t result) {
+  return Add(Failing(Nth(std::move(operation), nth), result));
+}
+
+FaultPlan& FaultPlan::FailEach(std::string operation, uint32_t result) {
+  return Add(Failing(Rule(std::move(operation), FaultRule::Selection::kEach), result));
+}
+
+FaultPlan& FaultPlan::FailMatching(std::string operation, std::wstring text, uint32_t result) {
+  return Add(Failing(Matching(std::move(operation), std::move(text)), result));
+}
+
+FaultPlan& FaultPlan::DelayNth(std::string operation, uint32_t nth, uint32_t milliseconds) {
+  return Add(Delaying(Nth(std::move(operation), nth), milliseconds));
+}
+
+FaultPlan& FaultPlan::DelayEach(std::string operation, uint32_t milliseconds) {
+  return Add(Delaying(Rule(std::move(operation), FaultRule::Selection::kEach), milliseconds));
+}
+
+FaultPlan& FaultPlan::DelayMatching(std::string operation, std::wstring text,
+                                    uint32_t milliseconds) {
+  return Add(Delaying(Matching(std::move(operation), std::move(text)), milliseconds));
+}
+
+FaultPlan& FaultPlan::SetOutParameters(OutParameters treatment) {
+  treatment_ = treatment;
+  return *this;
+}
+
+std::string FaultPlan::Format() const {
+  std::string text;
+  for (const TreatmentName& name : kTreatments) {
+    if (name.treatment == treatment_ && treatment_ != OutParameters::kPoison) {
+      text += std::string("option ") + name.text + "\r\n";
+    }
+  }
+  for (const FaultRule& rule : rules_) text += FormatRule(rule) + "\r\n";
+  return text;
+}
+
+bool FaultPlan::Parse(std::string_view text, std::string* error) {
+  for (const std::string& line : SplitLines(text)) {
+    if (ParsePlanLine(line, this)) continue;
+    if (error != nullptr) *error = line;
+    return false;
+  }
+  return true;
+}
+
+bool FaultPlan::Save(const std::wstring& directory) const {
+  CreateDirectoryW(directory.c_str(), nullptr);
+  return WriteWholeFile(FaultPlanPath(directory), Format());
+}
+
+FaultPlan FaultPlan::Load(const std::wstring& directory) {
+  FaultPlan plan;
+  if (directory.empty()) return plan;
+  if (const auto text = ReadWholeFile(FaultPlanPath(directory))) plan.Parse(*text);
+  return plan;
+}
+
+FaultInjector::FaultInjector(FaultPlan plan) : plan_(std::move(plan)) {}
+
+FaultInjector::Answer FaultInjector::NextCall(std::string_view operation, std::wstring_view user) {
+  uint32_t count = 0;
+  uint32_t ordinal = 0;
+  {
+    std::lock_guard lock(mutex_);
+    count = ++counts_[std::string(operation)];
+    ordinal = ++calls_;
+  }
+  return Judge(operation, count, ordinal, user);
+}
+
+FaultInjector::Answer FaultInjector::NextValue(std::string_view operation) {
+  uint32_t count = 0;
+  {
+    std::lock_guard lock(mutex_);
+    count = ++counts_[std::string(operation)];
+  }
+  return Judge(operation, count, 0, {});
+}
+
+FaultInjector::Answer FaultInjector::Judge(std::string_view operation, uint32_t count,
+                                           uint32_t ordinal, std::wstring_view user) const {
+  Answer answer;
+  answer.ordinal = ordinal;
+  const std::wstring folded = FoldAscii(user);
+  for (const FaultRule& rule : plan_.Rules()) {
+    const bool anything = rule.operation == "*";
+    if (anything ? ordinal == 0 : rule.operation != operation) continue;
+    const uint32_t number = anything ? ordinal : count;
+    if (rule.selection == FaultRule::Selection::kNth && rule.nth != number) continue;
+    if (rule.selection == FaultRule::Selection::kMatch &&
+        (user.empty() || folded.find(FoldAscii(rule.match)) == std::wstring::npos)) {
+      continue;
+    }
+    if (rule.delays) {
+      answer.milliseconds += rule.milliseconds;
+    } else if (!answer.fails) {
+      answer.fails = true;
+      answer.result = rule.result;
+    }
+  }
+  return answer;
+}
+
+}  // namespace lab

@@ -1,0 +1,398 @@
+#include "lab/common/installation.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+#include "lab/common/registry_key.h"
+
+namespace lab {
+namespace {
+
+constexpr uint32_t kStoreProvider = 33;      // MAPI_STORE_PROVIDER
+constexpr uint32_t kTransportProvider = 36;  // MAPI_TRANSPORT_PROVIDER
+constexpr char kServiceUidKind = 'S';
+constexpr char kProviderUidKind = 'P';
+
+struct ServiceNames {
+  const wchar_t* name;
+  const wchar_t* displayName;
+  uint32_t addressTag;
+};
+constexpr ServiceNames kServiceNames[] = {
+    {L"LSMS", L"Root Message Store", kTagRootAddress},
+    {L"LSMS_Secondary", L"Secondary Message Store", kTagStoreAddress},
+    {L"LSMS_Embedded", L"Embedded Message Store", kTagStoreAddress},
+};
+
+const ServiceNames& NamesOf(ServiceKind kind) { return kServiceNames[static_cast<size_t>(kind)]; }
+
+void Require(bool done, const char* what) {
+  if (!done) throw std::runtime_error(std::string("lab: cannot ") + what);
+}
+
+uint64_t HashOf(const std::wstring& text) {
+  uint64_t hash = 0xCBF29CE484222325u;  // FNV-1a
+  for (wchar_t c : text) hash = (hash ^ c) * 0x100000001B3u;
+  return hash;
+}
+
+// kind, which of the service's providers, 0, 0, counter[4], hash of the profile's name[8]: sections
+// enumerate by kind and then in the order in which they were made.
+Uid MakeUid(char kind, unsigned index, uint32_t counter, const std::wstring& profile) {
+  Uid uid{};
+  uid[0] = static_cast<uint8_t>(kind);
+  uid[1] = static_cast<uint8_t>(index);
+  for (size_t i = 0; i < 4; ++i) uid[4 + i] = static_cast<uint8_t>(counter >> (24 - 8 * i));
+  const uint64_t hash = HashOf(FoldAscii(profile));
+  std::memcpy(uid.data() + 8, &hash, sizeof(hash));
+  return uid;
+}
+
+uint32_t CounterOf(const Uid& uid) {
+  uint32_t counter = 0;
+  for (size_t i = 0; i < 4; ++i) counter = counter << 8 | uid[4 + i];
+  return counter;
+}
+
+// One above the counters of all sections that the lab made.
+uint32_t NextCounter(const std::wstring& profile) {
+  uint32_t next = 1;
+  for (const Uid& uid : ListSections(profile)) {
+    if (uid[0] == kServiceUidKind || uid[0] == kProviderUidKind) {
+      next = std::max(next, CounterOf(uid) + 1);
+    }
+  }
+  return next;
+}
+
+// A store on its way into a profile.
+struct NewStore {
+  std::wstring profile;
+  ServiceKind kind = ServiceKind::kRoot;
+  std::wstring address;
+  std::wstring path;  // empty for an embedded store
+  Uid parentProvider{};
+  const StoreOptions& options;
+  uint32_t counter = 0;
+  Uid service{};
+
+  std::wstring Name() const { return options.serviceName.value_or(NamesOf(kind).name); }
+  uint32_t Order() const { return options.order.value_or(counter); }
+};
+
+void WriteServiceName(const NewStore& store, const Uid& section) {
+  if (!store.options.withServiceName) return;
+  const uint32_t type = store.options.serviceNameAsString ? REG_SZ : REG_BINARY;
+  Require(WriteRawValue(store.profile, section, kTagServiceName, TextValue(store.Name(), type)),
+          "write a service name");
+}
+
+Bytes NewEntryId(const NewStore& store, const Uid& provider) {
+  if (store.options.entryId) return *store.options.entryId;
+  if (store.kind != ServiceKind::kEmbedded) return FileStoreEntryId(store.Order(), provider);
+  return EmbeddedStoreEntryId(store.Order(), provider,
+                              store.options.parentProviderUid.value_or(store.parentProvider));
+}
+
+void WriteProviderBasics(const NewStore& store, const Uid& provider, uint32_t resourceType) {
+  Require(WriteBinary(store.profile, provider, kTagServiceUid,
+                      Bytes(store.service.begin(), store.service.end())) &&
+              WriteBinary(store.profile, provider, kTagProviderUid,
+                          Bytes(provider.begin(), provider.end())) &&
+              WriteLong(store.profile, provider, kTagResourceType, resourceType),
+          "write a provider's section");
+}
+
+void WriteStoreProvider(const NewStore& store, const Uid& provider) {
+  const StoreOptions& options = store.options;
+  WriteProviderBasics(store, provider, kStoreProvider);
+  WriteServiceName(store, provider);
+  WriteText(store.profile, provider, kTagDisplayName, NamesOf(store.kind).displayName);
+  if (options.withEntryId) {
+    WriteBinary(store.profile, provider, kTagEntryId, NewEntryId(store, provider));
+  }
+  const std::wstring path = options.storedPath.value_or(store.path);
+  if (options.withPath && !path.empty()) {
+    WriteText(store.profile, provider, kTagStorePath, path);
+  }
+  if (options.corruptionMark) {
+    WriteLong(store.profile, provider, kTagCorruptionMark, *options.corruptionMark);
+  }
+  const bool isDefault = options.defaultStore.value_or(store.kind == ServiceKind::kRoot);
+  WriteLong(store.profile, provider, kTagResourceFlags, isDefault ? kStatusDefaultStore : 0);
+}
+
+// Writes the providers' sections and returns the service's list of them; the store providers come
+// into `stores` too.
+std::vector<Uid> WriteProviders(const NewStore& store, std::vector<Uid>* stores) {
+  std::vector<Uid> all;
+  const auto next = [&] {
+    const auto index = static_cast<unsigned>(all.size());
+    all.push_back(MakeUid(kProviderUidKind, index, store.counter, store.profile));
+    return all.back();
+  };
+  if (!store.options.withProvider) return all;
+  if (store.options.otherProviderFirst) WriteProviderBasics(store, next(), kTransportProvider);
+  for (unsigned i = 0; i <= store.options.extraProviders; ++i) {
+    stores->push_back(next());
+    WriteStoreProvider(store, stores->back());
+  }
+  return all;
+}
+
+void WriteServiceSection(const NewStore& store, const std::vector<Uid>& providers) {
+  const std::wstring& profile = store.profile;
+  WriteServiceName(store, store.service);
+  Require(WriteBinary(profile, store.service, kTagServiceUid,
+                      Bytes(store.service.begin(), store.service.end())) &&
+              WriteText(profile, store.service, kTagDisplayName, NamesOf(store.kind).displayName) &&
+              WriteUidList(profile, store.service, kTagProviderUids, providers),
+          "write a service's section");
+  if (store.options.withAddress) {
+    WriteText(profile, store.service, NamesOf(store.kind).addressTag, store.address);
+  }
+}
+
+void EnterInLists(const NewStore& store, const std::vector<Uid>& stores) {
+  std::vector<Uid> services = ReadUidList(store.profile, kAdminSectionUid, kTagServiceUids);
+  const size_t at = std::min(store.options.position.value_or(services.size()), services.size());
+  services.insert(services.begin() + static_cast<ptrdiff_t>(at), store.service);
+  std::vector<Uid> providers = ReadUidList(store.profile, kAdminSectionUid, kTagProviderUids);
+  providers.insert(providers.end(), stores.begin(), stores.end());
+  Require(WriteUidList(store.profile, kAdminSectionUid, kTagServiceUids, services) &&
+              WriteUidList(store.profile, kAdminSectionUid, kTagProviderUids, providers),
+          "write the profile's lists");
+}
+
+Service AddToProfile(NewStore store) {
+  WithProfilesLocked([&] {
+    Require(CreateProfile(store.profile), "create the profile");
+    store.counter = NextCounter(store.profile);
+    store.service = MakeUid(kServiceUidKind, 0, store.counter, store.profile);
+    std::vector<Uid> stores;
+    WriteServiceSection(store, WriteProviders(store, &stores));
+    EnterInLists(store, stores);
+  });
+  return *Profile(store.profile).Get(store.service);
+}
+
+Service AddFileStore(NewStore store) {
+  const StoreOptions& options = store.options;
+  Service service = AddToProfile(store);
+  if (options.withFile && !store.path.empty()) {
+    QsfContent content;
+    content.main.owner = store.address;
+    content.entryId = service.EntryId();
+    content.messageSizes = options.messageSizes;
+    content.freeBytes = options.freeBytes;
+    Require(CreateQsf(store.path, content) == QsfStatus::kOk, "create the store file");
+  }
+  return service;
+}
+
+// The file that a store's messages are in: its own, or that of the store it is embedded in.
+std::wstring FileOf(const Profile& profile, const Service& service) {
+  if (!service.Path().empty()) return service.Path();
+  const auto parent = ParentProviderOfEntryId(service.EntryId());
+  return parent ? ReadText(profile.Name(), *parent, kTagStorePath).value_or(L"") : L"";
+}
+
+void EnterInParentFile(const Profile& profile, const Service& service,
+                       const std::wstring& address) {
+  const std::wstring file = FileOf(profile, service);
+  QsfContent content;
+  if (file.empty() || ReadQsf(file, &content) != QsfStatus::kOk) return;
+  content.embedded.push_back({address, {}});
+  Require(WriteQsf(file, content) == QsfStatus::kOk, "write the parent's store file");
+}
+
+Provider ReadProvider(const std::wstring& profile, const Uid& uid) {
+  Provider provider;
+  provider.uid = uid;
+  provider.resourceType = ReadLong(profile, uid, kTagResourceType);
+  if (const auto value = ReadRawValue(profile, uid, kTagEntryId)) provider.entryId = value->data;
+  provider.path = ReadText(profile, uid, kTagStorePath);
+  provider.corruptionMark = ReadLong(profile, uid, kTagCorruptionMark);
+  provider.resourceFlags = ReadLong(profile, uid, kTagResourceFlags).value_or(0);
+  return provider;
+}
+
+Service ReadService(const std::wstring& profile, const Uid& uid) {
+  Service service;
+  service.uid = uid;
+  service.name = ReadText(profile, uid, kTagServiceName).value_or(L"");
+  service.address = ReadText(profile, uid, kTagRootAddress);
+  if (!service.address) service.address = ReadText(profile, uid, kTagStoreAddress);
+  for (const Uid& provider : ReadUidList(profile, uid, kTagProviderUids)) {
+    service.providers.push_back(ReadProvider(profile, provider));
+  }
+  return service;
+}
+
+std::string HealthOf(const std::wstring& path) {
+  std::vector<QsfProblem> problems;
+  const QsfStatus status = CheckQsf(path, &problems);
+  std::string text = QsfStatusText(status);
+  for (const QsfProblem& problem : problems)
+    text += std::string(" ") + QsfDamageText(problem.damage);
+  return text;
+}
+
+std::string DescribeStore(const Profile& profile, const Service& service, const Provider& store) {
+  std::string text;
+  if (store.path) {
+    text += "  path      " + Utf8FromWide(*store.path) + "\n";
+    const auto size = QsfSize(*store.path);
+    text += "  file      " + (size ? std::to_string(*size) + " bytes, " : std::string()) +
+            HealthOf(*store.path) + "\n";
+  } else if (store.entryId && ParentProviderOfEntryId(*store.entryId)) {
+    text += "  in        " + Utf8FromWide(FileOf(profile, service)) + "\n";
+  }
+  if (store.corruptionMark) {
+    const uint32_t mark = *store.corruptionMark;
+    text += "  mark      0x" +
+            HexFromBytes(Bytes{static_cast<uint8_t>(mark >> 24), static_cast<uint8_t>(mark >> 16),
+                               static_cast<uint8_t>(mark >> 8), static_cast<uint8_t>(mark)}) +
+            "\n";
+  }
+  if (store.resourceFlags & kStatusDefaultStore) text += "  default store\n";
+  if (store.entryId) text += "  entry id  " + HexFromBytes(*store.entryId) + "\n";
+  return text;
+}
+
+std::string DescribeService(const Profile& profile, const Service& service) {
+  std::string text = (service.name.empty() ? "(no name)" : Utf8FromWide(service.name)) + "  " +
+                     (service.address ? Utf8FromWide(*service.address) : "(no address)") + "\n";
+  text += "  service   " + UidText(service.uid) + "\n";
+  if (const Provider* store = service.Store()) {
+    text += DescribeStore(profile, service, *store);
+  } else {
+    text += "  (no store provider)\n";
+  }
+  return text;
+}
+
+// Where each store stands when entry IDs are compared, as a line of addresses.
+std::string DescribeOrder(std::vector<Service> services) {
+  std::stable_sort(services.begin(), services.end(),
+                   [](const Service& a, const Service& b) { return a.EntryId() < b.EntryId(); });
+  std::string text = "By entry id:";
+  for (const Service& service : services) {
+    if (!service.EntryId().empty()) text += " " + Utf8FromWide(service.address.value_or(L"?"));
+  }
+  return text + "\n";
+}
+
+}  // namespace
+
+const wchar_t* ServiceNameOf(ServiceKind kind) { return NamesOf(kind).name; }
+
+const Provider* Service::Store() const {
+  const auto found = std::find_if(providers.begin(), providers.end(), [](const Provider& provider) {
+    return provider.resourceType == kStoreProvider;
+  });
+  return found == providers.end() ? nullptr : &*found;
+}
+
+Bytes Service::EntryId() const {
+  const Provider* store = Store();
+  return store != nullptr ? store->entryId.value_or(Bytes()) : Bytes();
+}
+
+std::wstring Service::Path() const {
+  const Provider* store = Store();
+  return store != nullptr ? store->path.value_or(L"") : L"";
+}
+
+Service Profile::AddRootStore(const std::wstring& address, const std::wstring& path,
+                              const StoreOptions& options) const {
+  return AddFileStore({name_, ServiceKind::kRoot, address, path, {}, options});
+}
+
+Service Profile::AddSecondaryStore(const std::wstring& address, const std::wstring& path,
+                                   const StoreOptions& options) const {
+  return AddFileStore({name_, ServiceKind::kSecondary, address, path, {}, options});
+}
+
+Service Profile::AddEmbeddedStore(const std::wstring& address, const Service& parent,
+                                  const StoreOptions& options) const {
+  const Provider* parentStore = parent.Store();
+  const Uid parentUid = parentStore != nullptr ? parentStore->uid : Uid{};
+  Service service = AddToProfile({name_, ServiceKind::kEmbedded, address, L"", parentUid, options});
+  if (options.withFile) EnterInParentFile(*this, service, address);
+  return service;
+}
+
+Service Profile::AddOrphan(const std::wstring& address, const StoreOptions& options) const {
+  Uid leftover{};
+  WithProfilesLocked([&] {
+    Require(CreateProfile(name_), "create the profile");
+    const uint32_t counter = NextCounter(name_);
+    leftover = MakeUid(kProviderUidKind, 0, counter, name_);
+    Require(WriteBinary(name_, leftover, kTagEntryId, FileStoreEntryId(counter, leftover)),
+            "write the section that a deleted parent leaves");
+  });
+  return AddToProfile({name_, ServiceKind::kEmbedded, address, L"", leftover, options});
+}
+
+std::vector<Service> Profile::Services() const {
+  std::vector<Service> services;
+  for (const Uid& uid : ReadUidList(name_, kAdminSectionUid, kTagServiceUids)) {
+    services.push_back(ReadService(name_, uid));
+  }
+  return services;
+}
+
+std::optional<Service> Profile::Find(std::wstring_view address) const {
+  for (const Service& service : Services()) {
+    if (service.address && EqualsFolded(*service.address, address)) return service;
+  }
+  return std::nullopt;
+}
+
+std::optional<Service> Profile::Get(const Uid& service) const {
+  const std::vector<Uid> uids = ReadUidList(name_, kAdminSectionUid, kTagServiceUids);
+  if (std::find(uids.begin(), uids.end(), service) == uids.end()) return std::nullopt;
+  return ReadService(name_, service);
+}
+
+std::optional<RawValue> Profile::Value(const Uid& section, uint32_t tag) const {
+  return ReadRawValue(name_, section, tag);
+}
+
+bool Profile::SetValue(const Uid& section, uint32_t tag, const RawValue& value) const {
+  return WriteRawValue(name_, section, tag, value);
+}
+
+bool Profile::RemoveValue(const Uid& section, uint32_t tag) const {
+  return RemoveRawValue(name_, section, tag);
+}
+
+bool Profile::Mark(const Uid& service, std::optional<uint32_t> mark) const {
+  const auto found = Get(service);
+  const Provider* store = found ? found->Store() : nullptr;
+  if (store == nullptr) return false;
+  return mark ? WriteLong(name_, store->uid, kTagCorruptionMark, *mark)
+              : RemoveRawValue(name_, store->uid, kTagCorruptionMark);
+}
+
+std::string Profile::Describe() const {
+  if (!Exists()) return "Profile " + Utf8FromWide(name_) + " does not exist\n";
+  const std::vector<Service> services = Services();
+  std::string text =
+      "Profile " + Utf8FromWide(name_) + ", " + std::to_string(services.size()) + " services\n";
+  for (const Service& service : services) text += DescribeService(*this, service);
+  return text + DescribeOrder(services);
+}
+
+std::string DescribeInstallation() {
+  std::string text;
+  for (const std::wstring& name : ListProfiles()) text += Profile(name).Describe() + "\n";
+  return text.empty() ? "No profiles\n" : text;
+}
+
+}  // namespace lab
