@@ -1,0 +1,110 @@
+#include "src/guards/switches.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+// A command line whose first element is the program.
+class CommandLine {
+ public:
+  explicit CommandLine(std::initializer_list<const wchar_t*> arguments) {
+    for (const wchar_t* argument : arguments) texts_.emplace_back(argument);
+    for (std::wstring& text : texts_) pointers_.push_back(text.data());
+  }
+  int Count() const { return static_cast<int>(pointers_.size()); }
+  wchar_t** Values() { return pointers_.data(); }
+
+ private:
+  std::vector<std::wstring> texts_;
+  std::vector<wchar_t*> pointers_;
+};
+
+struct Values {
+  std::wstring profile;
+  std::vector<std::wstring> emails;
+  bool restart = false;
+  std::uint32_t verbose = 0;
+};
+
+Values Scan(std::initializer_list<const wchar_t*> arguments) {
+  CommandLine line(arguments);
+  Values values;
+  ScanSwitches(line.Count(), line.Values(),
+               {{L"-p", &values.profile},
+                {L"-e", &values.emails},
+                {L"-c", &values.restart},
+                {L"-v", &values.verbose}});
+  return values;
+}
+
+using List = std::vector<std::wstring>;
+
+TEST(ScanSwitches, WithoutArgumentsLeavesEverything) {
+  const Values values = Scan({L"qrvadmin"});
+  EXPECT_EQ(values.profile, L"");
+  EXPECT_TRUE(values.emails.empty());
+  EXPECT_FALSE(values.restart);
+  EXPECT_EQ(values.verbose, 0u);
+}
+
+TEST(ScanSwitches, WithoutEvenAProgramNameDoesNothing) { EXPECT_EQ(Scan({}).profile, L""); }
+
+TEST(ScanSwitches, AListEndsAtTheNextSwitchWhichIsThenLookedAt) {
+  const Values values =
+      Scan({L"qrvadmin", L"-checkQsf", L"-p", L"Outlook", L"-e", L"first", L"second", L"-v"});
+  EXPECT_EQ(values.profile, L"Outlook");
+  EXPECT_EQ(values.emails, (List{L"first", L"second"}));
+  EXPECT_EQ(values.verbose, 1u);
+}
+
+TEST(ScanSwitches, AListEndsAtALoneDashAndHoldsEmptyArguments) {
+  EXPECT_EQ(Scan({L"q", L"-e", L"", L"a", L"-", L"b"}).emails, (List{L"", L"a"}));
+}
+
+TEST(ScanSwitches, AnEmptyListIsEmpty) {
+  EXPECT_TRUE(Scan({L"q", L"-e"}).emails.empty());
+  EXPECT_TRUE(Scan({L"q", L"-e", L"-c"}).emails.empty());
+  EXPECT_TRUE(Scan({L"q", L"-e", L"-c"}).restart);
+}
+
+TEST(ScanSwitches, SeveralListsAreJoined) {
+  EXPECT_EQ(Scan({L"q", L"-e", L"a", L"-c", L"-e", L"b"}).emails, (List{L"a", L"b"}));
+}
+
+TEST(ScanSwitches, AValueIsTakenAsItStandsAndIsNoSwitchItself) {
+  const Values values = Scan({L"q", L"-p", L"-c"});
+  EXPECT_EQ(values.profile, L"-c");
+  EXPECT_FALSE(values.restart);
+  EXPECT_EQ(Scan({L"q", L"-p", L"-v"}).verbose, 0u);
+}
+
+TEST(ScanSwitches, AMissingValueAtTheEndLeavesTheTarget) {
+  EXPECT_EQ(Scan({L"q", L"-p"}).profile, L"");
+  EXPECT_EQ(Scan({L"q", L"-p", L"A", L"-p"}).profile, L"A");
+}
+
+TEST(ScanSwitches, TheLastOfSeveralValuesCounts) {
+  EXPECT_EQ(Scan({L"q", L"-p", L"A", L"-p", L"B"}).profile, L"B");
+}
+
+TEST(ScanSwitches, MatchesWholeArgumentsWithTheirLetterCase) {
+  const Values values = Scan({L"q", L"-P", L"A", L"-pA", L"-V", L"-vv", L"/v", L"-C"});
+  EXPECT_EQ(values.profile, L"");
+  EXPECT_EQ(values.verbose, 0u);
+  EXPECT_FALSE(values.restart);
+}
+
+TEST(ScanSwitches, PassesOverWhatItDoesNotKnow) {
+  const Values values = Scan({L"q", L"-unknown", L"word", L"-p", L"A", L"-x", L"-c"});
+  EXPECT_EQ(values.profile, L"A");
+  EXPECT_TRUE(values.restart);
+}
+
+TEST(ScanSwitches, TheProgramsOwnNameIsNoSwitch) { EXPECT_FALSE(Scan({L"-c", L"x"}).restart); }
+
+TEST(ScanSwitches, TakesArgumentsOfAnyLength) {
+  const std::wstring longName(5000, L'n');
+  EXPECT_EQ(Scan({L"q", L"-p", longName.c_str()}).profile, longName);
+}
+
+}  // namespace
