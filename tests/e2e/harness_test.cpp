@@ -1,0 +1,182 @@
+// What the tests' own machinery promises, tried on a small program instead of the product.
+#include <gtest/gtest-spi.h>
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "tests/e2e/support/directory.h"
+#include "tests/e2e/support/handle.h"
+#include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/output.h"
+#include "tests/e2e/support/program.h"
+
+namespace e2e {
+namespace {
+
+using std::chrono::milliseconds;
+
+RunOptions EchoChild() {
+  RunOptions options;
+  options.program = LabBinaries() / L"echo_child.exe";
+  return options;
+}
+
+std::vector<std::string> EchoedArguments(const std::vector<std::wstring>& arguments) {
+  std::vector<std::wstring> words = {L"echo"};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  return Lines(RunProgram(words, EchoChild()).output);
+}
+
+TEST(HarnessTest, EveryArgumentArrivesUnchanged) {
+  const std::vector<std::wstring> arguments = {
+      L"plain",      L"",          L"two words",       L"tab\there",
+      L"say \"hi\"", L"C:\\dir\\", L"C:\\a b\\",       L"\\\"",
+      L"a\\\\\"b",   L"*.cpp",     L"\u00fcser\u4e2d", std::wstring(5000, L'x')};
+  std::vector<std::string> expected;
+  for (const std::wstring& argument : arguments) {
+    expected.push_back("[" + ToUtf8(argument) + "]");
+  }
+  EXPECT_EQ(EchoedArguments(arguments), expected);
+}
+
+TEST(HarnessTest, ProgramNameCanDifferFromTheFile) {
+  RunOptions options = EchoChild();
+  options.programName = L"./my tool";
+  EXPECT_EQ(RunProgram({L"name"}, options).output, Text({"[./my tool]"}));
+}
+
+TEST(HarnessTest, ExitCodeIsPassedOn) {
+  EXPECT_EQ(RunProgram({L"exit", L"0"}, EchoChild()).exitCode, 0U);
+  EXPECT_EQ(RunProgram({L"exit", L"258"}, EchoChild()).exitCode, 258U);
+}
+
+TEST(HarnessTest, InputIsGivenAndThenEnds) {
+  RunOptions options = EchoChild();
+  options.input = "y\r\n" + std::string(200000, 'z');
+  EXPECT_EQ(RunProgram({L"cat"}, options).output, options.input);
+  EXPECT_EQ(RunProgram({L"cat"}, EchoChild()).output, "");
+}
+
+TEST(HarnessTest, EnvironmentIsChangedForTheChildOnly) {
+  RunOptions options = EchoChild();
+  options.environment = {{L"QRV_HARNESS", L"\u00fc"}, {L"windir", std::nullopt}};
+  EXPECT_EQ(RunProgram({L"environment", L"QRV_HARNESS"}, options).output, Text({"\u00fc"}));
+  EXPECT_EQ(RunProgram({L"environment", L"windir"}, options).output, Text({"unset"}));
+  EXPECT_EQ(_wgetenv(L"QRV_HARNESS"), nullptr);
+}
+
+TEST(HarnessTest, OutputCanGoIntoAFile) {
+  const TempDirectory directory;
+  RunOptions options = EchoChild();
+  options.outputFile = directory.Path() / L"out.txt";
+  EXPECT_EQ(RunProgram({L"echo", L"a"}, options).output, Text({"[a]"}));
+  EXPECT_TRUE(std::filesystem::exists(options.outputFile));
+}
+
+TEST(HarnessTest, ProgramsHoldNoHandlesOfEachOther) {
+  RunningProgram first = RunningProgram::Start({L"cat"}, EchoChild());
+  RunningProgram second = RunningProgram::Start({L"cat"}, EchoChild());
+  first.CloseStdin();
+  EXPECT_FALSE(first.Wait(milliseconds(5000)).timedOut);
+  EXPECT_TRUE(second.IsRunning());
+}
+
+TEST(HarnessTest, ControlEventsReachTheProgramAndSpareTheTest) {
+  RunningProgram program = RunningProgram::Start({L"control"}, EchoChild());
+  ASSERT_TRUE(program.WaitForOutput("ready\r\n"));
+  ASSERT_TRUE(program.SendCtrlC());
+  ASSERT_TRUE(program.WaitForOutput("ready\r\nCtrl+C\r\n"));
+  const bool breakRaised = program.SendCtrlBreak();
+  if (!breakRaised) {
+    ASSERT_TRUE(program.SendCtrlC());
+  }
+  const RunResult result = program.Wait(milliseconds(10000));
+  EXPECT_EQ(result.output, Text({"ready", "Ctrl+C", breakRaised ? "Ctrl+Break" : "Ctrl+C"}));
+  EXPECT_EQ(result.exitCode, 0U);
+}
+
+TEST(HarnessTest, CtrlCEndsAProgramThatDoesNotHandleIt) {
+  RunningProgram program = RunningProgram::Start({L"sleep", L"30000"}, EchoChild());
+  ASSERT_TRUE(program.WaitForOutput("sleeping"));
+  program.SendCtrlC();
+  EXPECT_FALSE(program.Wait(milliseconds(10000)).timedOut);
+}
+
+TEST(HarnessTest, DetachedProgramsGetNoCtrlC) {
+  RunOptions options = EchoChild();
+  options.detached = true;
+  RunningProgram program = RunningProgram::Start({L"sleep", L"1000"}, options);
+  ASSERT_TRUE(program.WaitForOutput("sleeping"));
+  program.SendCtrlC();
+  EXPECT_EQ(program.Wait().exitCode, 0U);
+}
+
+TEST(HarnessTest, WatchdogKillsAndShowsWhatWasPrinted) {
+  static RunResult result;
+  EXPECT_NONFATAL_FAILURE(
+      {
+        RunOptions options = EchoChild();
+        options.timeout = milliseconds(1000);
+        result = RunProgram({L"sleep", L"30000"}, options);
+      },
+      "it had printed:\nsleeping");
+  EXPECT_TRUE(result.timedOut);
+  EXPECT_EQ(result.output, Text({"sleeping"}));
+  EXPECT_LT(result.elapsed, milliseconds(5000));
+}
+
+TEST(HarnessTest, MissingOutputIsShownWithWhatCameInstead) {
+  RunningProgram program = RunningProgram::Start({L"echo", L"a"}, EchoChild());
+  const ::testing::AssertionResult answer = program.WaitForOutput("never");
+  EXPECT_FALSE(answer);
+  EXPECT_STREQ(answer.message(), "\"never\" was not printed, but only:\n[a]\\r\\n\n");
+}
+
+bool ProcessRuns(DWORD id) {
+  const Handle process(OpenProcess(SYNCHRONIZE, FALSE, id));
+  return process && WaitForSingleObject(process.get(), 5000) == WAIT_TIMEOUT;
+}
+
+TEST(HarnessTest, ProcessesLeftBehindAreKilledWithTheProgram) {
+  DWORD leftBehind = 0;
+  {
+    RunningProgram program = RunningProgram::Start({L"spawn"}, EchoChild());
+    leftBehind = static_cast<DWORD>(std::stoul(program.Wait().output));
+    const Handle process(OpenProcess(SYNCHRONIZE, FALSE, leftBehind));
+    ASSERT_TRUE(process);
+    EXPECT_EQ(WaitForSingleObject(process.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+  }
+  EXPECT_FALSE(ProcessRuns(leftBehind));
+}
+
+TEST(HarnessTest, LinesRejectsOtherLineEnds) {
+  EXPECT_EQ(Lines("a\r\n\r\n b \r\n"), (std::vector<std::string>{"a", "", " b "}));
+  EXPECT_NONFATAL_FAILURE(Lines("a\nb\r\n"), "not CR LF");
+  EXPECT_NONFATAL_FAILURE(Lines("a\r\nb"), "not ended");
+  EXPECT_EQ(SortedLines("b\r\na\r\n"), (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(CountLines("b\r\na\r\nb\r\n", "b"), 2);
+}
+
+TEST(HarnessTest, HolderLoadsItsModules) {
+  MapiHolder holder(L"Zeta.exe", {L"MAPI32.DLL", L"OLMAPI32.DLL"});
+  holder.Quit();
+}
+
+TEST(HarnessTest, EachTemporaryDirectoryIsNewAndRemoved) {
+  std::filesystem::path path;
+  {
+    const TempDirectory first;
+    const TempDirectory second;
+    path = first.Path();
+    EXPECT_NE(first.Path(), second.Path());
+    std::ofstream(path / L"f\u4e2d.txt") << "x";
+    EXPECT_TRUE(std::filesystem::exists(path / L"f\u4e2d.txt"));
+  }
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+}  // namespace
+}  // namespace e2e
