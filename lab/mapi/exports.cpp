@@ -1,0 +1,182 @@
+// The module's exported functions. Their ordinals stand in mapi32.def.
+#include <mapicode.h>
+#include <mapiutil.h>
+#include <mapix.h>
+#include <windows.h>
+
+#include "lab/common/profile_registry.h"
+#include "lab/mapi/administration.h"
+#include "lab/mapi/buffers.h"
+#include "lab/mapi/call.h"
+#include "lab/mapi/profile_section.h"
+#include "lab/mapi/restriction.h"
+#include "lab/mapi/runtime.h"
+#include "lab/mapi/session.h"
+#include "lab/mapi/table.h"
+
+namespace lab {
+namespace {
+
+constexpr ULONG kMultithreadNotifications = 0x00000001;
+constexpr ULONG kNtService = 0x00010000;
+constexpr ULONG kNoCoInit = 0x00000008;
+
+// MAPI_LOGON_UI, NEW_SESSION, ALLOW_OTHERS, EXPLICIT_PROFILE, EXTENDED, USE_DEFAULT,
+// FORCE_DOWNLOAD, SERVICE_UI_ALWAYS, NO_MAIL, NT_SERVICE, PASSWORD_UI, TIMEOUT_SHORT, UNICODE.
+constexpr ULONG kLogonFlags = 0x8013B07B;
+
+// What stands for one of the lab's own objects behind an interface pointer, or null.
+template <class Own, class Interface>
+Own* OwnObject(Interface* object) {
+  return object == nullptr ? nullptr : dynamic_cast<Own*>(object);
+}
+
+HRESULT Initialize(const MAPIINIT_0* options) {
+  Call call("MAPIInitialize");
+  const ULONG flags = options != nullptr ? options->ulFlags : 0;
+  call.Number("flags", flags);
+  const auto answer = Runtime::Get().Faults().NextCall(call.Name());
+  call.SetOrdinal(answer.ordinal);
+  if (answer.milliseconds != 0) Sleep(answer.milliseconds);
+  if (answer.fails) {
+    Runtime::Get().InitializeRefused();
+    return call.Finish(static_cast<HRESULT>(answer.result));
+  }
+  if (flags & ~(kMultithreadNotifications | kNoCoInit | kNtService)) {
+    Runtime::Get().Unexpected("MAPIInitialize was given flags that it does not know");
+    return call.Finish(MAPI_E_UNKNOWN_FLAGS);
+  }
+  Runtime::Get().Initialize();
+  return call.Finish(S_OK);
+}
+
+HRESULT LogonEx(ULONG_PTR parent, LPTSTR profile, LPTSTR password, ULONG flags,
+                LPMAPISESSION* session) {
+  Call call("MAPILogonEx");
+  call.Number("parent", parent).Text("profile", profile, flags).Text("password", password, flags);
+  call.Flags(flags, kLogonFlags).Out(session);
+  return call.Run([&] {
+    const std::wstring name = TextParameter(profile, flags);
+    if (!ProfileExists(name)) return MAPI_E_LOGON_FAILED;
+    *session = new Session(call.Name(), name);
+    return S_OK;
+  });
+}
+
+HRESULT QueryAllRows(LPMAPITABLE table, LPSPropTagArray columns, LPSRestriction restriction,
+                     LPSSortOrderSet order, LONG most, LPSRowSet* rows) {
+  Table* own = OwnObject<Table>(table);
+  Call call("HrQueryAllRows", own);
+  call.Tags("columns", columns).Words("restriction", DescribeRestriction(restriction));
+  call.Words("order", DescribeOrder(order)).Words("most", std::to_string(most)).Out(rows);
+  call.Require(own != nullptr, "no table of the lab's");
+  return call.Run([&] {
+    const HRESULT result = own->QueryAll(call.Name(), columns, restriction, order, most, rows);
+    if (SUCCEEDED(result)) call.Number("rows", (*rows)->cRows);
+    return result;
+  });
+}
+
+HRESULT GetOneProp(LPMAPIPROP object, ULONG tag, LPSPropValue* value) {
+  ProfileSection* own = OwnObject<ProfileSection>(object);
+  Call call("HrGetOneProp", own);
+  call.Number("tag", tag).Out(value).Require(own != nullptr, "no profile section of the lab's");
+  return call.Run([&] { return own->GetOne(call.Name(), tag, value); });
+}
+
+SCODE Allocate(ULONG size, LPVOID* buffer) {
+  Call call("MAPIAllocateBuffer");
+  call.Number("size", size).Out(buffer);
+  return call.Run([&] {
+    *buffer = AllocateBuffer(size, call.Name());
+    return S_OK;
+  });
+}
+
+SCODE AllocateChild(ULONG size, LPVOID parent, LPVOID* buffer) {
+  Call call("MAPIAllocateMore");
+  call.Number("size", size).Out(buffer).Require(IsBuffer(parent), "no buffer as parent");
+  return call.Run([&] {
+    *buffer = AllocateMore(size, parent);
+    return S_OK;
+  });
+}
+
+void Free(LPVOID buffer) {
+  Call call("MAPIFreeBuffer");
+  call.Number("buffer", reinterpret_cast<uintptr_t>(buffer));
+  call.RunPlain([&] {
+    if (buffer != nullptr && !FreeBuffer(buffer)) {
+      Runtime::Get().Unexpected("MAPIFreeBuffer of what is no MAPI buffer or was freed before");
+    }
+  });
+}
+
+void FreeRows(LPSRowSet rows) {
+  Call call("FreeProws");
+  call.Number("rows", reinterpret_cast<uintptr_t>(rows));
+  call.RunPlain([&] {
+    if (rows != nullptr && !FreeRowSet(rows)) {
+      Runtime::Get().Unexpected("FreeProws of what is no row set or was freed before");
+    }
+  });
+}
+
+}  // namespace
+}  // namespace lab
+
+extern "C" {
+
+HRESULT WINAPI MAPIInitialize(LPVOID options) {
+  return lab::Initialize(static_cast<const MAPIINIT_0*>(options));
+}
+
+void WINAPI MAPIUninitialize() {
+  lab::Call("MAPIUninitialize").RunPlain([] { lab::Runtime::Get().Uninitialize(); });
+}
+
+HRESULT WINAPI MAPILogonEx(ULONG_PTR parent, LPTSTR profile, LPTSTR password, ULONG flags,
+                           LPMAPISESSION* session) {
+  return lab::LogonEx(parent, profile, password, flags, session);
+}
+
+HRESULT WINAPI MAPIAdminProfiles(ULONG flags, LPPROFADMIN* admin) {
+  lab::Call call("MAPIAdminProfiles");
+  call.Flags(flags, MAPI_NT_SERVICE).Out(admin);
+  return call.Run([&] {
+    *admin = new lab::ProfAdmin(call.Name());
+    return S_OK;
+  });
+}
+
+SCODE WINAPI MAPIAllocateBuffer(ULONG size, LPVOID* buffer) { return lab::Allocate(size, buffer); }
+
+SCODE WINAPI MAPIAllocateMore(ULONG size, LPVOID parent, LPVOID* buffer) {
+  return lab::AllocateChild(size, parent, buffer);
+}
+
+ULONG WINAPI MAPIFreeBuffer(LPVOID buffer) {
+  lab::Free(buffer);
+  return 0;
+}
+
+HRESULT WINAPI HrQueryAllRows(LPMAPITABLE table, LPSPropTagArray columns,
+                              LPSRestriction restriction, LPSSortOrderSet order, LONG most,
+                              LPSRowSet* rows) {
+  return lab::QueryAllRows(table, columns, restriction, order, most, rows);
+}
+
+HRESULT WINAPI HrGetOneProp(LPMAPIPROP object, ULONG tag, LPSPropValue* value) {
+  return lab::GetOneProp(object, tag, value);
+}
+
+void WINAPI FreeProws(LPSRowSet rows) { lab::FreeRows(rows); }
+
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+  lab::Runtime* runtime = lab::Runtime::Existing();
+  if (runtime != nullptr && reason == DLL_THREAD_DETACH) runtime->ThreadEnds();
+  if (runtime != nullptr && reason == DLL_PROCESS_DETACH) runtime->ProcessEnds();
+  return TRUE;
+}
+
+}  // extern "C"

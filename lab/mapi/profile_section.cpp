@@ -1,0 +1,96 @@
+#include "lab/mapi/profile_section.h"
+
+#include <cstdio>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "lab/common/profile_registry.h"
+#include "lab/mapi/buffers.h"
+#include "lab/mapi/runtime.h"
+
+namespace lab {
+namespace {
+
+bool IsProviderSection(const std::wstring& profile, const Uid& uid) {
+  return ReadRawValue(profile, uid, kTagProviderUid).has_value();
+}
+
+const char* KindOf(const std::wstring& profile, const Uid& uid) {
+  if (uid == kAdminSectionUid) return "AdminSection";
+  if (IsProviderSection(profile, uid)) return "ProviderSection";
+  return ReadRawValue(profile, uid, kTagServiceUid) ? "ServiceSection" : "OtherSection";
+}
+
+std::vector<Property> ReadAll(const SPropTagArray& tags,
+                              const std::function<Property(ULONG)>& read) {
+  std::vector<Property> properties;
+  for (ULONG i = 0; i < tags.cValues; ++i) properties.push_back(read(tags.aulPropTag[i]));
+  return properties;
+}
+
+// Hands out the properties; tells whether one of them is an error.
+bool HandOut(const std::vector<Property>& properties, const std::string& madeBy, ULONG* count,
+             LPSPropValue* values) {
+  bool errors = false;
+  auto* array =
+      static_cast<LPSPropValue>(AllocateBuffer(properties.size() * sizeof(SPropValue), madeBy));
+  for (size_t i = 0; i < properties.size(); ++i) {
+    FillPropValue(properties[i], array, &array[i]);
+    errors = errors || PROP_TYPE(properties[i].tag) == PT_ERROR;
+  }
+  *values = array;
+  *count = static_cast<ULONG>(properties.size());
+  return errors;
+}
+
+}  // namespace
+
+ProfileSection::ProfileSection(std::string madeBy, std::wstring profile, const Uid& uid)
+    : PropStubs(std::move(madeBy)),
+      profile_(std::move(profile)),
+      uid_(uid),
+      kind_(KindOf(profile_, uid)) {}
+
+Property ProfileSection::Read(ULONG tag) const {
+  char operation[64];
+  std::snprintf(operation, sizeof(operation), "%s.Prop.%08lX", kind_.c_str(),
+                static_cast<unsigned long>(tag));
+  const auto answer = Runtime::Get().Faults().NextValue(operation);
+  if (answer.fails) return ErrorProperty(tag, static_cast<HRESULT>(answer.result));
+  auto property = ReadSectionProperty(profile_, uid_, tag);
+  return property ? std::move(*property) : ErrorProperty(tag, MAPI_E_NOT_FOUND);
+}
+
+STDMETHODIMP ProfileSection::GetProps(LPSPropTagArray tags, ULONG flags, ULONG* count,
+                                      LPSPropValue* values) {
+  Call call(CallName("GetProps"), this);
+  call.Binary("section", uid_.data(), uid_.size()).Tags("tags", tags).Flags(flags, MAPI_UNICODE);
+  call.OutNumber(count).Out(values);
+  return call.Run([&] {
+    const std::vector<Property> properties =
+        tags == nullptr ? ReadSectionProperties(profile_, uid_)
+                        : ReadAll(*tags, [this](ULONG tag) { return Read(tag); });
+    return HandOut(properties, call.Name(), count, values) ? MAPI_W_ERRORS_RETURNED : S_OK;
+  });
+}
+
+HRESULT ProfileSection::GetOne(const std::string& madeBy, ULONG tag, LPSPropValue* value) const {
+  const Property property = Read(tag);
+  if (PROP_TYPE(property.tag) == PT_ERROR) return static_cast<HRESULT>(property.number);
+  ULONG count = 0;
+  HandOut({property}, madeBy, &count, value);
+  return S_OK;
+}
+
+HRESULT OpenSection(const std::string& madeBy, const std::wstring& profile, const MAPIUID& uid,
+                    ULONG flags, LPPROFSECT* section) {
+  Uid own;
+  std::memcpy(own.data(), uid.ab, own.size());
+  if (!SectionExists(profile, own) && !(flags & MAPI_MODIFY)) return MAPI_E_NOT_FOUND;
+  if (IsProviderSection(profile, own) && !(flags & kForceAccess)) return MAPI_E_NO_ACCESS;
+  *section = new ProfileSection(madeBy, profile, own);
+  return S_OK;
+}
+
+}  // namespace lab

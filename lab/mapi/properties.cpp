@@ -1,0 +1,178 @@
+#include "lab/mapi/properties.h"
+
+#include <mapicode.h>
+
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "lab/common/profile_registry.h"
+#include "lab/mapi/buffers.h"
+
+namespace lab {
+namespace {
+
+bool IsString(ULONG tag) { return PROP_TYPE(tag) == PT_UNICODE || PROP_TYPE(tag) == PT_STRING8; }
+
+void* CopyTo(void* parent, const void* data, size_t size) {
+  void* copy = AllocateMore(size, parent);
+  if (copy == nullptr) throw std::bad_alloc();
+  std::memcpy(copy, data, size);
+  return copy;
+}
+
+std::wstring WideText(const Bytes& data) {
+  std::wstring text(data.size() / sizeof(wchar_t), L'\0');
+  std::memcpy(text.data(), data.data(), text.size() * sizeof(wchar_t));
+  return text.substr(0, text.find(L'\0'));
+}
+
+std::wstring NarrowText(const Bytes& data) {
+  const std::string text(data.begin(), data.end());
+  return WideFromNarrow(text.substr(0, text.find('\0')));
+}
+
+uint32_t NumberOf(const Bytes& data, size_t size) {
+  uint32_t number = 0;
+  std::memcpy(&number, data.data(), std::min(size, data.size()));
+  return number;
+}
+
+std::optional<Property> FromRaw(ULONG tag, const RawValue& raw) {
+  Property property;
+  property.tag = tag;
+  switch (PROP_TYPE(tag)) {
+    case PT_UNICODE:
+      property.text = WideText(raw.data);
+      return property;
+    case PT_STRING8:
+      property.text = NarrowText(raw.data);
+      return property;
+    case PT_LONG:
+      property.number = NumberOf(raw.data, 4);
+      return property;
+    case PT_BOOLEAN:
+      property.number = NumberOf(raw.data, 2);
+      return property;
+    case PT_BINARY:
+      property.bytes = raw.data;
+      return property;
+    default:
+      return std::nullopt;
+  }
+}
+
+std::optional<Property> ReadExact(const std::wstring& profile, const Uid& section, ULONG tag) {
+  const auto raw = ReadRawValue(profile, section, tag);
+  return raw ? FromRaw(tag, *raw) : std::nullopt;
+}
+
+}  // namespace
+
+Property TextProperty(ULONG tag, std::wstring text) {
+  Property property;
+  property.tag = tag;
+  property.text = std::move(text);
+  return property;
+}
+
+Property NumberProperty(ULONG tag, uint32_t number) {
+  Property property;
+  property.tag = tag;
+  property.number = number;
+  return property;
+}
+
+Property BinaryProperty(ULONG tag, Bytes bytes) {
+  Property property;
+  property.tag = tag;
+  property.bytes = std::move(bytes);
+  return property;
+}
+
+Property UidProperty(ULONG tag, const Uid& uid) {
+  return BinaryProperty(tag, Bytes(uid.begin(), uid.end()));
+}
+
+Property ErrorProperty(ULONG tag, HRESULT error) {
+  return NumberProperty(CHANGE_PROP_TYPE(tag, PT_ERROR), static_cast<uint32_t>(error));
+}
+
+Property Lookup(const PropertyList& list, ULONG tag) {
+  for (const Property& property : list) {
+    if (PROP_ID(property.tag) != PROP_ID(tag)) continue;
+    if (property.tag == tag || PROP_TYPE(tag) == PT_UNSPECIFIED) return property;
+    if (!IsString(property.tag) || !IsString(tag)) continue;
+    Property converted = property;
+    converted.tag = tag;
+    return converted;
+  }
+  return ErrorProperty(tag, MAPI_E_NOT_FOUND);
+}
+
+std::optional<Property> ReadSectionProperty(const std::wstring& profile, const Uid& section,
+                                            ULONG tag) {
+  if (PROP_TYPE(tag) == PT_UNSPECIFIED) {
+    const Property found = Lookup(ReadSectionProperties(profile, section), tag);
+    return PROP_TYPE(found.tag) == PT_ERROR ? std::nullopt : std::optional(found);
+  }
+  auto property = ReadExact(profile, section, tag);
+  if (property || !IsString(tag)) return property;
+  const ULONG other = PROP_TYPE(tag) == PT_UNICODE ? PT_STRING8 : PT_UNICODE;
+  property = ReadExact(profile, section, CHANGE_PROP_TYPE(tag, other));
+  if (property) property->tag = tag;
+  return property;
+}
+
+PropertyList ReadSectionProperties(const std::wstring& profile, const Uid& section) {
+  PropertyList list;
+  for (uint32_t tag : ListValueTags(profile, section)) {
+    if (auto property = ReadExact(profile, section, tag)) list.push_back(std::move(*property));
+  }
+  return list;
+}
+
+void FillPropValue(const Property& property, void* parent, SPropValue* value) {
+  std::memset(value, 0, sizeof(*value));
+  value->ulPropTag = property.tag;
+  switch (PROP_TYPE(property.tag)) {
+    case PT_UNICODE:
+      value->Value.lpszW = static_cast<LPWSTR>(
+          CopyTo(parent, property.text.c_str(), (property.text.size() + 1) * sizeof(wchar_t)));
+      break;
+    case PT_STRING8: {
+      const std::string narrow = NarrowFromWide(property.text);
+      value->Value.lpszA = static_cast<LPSTR>(CopyTo(parent, narrow.c_str(), narrow.size() + 1));
+      break;
+    }
+    case PT_BINARY:
+      value->Value.bin.cb = static_cast<ULONG>(property.bytes.size());
+      value->Value.bin.lpb =
+          static_cast<LPBYTE>(CopyTo(parent, property.bytes.data(), property.bytes.size()));
+      break;
+    case PT_BOOLEAN:
+      value->Value.b = static_cast<unsigned short>(property.number);
+      break;
+    default:
+      value->Value.ul = property.number;
+      break;
+  }
+}
+
+Property FromPropValue(const SPropValue& value) {
+  switch (PROP_TYPE(value.ulPropTag)) {
+    case PT_UNICODE:
+      return TextProperty(value.ulPropTag, value.Value.lpszW);
+    case PT_STRING8:
+      return TextProperty(value.ulPropTag, WideFromNarrow(value.Value.lpszA));
+    case PT_BINARY:
+      return BinaryProperty(value.ulPropTag,
+                            Bytes(value.Value.bin.lpb, value.Value.bin.lpb + value.Value.bin.cb));
+    case PT_BOOLEAN:
+      return NumberProperty(value.ulPropTag, value.Value.b);
+    default:
+      return NumberProperty(value.ulPropTag, value.Value.ul);
+  }
+}
+
+}  // namespace lab

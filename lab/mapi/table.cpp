@@ -1,0 +1,211 @@
+#include "lab/mapi/table.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "lab/mapi/buffers.h"
+#include "lab/mapi/restriction.h"
+#include "lab/mapi/runtime.h"
+
+namespace lab {
+namespace {
+
+constexpr ULONG kSetFlags = TBL_ASYNC | TBL_BATCH;
+
+std::string TagText(ULONG tag) {
+  char text[16];
+  std::snprintf(text, sizeof(text), "%08lX", static_cast<unsigned long>(tag));
+  return text;
+}
+
+}  // namespace
+
+std::string DescribeOrder(const SSortOrderSet* order) {
+  if (order == nullptr) return "NULL";
+  std::string text;
+  for (ULONG i = 0; i < order->cSorts; ++i) {
+    if (i != 0) text += ',';
+    if (order->aSort[i].ulOrder == TABLE_SORT_DESCEND) text += '-';
+    text += TagText(order->aSort[i].ulPropTag);
+  }
+  return text;
+}
+
+Table::Table(std::string madeBy, std::string name, std::vector<ULONG> columns,
+             std::vector<PropertyList> rows)
+    : TableStubs(std::move(madeBy)),
+      name_(std::move(name)),
+      all_(std::move(rows)),
+      columns_(std::move(columns)) {
+  ApplyRestriction(nullptr);
+}
+
+HRESULT Table::ApplyRestriction(const SRestriction* restriction) {
+  const HRESULT result = CheckRestriction(restriction);
+  if (FAILED(result)) return result;
+  shown_.clear();
+  cursor_ = 0;
+  for (const PropertyList& row : all_) {
+    if (Matches(restriction, row)) shown_.push_back(&row);
+  }
+  return S_OK;
+}
+
+HRESULT Table::ApplyOrder(const SSortOrderSet* order) {
+  if (order == nullptr) return S_OK;
+  if (order->cCategories != 0) return MAPI_E_TOO_COMPLEX;
+  // From the least to the most important key, each sort keeping what the one before has done.
+  for (ULONG i = order->cSorts; i-- > 0;) {
+    const SSortOrder& key = order->aSort[i];
+    const bool descending = key.ulOrder == TABLE_SORT_DESCEND;
+    std::stable_sort(
+        shown_.begin(), shown_.end(), [&](const PropertyList* left, const PropertyList* right) {
+          const int order_ =
+              CompareProperties(Lookup(*left, key.ulPropTag), Lookup(*right, key.ulPropTag));
+          return descending ? order_ > 0 : order_ < 0;
+        });
+  }
+  cursor_ = 0;
+  return S_OK;
+}
+
+void Table::ApplyColumns(const SPropTagArray* columns) {
+  if (columns == nullptr) return;
+  columns_.assign(columns->aulPropTag, columns->aulPropTag + columns->cValues);
+}
+
+void Table::FillRow(const std::string& madeBy, const PropertyList& row, SRow* out) {
+  const size_t size = columns_.size() * sizeof(SPropValue);
+  out->lpProps = static_cast<LPSPropValue>(AllocateBuffer(size, madeBy, BufferKind::kRow));
+  out->cValues = static_cast<ULONG>(columns_.size());
+  for (size_t i = 0; i < columns_.size(); ++i) {
+    Property value = Lookup(row, columns_[i]);
+    const auto answer =
+        Runtime::Get().Faults().NextValue(name_ + ".Column." + TagText(columns_[i]));
+    if (answer.fails) value = ErrorProperty(columns_[i], static_cast<HRESULT>(answer.result));
+    FillPropValue(value, out->lpProps, &out->lpProps[i]);
+  }
+}
+
+SRowSet* Table::MakeRowSet(const std::string& madeBy, size_t first, size_t count) {
+  auto* rows =
+      static_cast<SRowSet*>(AllocateBuffer(CbNewSRowSet(count), madeBy, BufferKind::kRowSet));
+  rows->cRows = static_cast<ULONG>(count);
+  for (size_t i = 0; i < count; ++i) FillRow(madeBy, *shown_[first + i], &rows->aRow[i]);
+  return rows;
+}
+
+HRESULT Table::QueryAll(const std::string& madeBy, const SPropTagArray* columns,
+                        const SRestriction* restriction, const SSortOrderSet* order, LONG most,
+                        SRowSet** rows) {
+  std::lock_guard lock(mutex_);
+  ApplyColumns(columns);
+  HRESULT result = restriction != nullptr ? ApplyRestriction(restriction) : S_OK;
+  if (SUCCEEDED(result)) result = ApplyOrder(order);
+  if (FAILED(result)) return result;
+  if (most > 0 && shown_.size() > static_cast<size_t>(most)) return MAPI_E_TABLE_TOO_BIG;
+  *rows = MakeRowSet(madeBy, 0, shown_.size());
+  cursor_ = shown_.size();
+  return S_OK;
+}
+
+STDMETHODIMP Table::SetColumns(LPSPropTagArray columns, ULONG flags) {
+  Call call(CallName("SetColumns"), this);
+  call.Tags("columns", columns).Flags(flags, kSetFlags).Require(columns != nullptr, "no columns");
+  return call.Run([&] {
+    std::lock_guard lock(mutex_);
+    ApplyColumns(columns);
+    return S_OK;
+  });
+}
+
+STDMETHODIMP Table::QueryColumns(ULONG flags, LPSPropTagArray* columns) {
+  Call call(CallName("QueryColumns"), this);
+  call.Flags(flags, TBL_ALL_COLUMNS).Out(columns);
+  return call.Run([&] {
+    std::lock_guard lock(mutex_);
+    const size_t count = columns_.size();
+    auto* tags =
+        static_cast<LPSPropTagArray>(AllocateBuffer(CbNewSPropTagArray(count), call.Name()));
+    tags->cValues = static_cast<ULONG>(count);
+    std::copy(columns_.begin(), columns_.end(), tags->aulPropTag);
+    *columns = tags;
+    return S_OK;
+  });
+}
+
+STDMETHODIMP Table::GetRowCount(ULONG flags, ULONG* count) {
+  Call call(CallName("GetRowCount"), this);
+  call.Flags(flags, TBL_NOWAIT).OutNumber(count);
+  return call.Run([&] {
+    std::lock_guard lock(mutex_);
+    *count = static_cast<ULONG>(shown_.size());
+    return S_OK;
+  });
+}
+
+STDMETHODIMP Table::SeekRow(BOOKMARK origin, LONG rows, LONG* sought) {
+  Call call(CallName("SeekRow"), this);
+  call.Number("origin", origin).Words("rows", std::to_string(rows));
+  call.Require(origin <= BOOKMARK_END, "a bookmark that is none of the three fixed ones");
+  return call.Run([&] {
+    std::lock_guard lock(mutex_);
+    const auto size = static_cast<LONG>(shown_.size());
+    const LONG from = origin == BOOKMARK_BEGINNING ? 0
+                      : origin == BOOKMARK_END     ? size
+                                                   : static_cast<LONG>(cursor_);
+    const LONG to = std::clamp<LONG>(from + rows, 0, size);
+    cursor_ = static_cast<size_t>(to);
+    if (sought != nullptr) *sought = to - from;
+    return S_OK;
+  });
+}
+
+STDMETHODIMP Table::Restrict(LPSRestriction restriction, ULONG flags) {
+  Call call(CallName("Restrict"), this);
+  call.Words("restriction", DescribeRestriction(restriction)).Flags(flags, kSetFlags);
+  return call.Run([&] {
+    std::lock_guard lock(mutex_);
+    return ApplyRestriction(restriction);
+  });
+}
+
+STDMETHODIMP Table::SortTable(LPSSortOrderSet order, ULONG flags) {
+  Call call(CallName("SortTable"), this);
+  call.Words("order", DescribeOrder(order)).Flags(flags, kSetFlags);
+  call.Require(order != nullptr, "no sort order");
+  return call.Run([&] {
+    std::lock_guard lock(mutex_);
+    return ApplyOrder(order);
+  });
+}
+
+STDMETHODIMP Table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows) {
+  Call call(CallName("QueryRows"), this);
+  call.Words("count", std::to_string(count)).Flags(flags, TBL_NOADVANCE).Out(rows);
+  call.Require(count != 0, "a count of 0 rows");
+  return call.Run([&] {
+    std::lock_guard lock(mutex_);
+    // A negative count reads backwards: the rows that lie before the cursor, in table order.
+    const size_t room = count > 0 ? shown_.size() - cursor_ : cursor_;
+    const size_t wanted = static_cast<size_t>(count > 0 ? count : -static_cast<int64_t>(count));
+    const size_t taken = std::min(room, wanted);
+    const size_t first = count > 0 ? cursor_ : cursor_ - taken;
+    *rows = MakeRowSet(call.Name(), first, taken);
+    if (!(flags & TBL_NOADVANCE)) cursor_ = count > 0 ? first + taken : first;
+    call.Number("rows", taken);
+    return S_OK;
+  });
+}
+
+bool FreeRowSet(SRowSet* rows) {
+  if (!IsRowSet(rows)) return false;
+  for (ULONG i = 0; i < rows->cRows; ++i) {
+    if (rows->aRow[i].lpProps != nullptr && !FreeBuffer(rows->aRow[i].lpProps)) return false;
+  }
+  return FreeBuffer(rows);
+}
+
+}  // namespace lab
