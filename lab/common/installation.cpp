@@ -52,20 +52,10 @@ Uid MakeUid(char kind, unsigned index, uint32_t counter, const std::wstring& pro
   return uid;
 }
 
-uint32_t CounterOf(const Uid& uid) {
-  uint32_t counter = 0;
-  for (size_t i = 0; i < 4; ++i) counter = counter << 8 | uid[4 + i];
-  return counter;
-}
-
-// One above the counters of all sections that the lab made.
+// A number that no section of the profile was made with.
 uint32_t NextCounter(const std::wstring& profile) {
-  uint32_t next = 1;
-  for (const Uid& uid : ListSections(profile)) {
-    if (uid[0] == kServiceUidKind || uid[0] == kProviderUidKind) {
-      next = std::max(next, CounterOf(uid) + 1);
-    }
-  }
+  const uint32_t next = ReadLong(profile, kAdminSectionUid, kTagLastCounter).value_or(0) + 1;
+  Require(WriteLong(profile, kAdminSectionUid, kTagLastCounter, next), "count the services");
   return next;
 }
 

@@ -136,15 +136,17 @@ bool RemoveRawValue(const std::wstring& profile, const Uid& section, uint32_t ta
   return !key.Open() || key.Remove(ValueName(tag));
 }
 
-std::vector<uint32_t> ListValueTags(const std::wstring& profile, const Uid& section) {
-  std::vector<uint32_t> tags;
+std::vector<std::pair<uint32_t, RawValue>> ReadSection(const std::wstring& profile,
+                                                       const Uid& section) {
+  std::vector<std::pair<uint32_t, RawValue>> values;
   RegistryKey key = OpenSection(profile, section);
-  if (!key.Open()) return tags;
+  if (!key.Open()) return values;
   for (const std::wstring& name : key.ValueNames()) {
     const auto number = ParseNumber("0x" + Utf8FromWide(name));
-    if (name.size() == 8 && number) tags.push_back(*number << 16 | *number >> 16);
+    auto value = name.size() == 8 && number ? key.Read(name) : std::nullopt;
+    if (value) values.emplace_back(*number << 16 | *number >> 16, std::move(*value));
   }
-  return tags;
+  return values;
 }
 
 bool WriteText(const std::wstring& profile, const Uid& section, uint32_t tag,

@@ -10,6 +10,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "lab/common/entry_id.h"
@@ -33,6 +34,8 @@ inline constexpr uint32_t kTagCorruptionMark = 0x66890003;
 inline constexpr uint32_t kTagRootAddress = 0x6646001F;  // the owner's address, of the root service
 inline constexpr uint32_t kTagStoreAddress = 0x6650001F;  // ... and of the other services
 inline constexpr uint32_t kTagProfileName = 0x3D12001F;
+inline constexpr uint32_t kTagLastCounter =
+    0x6FFE0003;  // the lab's own, of the administration section
 
 // STATUS_DEFAULT_STORE of the resource flags.
 inline constexpr uint32_t kStatusDefaultStore = 0x00000001;
@@ -84,8 +87,9 @@ std::optional<RawValue> ReadRawValue(const std::wstring& profile, const Uid& sec
 bool WriteRawValue(const std::wstring& profile, const Uid& section, uint32_t tag,
                    const RawValue& value);
 bool RemoveRawValue(const std::wstring& profile, const Uid& section, uint32_t tag);
-// The tags of all of a section's values.
-std::vector<uint32_t> ListValueTags(const std::wstring& profile, const Uid& section);
+// All of a section's values with their tags.
+std::vector<std::pair<uint32_t, RawValue>> ReadSection(const std::wstring& profile,
+                                                       const Uid& section);
 
 // The same with the data made from, or read as, the property's type.
 bool WriteText(const std::wstring& profile, const Uid& section, uint32_t tag,

@@ -126,8 +126,8 @@ std::optional<Property> ReadSectionProperty(const std::wstring& profile, const U
 
 PropertyList ReadSectionProperties(const std::wstring& profile, const Uid& section) {
   PropertyList list;
-  for (uint32_t tag : ListValueTags(profile, section)) {
-    if (auto property = ReadExact(profile, section, tag)) list.push_back(std::move(*property));
+  for (const auto& [tag, raw] : ReadSection(profile, section)) {
+    if (auto property = FromRaw(tag, raw)) list.push_back(std::move(*property));
   }
   return list;
 }

@@ -113,7 +113,10 @@ HRESULT Table::QueryAll(const std::string& madeBy, const SPropTagArray* columns,
 
 STDMETHODIMP Table::SetColumns(LPSPropTagArray columns, ULONG flags) {
   Call call(CallName("SetColumns"), this);
-  call.Tags("columns", columns).Flags(flags, kSetFlags).Require(columns != nullptr, "no columns");
+  call.Words("table", name_)
+      .Tags("columns", columns)
+      .Flags(flags, kSetFlags)
+      .Require(columns != nullptr, "no columns");
   return call.Run([&] {
     std::lock_guard lock(mutex_);
     ApplyColumns(columns);
@@ -123,7 +126,7 @@ STDMETHODIMP Table::SetColumns(LPSPropTagArray columns, ULONG flags) {
 
 STDMETHODIMP Table::QueryColumns(ULONG flags, LPSPropTagArray* columns) {
   Call call(CallName("QueryColumns"), this);
-  call.Flags(flags, TBL_ALL_COLUMNS).Out(columns);
+  call.Words("table", name_).Flags(flags, TBL_ALL_COLUMNS).Out(columns);
   return call.Run([&] {
     std::lock_guard lock(mutex_);
     const size_t count = columns_.size();
@@ -138,7 +141,7 @@ STDMETHODIMP Table::QueryColumns(ULONG flags, LPSPropTagArray* columns) {
 
 STDMETHODIMP Table::GetRowCount(ULONG flags, ULONG* count) {
   Call call(CallName("GetRowCount"), this);
-  call.Flags(flags, TBL_NOWAIT).OutNumber(count);
+  call.Words("table", name_).Flags(flags, TBL_NOWAIT).OutNumber(count);
   return call.Run([&] {
     std::lock_guard lock(mutex_);
     *count = static_cast<ULONG>(shown_.size());
@@ -148,7 +151,7 @@ STDMETHODIMP Table::GetRowCount(ULONG flags, ULONG* count) {
 
 STDMETHODIMP Table::SeekRow(BOOKMARK origin, LONG rows, LONG* sought) {
   Call call(CallName("SeekRow"), this);
-  call.Number("origin", origin).Words("rows", std::to_string(rows));
+  call.Words("table", name_).Number("origin", origin).Words("rows", std::to_string(rows));
   call.Require(origin <= BOOKMARK_END, "a bookmark that is none of the three fixed ones");
   return call.Run([&] {
     std::lock_guard lock(mutex_);
@@ -165,7 +168,9 @@ STDMETHODIMP Table::SeekRow(BOOKMARK origin, LONG rows, LONG* sought) {
 
 STDMETHODIMP Table::Restrict(LPSRestriction restriction, ULONG flags) {
   Call call(CallName("Restrict"), this);
-  call.Words("restriction", DescribeRestriction(restriction)).Flags(flags, kSetFlags);
+  call.Words("table", name_)
+      .Words("restriction", DescribeRestriction(restriction))
+      .Flags(flags, kSetFlags);
   return call.Run([&] {
     std::lock_guard lock(mutex_);
     return ApplyRestriction(restriction);
@@ -174,7 +179,7 @@ STDMETHODIMP Table::Restrict(LPSRestriction restriction, ULONG flags) {
 
 STDMETHODIMP Table::SortTable(LPSSortOrderSet order, ULONG flags) {
   Call call(CallName("SortTable"), this);
-  call.Words("order", DescribeOrder(order)).Flags(flags, kSetFlags);
+  call.Words("table", name_).Words("order", DescribeOrder(order)).Flags(flags, kSetFlags);
   call.Require(order != nullptr, "no sort order");
   return call.Run([&] {
     std::lock_guard lock(mutex_);
@@ -184,7 +189,10 @@ STDMETHODIMP Table::SortTable(LPSSortOrderSet order, ULONG flags) {
 
 STDMETHODIMP Table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows) {
   Call call(CallName("QueryRows"), this);
-  call.Words("count", std::to_string(count)).Flags(flags, TBL_NOADVANCE).Out(rows);
+  call.Words("table", name_)
+      .Words("count", std::to_string(count))
+      .Flags(flags, TBL_NOADVANCE)
+      .Out(rows);
   call.Require(count != 0, "a count of 0 rows");
   return call.Run([&] {
     std::lock_guard lock(mutex_);

@@ -31,6 +31,8 @@ class Table final : public TableStubs<IMAPITable> {
                    const SRestriction* restriction, const SSortOrderSet* order, LONG most,
                    SRowSet** rows);
 
+  const std::string& Name() const { return name_; }
+
  private:
   // These take no lock of their own.
   HRESULT ApplyRestriction(const SRestriction* restriction);

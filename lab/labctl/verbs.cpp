@@ -1,0 +1,241 @@
+#include "lab/labctl/verbs.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <optional>
+
+#include "lab/common/fault_plan.h"
+#include "lab/common/installation.h"
+#include "lab/common/journal.h"
+#include "lab/common/lab_config.h"
+#include "lab/labctl/output.h"
+#include "lab/labctl/store_options.h"
+
+namespace lab {
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr int kNotUnderstood = 2;
+
+using Words = std::vector<std::wstring>;
+
+struct Verb {
+  const wchar_t* name;
+  const char* arguments;
+  const char* help;
+  size_t least;  // how many words must follow
+  size_t most;   // ... and may
+  int (*run)(const Words& words, const StoreOptions& options);
+};
+
+int Outcome(bool done, const char* failure) {
+  if (!done) PrintError(std::string("labctl: ") + failure + "\n");
+  return done ? kDone : kFailed;
+}
+
+int Outcome(QsfStatus status) { return Outcome(status == QsfStatus::kOk, QsfStatusText(status)); }
+
+int MakeProfile(const Words& words, const StoreOptions&) {
+  return Outcome(Profile(words[0]).Create(), "the registry refuses the profile");
+}
+
+int DropProfile(const Words& words, const StoreOptions&) {
+  return Outcome(Profile(words[0]).Delete(), "the registry refuses to delete the profile");
+}
+
+int AddRoot(const Words& words, const StoreOptions& options) {
+  Profile(words[0]).AddRootStore(words[1], words[2], options);
+  return kDone;
+}
+
+int AddSecondary(const Words& words, const StoreOptions& options) {
+  Profile(words[0]).AddSecondaryStore(words[1], words[2], options);
+  return kDone;
+}
+
+int AddEmbedded(const Words& words, const StoreOptions& options) {
+  const auto parent = Profile(words[0]).Find(words[2]);
+  if (!parent) return Outcome(false, "the profile has no such parent");
+  Profile(words[0]).AddEmbeddedStore(words[1], *parent, options);
+  return kDone;
+}
+
+int AddOrphan(const Words& words, const StoreOptions& options) {
+  Profile(words[0]).AddOrphan(words[1], options);
+  return kDone;
+}
+
+int Remove(const Words& words, const StoreOptions&) {
+  const auto service = Profile(words[0]).Find(words[1]);
+  return Outcome(service && Profile(words[0]).Remove(service->uid),
+                 "the profile has no such store");
+}
+
+int Mark(const Words& words, const StoreOptions&) {
+  const auto service = Profile(words[0]).Find(words[1]);
+  const auto mark = ParseNumber(Utf8FromWide(words[2]));
+  if (!mark && words[2] != L"none") return kNotUnderstood;
+  return Outcome(service && Profile(words[0]).Mark(service->uid, mark),
+                 "the profile has no such store");
+}
+
+int Damage(const Words& words, const StoreOptions&) {
+  const auto damage = QsfDamageFromText(Utf8FromWide(words[1]));
+  if (!damage) return kNotUnderstood;
+  return Outcome(DamageQsf(words[0], *damage), "the file cannot be read or written");
+}
+
+int Repair(const Words& words, const StoreOptions&) {
+  return Outcome(RepairQsf(words[0], nullptr));
+}
+
+int Compact(const Words& words, const StoreOptions&) {
+  return Outcome(CompactQsf(words[0], nullptr));
+}
+
+int Lock(const Words& words, const StoreOptions&) {
+  const auto seconds = ParseNumber(Utf8FromWide(words[1]));
+  if (!seconds) return kNotUnderstood;
+  QsfLock lock(words[0]);
+  if (!lock.Held()) return Outcome(false, "the file is missing or in use");
+  Print("locked\n");
+  Sleep(*seconds * 1000);
+  return kDone;
+}
+
+int SetDirectory(const Words& words, const StoreOptions&) {
+  const bool none = words[0] == L"none";
+  return Outcome(SetLabDirectory(none ? L"" : words[0]), "the registry refuses");
+}
+
+int SetOutlook(const Words& words, const StoreOptions&) {
+  if (words[0] == L"none")
+    return Outcome(WriteOutlookVersion(std::nullopt), "the registry refuses");
+  OutlookVersion version{0, 0};
+  if (std::sscanf(Utf8FromWide(words[0]).c_str(), "%u.%u", &version.major, &version.minor) < 1) {
+    return kNotUnderstood;
+  }
+  return Outcome(WriteOutlookVersion(version), "the registry refuses");
+}
+
+// A word of a rule as the plan's text takes it.
+std::string PlanWord(const std::wstring& word) {
+  const std::string text = Utf8FromWide(word);
+  return text.find_first_of(" \t\"#") == std::string::npos && !text.empty() ? text : Quote(text);
+}
+
+int Fault(const Words& words, const StoreOptions&) {
+  const std::wstring directory = LabDirectory();
+  if (directory.empty()) return Outcome(false, "the lab has no directory");
+  FaultPlan plan = FaultPlan::Load(directory);
+  std::string line;
+  for (const std::wstring& word : words) line += (line.empty() ? "" : " ") + PlanWord(word);
+  if (!plan.Parse(line)) return kNotUnderstood;
+  Print(plan.Format());
+  return Outcome(plan.Save(directory), "the fault plan cannot be written");
+}
+
+int NoFaults(const Words&, const StoreOptions&) {
+  const std::wstring directory = LabDirectory();
+  return Outcome(!directory.empty() && FaultPlan().Save(directory),
+                 "the fault plan cannot be written");
+}
+
+int ShowJournal(const Words& words, const StoreOptions&) {
+  for (const JournalEntry& entry : ReadJournal(JournalPath())) {
+    const std::string line = FormatJournalLine(entry);
+    if (words.empty() || line.find(Utf8FromWide(words[0])) != std::string::npos) {
+      Print(line + "\n");
+    }
+  }
+  return kDone;
+}
+
+int NoJournal(const Words&, const StoreOptions&) {
+  return Outcome(DeleteFileW(JournalPath().c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND,
+                 "the journal cannot be deleted");
+}
+
+int Show(const Words& words, const StoreOptions&) {
+  Print(words.empty() ? DescribeInstallation() : Profile(words[0]).Describe());
+  return kDone;
+}
+
+int Help(const Words& words, const StoreOptions& options);
+
+constexpr size_t kAny = SIZE_MAX;
+constexpr Verb kVerbs[] = {
+    {L"profile", "PROFILE", "make an empty profile", 1, 1, MakeProfile},
+    {L"drop", "PROFILE", "delete a profile; the store files stay", 1, 1, DropProfile},
+    {L"root", "PROFILE ADDRESS FILE [switches]", "add the root store", 3, 3, AddRoot},
+    {L"secondary", "PROFILE ADDRESS FILE [switches]", "add a store with its own file", 3, 3,
+     AddSecondary},
+    {L"embedded", "PROFILE ADDRESS PARENT [switches]", "add a store inside another's file", 3, 3,
+     AddEmbedded},
+    {L"orphan", "PROFILE ADDRESS [switches]", "add an embedded store without parent", 2, 2,
+     AddOrphan},
+    {L"remove", "PROFILE ADDRESS", "delete a store's service; its file stays", 2, 2, Remove},
+    {L"mark", "PROFILE ADDRESS NUMBER|none", "set a store's corruption mark", 3, 3, Mark},
+    {L"damage", "FILE checksum|truncated|header|count", "damage a store file", 2, 2, Damage},
+    {L"repair", "FILE", "repair a store file", 1, 1, Repair},
+    {L"compact", "FILE", "drop a store file's free space", 1, 1, Compact},
+    {L"lock", "FILE SECONDS", "hold a store file open so that nobody else can", 2, 2, Lock},
+    {L"directory", "PATH|none", "where the lab keeps journal and fault plan", 1, 1, SetDirectory},
+    {L"outlook", "VERSION|none", "which Outlook is installed: 14.0, 16.0", 1, 1, SetOutlook},
+    {L"fault", "RULE...", "add a rule to the fault plan", 2, kAny, Fault},
+    {L"no-faults", "", "empty the fault plan", 0, 0, NoFaults},
+    {L"journal", "[TEXT]", "print the journal, or its lines that hold TEXT", 0, 1, ShowJournal},
+    {L"no-journal", "", "delete the journal", 0, 0, NoJournal},
+    {L"show", "[PROFILE]", "list the installation, or one profile", 0, 1, Show},
+    {L"help", "", "print this", 0, 0, Help},
+};
+
+int Help(const Words&, const StoreOptions&) {
+  std::string text = "labctl makes and shows a simulated installation.\n\n";
+  for (const Verb& verb : kVerbs) {
+    std::string head = "  " + Utf8FromWide(verb.name) + " " + verb.arguments;
+    head.resize(std::max<size_t>(head.size() + 1, 46), ' ');
+    text += head + verb.help + "\n";
+  }
+  Print(text + "\nSwitches of an added store:\n" + DescribeStoreOptions());
+  return kDone;
+}
+
+int RunChecked(const Verb& verb, const Words& words, const StoreOptions& options) {
+  if (words.size() < verb.least || words.size() > verb.most) return kNotUnderstood;
+  try {
+    return verb.run(words, options);
+  } catch (const std::exception& error) {
+    return Outcome(false, error.what());
+  }
+}
+
+}  // namespace
+
+int RunVerb(Words words) {
+  if (words.empty()) return Help(words, {});
+  const auto found = std::find_if(std::begin(kVerbs), std::end(kVerbs),
+                                  [&](const Verb& verb) { return words[0] == verb.name; });
+  if (found == std::end(kVerbs)) {
+    PrintError("labctl: no such verb; \"labctl help\" lists them\n");
+    return kNotUnderstood;
+  }
+  words.erase(words.begin());
+  StoreOptions options;
+  std::string error;
+  if (!TakeStoreOptions(&words, &options, &error)) {
+    PrintError("labctl: " + error + " is no switch, or its value is wrong\n");
+    return kNotUnderstood;
+  }
+  const int code = RunChecked(*found, words, options);
+  if (code == kNotUnderstood) {
+    PrintError("usage: labctl " + Utf8FromWide(found->name) + " " + found->arguments + "\n");
+  }
+  return code;
+}
+
+}  // namespace lab
