@@ -9,6 +9,7 @@
 
 #include "tests/e2e/support/directory.h"
 #include "tests/e2e/support/handle.h"
+#include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/output.h"
 #include "tests/e2e/support/program.h"
@@ -56,7 +57,7 @@ TEST(HarnessTest, ExitCodeIsPassedOn) {
 TEST(HarnessTest, InputIsGivenAndThenEnds) {
   RunOptions options = EchoChild();
   options.input = "y\r\n" + std::string(200000, 'z');
-  EXPECT_EQ(RunProgram({L"cat"}, options).output, options.input);
+  EXPECT_TRUE(RunProgram({L"cat"}, options).output == options.input);
   EXPECT_EQ(RunProgram({L"cat"}, EchoChild()).output, "");
 }
 
@@ -176,6 +177,39 @@ TEST(HarnessTest, EachTemporaryDirectoryIsNewAndRemoved) {
     EXPECT_TRUE(std::filesystem::exists(path / L"f\u4e2d.txt"));
   }
   EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+class LabFrameTest : public LabTest {
+ protected:
+  void Note(lab::JournalEntry::Kind kind) {
+    lab::AppendJournalNote(StorePath(L"journal.txt"), kind, "something");
+  }
+};
+
+TEST_F(LabFrameTest, ProgramsGetTheLabDirectoryAndTheTestDoesNot) {
+  EXPECT_EQ(RunAdmin({L"environment", L"QRVLAB_DIR"}, EchoChild()).output,
+            Text({ToUtf8(Directory().wstring())}));
+  EXPECT_EQ(_wgetenv(L"QRVLAB_DIR"), nullptr);
+}
+
+TEST_F(LabFrameTest, LeaksAndUnexpectedCallsFailTheTest) {
+  EXPECT_NONFATAL_FAILURE(
+      {
+        Note(lab::JournalEntry::Kind::kLeak);
+        ClearJournal();
+      },
+      "leak: something");
+  EXPECT_NONFATAL_FAILURE(
+      {
+        Note(lab::JournalEntry::Kind::kUnexpected);
+        ClearJournal();
+      },
+      "unexpected call: something");
+}
+
+TEST_F(LabFrameTest, AllowedLeaksDoNot) {
+  AllowLeaks();
+  Note(lab::JournalEntry::Kind::kLeak);
 }
 
 }  // namespace

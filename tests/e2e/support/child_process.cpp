@@ -74,6 +74,26 @@ BOOL WINAPI SurviveControlEvent(DWORD event) {
   return event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
 }
 
+// CreateProcessW, again when Wine loses the new process before it has begun (about one in some
+// thousand on a busy machine). Nothing of the program has run then.
+bool CreateChild(const RunOptions& options, std::wstring commandLine, STARTUPINFOW* startup,
+                 PROCESS_INFORMATION* information) {
+  std::wstring environment = EnvironmentBlock(options.environment);
+  const wchar_t* directory =
+      options.workingDirectory.empty() ? nullptr : options.workingDirectory.c_str();
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    if (CreateProcessW(ProgramOf(options).c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                       CreationFlags(options), environment.data(), directory, startup,
+                       information)) {
+      return true;
+    }
+    if (GetLastError() != ERROR_INTERNAL_ERROR) {
+      return false;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 ChildProcess StartChild(const std::vector<std::wstring>& arguments, const RunOptions& options,
@@ -85,15 +105,9 @@ ChildProcess StartChild(const std::vector<std::wstring>& arguments, const RunOpt
   startup.hStdOutput = streams.output.get();
   startup.hStdError = streams.error.get();
 
-  std::wstring commandLine = CommandLineOf(arguments, options);
-  std::wstring environment = EnvironmentBlock(options.environment);
-  const wchar_t* directory =
-      options.workingDirectory.empty() ? nullptr : options.workingDirectory.c_str();
   PROCESS_INFORMATION information = {};
   const InheritanceScope inheritance(streams);
-  if (!CreateProcessW(ProgramOf(options).c_str(), commandLine.data(), nullptr, nullptr, TRUE,
-                      CreationFlags(options), environment.data(), directory, &startup,
-                      &information)) {
+  if (!CreateChild(options, CommandLineOf(arguments, options), &startup, &information)) {
     return {};
   }
   ChildProcess child = {Handle(information.hProcess), MakeJob(), information.dwProcessId};

@@ -1,0 +1,96 @@
+#include "tests/e2e/support/lab_test.h"
+
+#include <algorithm>
+#include <iostream>
+#include <utility>
+
+#include "lab/common/lab_config.h"
+#include "lab/common/profile_registry.h"
+
+namespace e2e {
+namespace {
+
+// How much of the journal a failed test shows.
+constexpr size_t kShownJournalLines = 60;
+
+void ShowEnd(const std::vector<lab::JournalEntry>& journal) {
+  const size_t first = journal.size() - std::min(journal.size(), kShownJournalLines);
+  std::cout << "the journal's end (" << journal.size() << " lines in all):\n";
+  for (size_t index = first; index < journal.size(); ++index) {
+    std::cout << lab::FormatJournalLine(journal[index]) << '\n';
+  }
+}
+
+void ExpectNone(const std::vector<std::string>& finds, const char* what) {
+  for (const std::string& find : finds) {
+    ADD_FAILURE() << what << ": " << find;
+  }
+}
+
+}  // namespace
+
+void LabTest::SetUp() { RemoveInstallation(); }
+
+void LabTest::TearDown() {
+  CheckJournal();
+  if (HasFailure()) {
+    ShowEnd(Journal());
+  }
+  RemoveInstallation();
+}
+
+RunResult LabTest::RunAdmin(const std::vector<std::wstring>& arguments, RunOptions options) {
+  return RunProgram(arguments, Prepare(std::move(options)));
+}
+
+RunningProgram LabTest::StartAdmin(const std::vector<std::wstring>& arguments, RunOptions options) {
+  return RunningProgram::Start(arguments, Prepare(std::move(options)));
+}
+
+std::vector<lab::JournalEntry> LabTest::Journal() const {
+  return lab::ReadJournal(lab::JournalPath(Directory().wstring()));
+}
+
+std::vector<lab::JournalEntry> LabTest::Calls(std::string_view call) const {
+  return lab::CallsOf(Journal(), call);
+}
+
+void LabTest::ClearJournal() {
+  CheckJournal();
+  std::filesystem::remove(lab::JournalPath(Directory().wstring()));
+}
+
+std::wstring LabTest::StorePath(const std::wstring& fileName) const {
+  return (Directory() / fileName).wstring();
+}
+
+void LabTest::SetController(lab::ControllerState state) {
+  const std::wstring program = LabBinaries() / L"controller.exe";
+  ASSERT_TRUE(lab::SetController(state, program, Directory().wstring()))
+      << "error " << GetLastError();
+}
+
+RunOptions LabTest::Prepare(RunOptions options) const {
+  EXPECT_TRUE(faults_.Save(Directory().wstring()));
+  options.environment.emplace(L"QRVLAB_DIR", Directory().wstring());
+  return options;
+}
+
+void LabTest::CheckJournal() const {
+  const std::vector<lab::JournalEntry> journal = Journal();
+  if (!leaksAllowed_) {
+    ExpectNone(lab::Leaks(journal), "leak");
+  }
+  if (!unexpectedAllowed_) {
+    ExpectNone(lab::UnexpectedCalls(journal), "unexpected call");
+  }
+}
+
+void LabTest::RemoveInstallation() const {
+  for (const std::wstring& profile : lab::ListProfiles()) {
+    EXPECT_TRUE(lab::DeleteProfile(profile));
+  }
+  EXPECT_TRUE(lab::RemoveController());
+}
+
+}  // namespace e2e
