@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -105,8 +106,8 @@ bool ParseOption(const std::vector<std::string>& words, FaultPlan* plan) {
 }
 
 bool ParsePlanLine(const std::string& line, FaultPlan* plan) {
-  const std::vector<std::string> words = SplitQuoted(line.substr(0, line.find('#')));
-  if (words.empty()) return true;
+  const std::vector<std::string> words = SplitQuoted(line);
+  if (words.empty() || words[0].starts_with('#')) return true;
   if (words[0] == "option") return ParseOption(words, plan);
   FaultRule rule;
   if (!ParseRule(words, &rule)) return false;
@@ -185,40 +186,40 @@ FaultPlan FaultPlan::Load(const std::wstring& directory) {
 
 FaultInjector::FaultInjector(FaultPlan plan) : plan_(std::move(plan)) {}
 
-FaultInjector::Answer FaultInjector::NextCall(std::string_view operation, std::wstring_view user) {
-  uint32_t count = 0;
-  uint32_t ordinal = 0;
+FaultInjector::Counted FaultInjector::Count(std::string name) {
+  const uint32_t number = ++counts_[name];
+  return {std::move(name), number};
+}
+
+FaultInjector::Answer FaultInjector::NextCall(std::string_view operation, std::wstring_view user,
+                                              std::string_view place) {
+  std::vector<Counted> names;
   {
     std::lock_guard lock(mutex_);
-    count = ++counts_[std::string(operation)];
-    ordinal = ++calls_;
+    names.push_back(Count(std::string(operation)));
+    names.push_back(Count("*"));
+    if (!place.empty()) names.push_back(Count(std::string(operation) + '@' + std::string(place)));
   }
-  return Judge(operation, count, ordinal, user);
+  Answer answer = Judge(names, user);
+  answer.ordinal = names[1].number;
+  return answer;
 }
 
 FaultInjector::Answer FaultInjector::NextValue(std::string_view operation) {
-  uint32_t count = 0;
+  std::vector<Counted> names;
   {
     std::lock_guard lock(mutex_);
-    count = ++counts_[std::string(operation)];
+    names.push_back(Count(std::string(operation)));
   }
-  return Judge(operation, count, 0, {});
+  return Judge(names, {});
 }
 
-FaultInjector::Answer FaultInjector::Judge(std::string_view operation, uint32_t count,
-                                           uint32_t ordinal, std::wstring_view user) const {
+FaultInjector::Answer FaultInjector::Judge(const std::vector<Counted>& names,
+                                           std::wstring_view user) const {
   Answer answer;
-  answer.ordinal = ordinal;
-  const std::wstring folded = FoldAscii(user);
   for (const FaultRule& rule : plan_.Rules()) {
-    const bool anything = rule.operation == "*";
-    if (anything ? ordinal == 0 : rule.operation != operation) continue;
-    const uint32_t number = anything ? ordinal : count;
-    if (rule.selection == FaultRule::Selection::kNth && rule.nth != number) continue;
-    if (rule.selection == FaultRule::Selection::kMatch &&
-        (user.empty() || folded.find(FoldAscii(rule.match)) == std::wstring::npos)) {
-      continue;
-    }
+    const auto reaches = [&](const Counted& name) { return Reaches(rule, name, user); };
+    if (std::none_of(names.begin(), names.end(), reaches)) continue;
     if (rule.delays) {
       answer.milliseconds += rule.milliseconds;
     } else if (!answer.fails) {
@@ -227,6 +228,18 @@ FaultInjector::Answer FaultInjector::Judge(std::string_view operation, uint32_t 
     }
   }
   return answer;
+}
+
+bool FaultInjector::Reaches(const FaultRule& rule, const Counted& name, std::wstring_view user) {
+  if (rule.operation != name.name) return false;
+  switch (rule.selection) {
+    case FaultRule::Selection::kNth:
+      return rule.nth == name.number;
+    case FaultRule::Selection::kMatch:
+      return FoldAscii(user).find(FoldAscii(rule.match)) != std::wstring::npos;
+    default:
+      return true;
+  }
 }
 
 }  // namespace lab

@@ -1,12 +1,17 @@
 // The fault plan: which calls fail, with what, and which take their time.
 //
-// One rule a line; '#' begins a comment.
+// One rule a line; a line that begins with '#' is a comment.
 //
 //   <operation> <n|*> <0xHRESULT>               the nth call in a process, or each one, fails
 //   <operation> <n|*> delay <milliseconds>      ... takes that long and then goes on
 //   <operation> match <text> <0xHRESULT>        each call that names a user whose address contains
 //   <operation> match <text> delay <ms>         `text` (without regard to the case of A to Z)
 //   * <n> <0xHRESULT>                           the nth call of anything
+//
+// An operation may be narrowed to what it works on: "HrQueryAllRows@ProviderTable" counts and fails
+// only the calls on provider tables, "IMsgServiceAdmin::OpenProfileSection@ServiceSection" only
+// those that open a service's section. Beside the rules stand options:
+//
 //   option keep-out-parameters                  failed calls leave out-parameters alone
 //   option null-out-parameters                  failed calls set them to zero
 //
@@ -82,9 +87,10 @@ class FaultInjector {
 
   explicit FaultInjector(FaultPlan plan);
 
-  // Counts a call of `operation` that names `user` (empty when it names none). The first rule that
-  // fails it wins, delays add up. The caller sleeps, without any lock held.
-  Answer NextCall(std::string_view operation, std::wstring_view user = {});
+  // Counts a call of `operation` that names `user` and works on `place` (either may be empty). The
+  // first rule that fails it wins, delays add up. The caller sleeps, without any lock held.
+  Answer NextCall(std::string_view operation, std::wstring_view user = {},
+                  std::string_view place = {});
 
   // Counts a value of a pseudo operation, which "*" does not reach.
   Answer NextValue(std::string_view operation);
@@ -92,13 +98,20 @@ class FaultInjector {
   OutParameters Treatment() const { return plan_.Treatment(); }
 
  private:
-  Answer Judge(std::string_view operation, uint32_t count, uint32_t ordinal,
-               std::wstring_view user) const;
+  // A name by which rules reach a call, and its number among the calls of that name.
+  struct Counted {
+    std::string name;
+    uint32_t number;
+  };
+
+  // With the mutex held.
+  Counted Count(std::string name);
+  static bool Reaches(const FaultRule& rule, const Counted& name, std::wstring_view user);
+  Answer Judge(const std::vector<Counted>& names, std::wstring_view user) const;
 
   const FaultPlan plan_;
   std::mutex mutex_;
-  std::map<std::string, uint32_t, std::less<>> counts_;
-  uint32_t calls_ = 0;
+  std::map<std::string, uint32_t> counts_;
 };
 
 }  // namespace lab

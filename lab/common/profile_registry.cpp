@@ -29,6 +29,11 @@ std::wstring ProfileKeyPath(const std::wstring& profile) {
   return ProfilesKeyPath() + L'\\' + profile;
 }
 
+bool WriteDefaultValue(HKEY parent, const std::wstring& path, const std::wstring& text) {
+  RegistryKey key = RegistryKey::Create(parent, path);
+  return key.Open() && key.Write(L"", TextValue(text, REG_SZ));
+}
+
 bool RemoveFromUidList(const std::wstring& profile, const Uid& section, uint32_t tag,
                        const std::vector<Uid>& gone) {
   std::vector<Uid> uids = ReadUidList(profile, section, tag);
@@ -56,12 +61,15 @@ OutlookVersion ReadOutlookVersion() {
 }
 
 bool WriteOutlookVersion(std::optional<OutlookVersion> version) {
-  const std::wstring path = std::wstring(kUserClasses) + kCurVerKey;
-  if (!version) return DeleteKeyTree(HKEY_CURRENT_USER, path);
-  RegistryKey key = RegistryKey::Create(HKEY_CURRENT_USER, path);
+  const std::wstring userPath = std::wstring(kUserClasses) + kCurVerKey;
+  DeleteKeyTree(HKEY_CURRENT_USER, userPath);
+  if (!version) return DeleteKeyTree(HKEY_CLASSES_ROOT, kCurVerKey);
   std::wstring text = L"Outlook.Application." + std::to_wstring(version->major);
   if (version->minor != 0) text += L'.' + std::to_wstring(version->minor);
-  return key.Open() && key.Write(L"", TextValue(text, REG_SZ));
+  // Not every registry shows the user's classes among all classes.
+  return WriteDefaultValue(HKEY_CURRENT_USER, userPath, text) &&
+         (ReadOutlookVersion() == *version ||
+          WriteDefaultValue(HKEY_CLASSES_ROOT, kCurVerKey, text));
 }
 
 std::wstring ProfilesKeyPath() {

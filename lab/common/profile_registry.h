@@ -47,13 +47,15 @@ inline constexpr Uid kAdminSectionUid = {0x92, 0x07, 0xF3, 0xE0, 0xA3, 0xB1, 0x1
 struct OutlookVersion {
   unsigned major = 11;
   unsigned minor = 0;
+
+  bool operator==(const OutlookVersion&) const = default;
 };
 
 // From the default value of HKEY_CLASSES_ROOT\Outlook.Application\CurVer,
 // "Outlook.Application.<major>[.<minor>]" in any letter case; 11.0 when there is none.
 OutlookVersion ReadOutlookVersion();
 
-// Makes this user's classes say that `version` is installed; none removes what they say.
+// Makes the registered classes say that `version` is installed; none removes what they say.
 // The profiles of one version are not those of another: set it before making profiles.
 bool WriteOutlookVersion(std::optional<OutlookVersion> version);
 

@@ -57,6 +57,7 @@ bool HasService(const std::wstring& profile, const Uid& service) {
 
 HRESULT RunOpenSection(Call& call, const std::wstring& profile, LPMAPIUID uid, LPCIID iid,
                        ULONG flags, LPPROFSECT* section) {
+  if (uid != nullptr) call.On(SectionKind(profile, *uid));
   call.Uid("uid", uid).Iid("iid", iid).Flags(flags, kSectionFlags).Out(section);
   call.Require(uid != nullptr, "no UID");
   call.Require(AsksFor<IProfSect>(iid), "an interface that a section lacks");

@@ -82,6 +82,11 @@ Call& Call::User(std::wstring address) {
   return *this;
 }
 
+Call& Call::On(std::string place) {
+  place_ = std::move(place);
+  return Words("on", place_);
+}
+
 Call& Call::Require(bool holds, const char* what) {
   if (!holds) Refuse(MAPI_E_INVALID_PARAMETER, what);
   return *this;
@@ -142,17 +147,33 @@ HRESULT Call::CheckedBody(const std::function<HRESULT()>& body) {
   }
 }
 
-HRESULT Call::Answer(const std::function<HRESULT()>& body) {
-  const FaultInjector::Answer answer = Runtime::Get().Faults().NextCall(Name(), user_);
+bool Call::Injected(HRESULT* result) {
+  const FaultInjector::Answer answer = Runtime::Get().Faults().NextCall(Name(), user_, place_);
   entry_.ordinal = answer.ordinal;
   if (answer.milliseconds != 0) Sleep(answer.milliseconds);
-  if (!answer.fails) return CheckedBody(body);
+  if (!answer.fails) return false;
   Words("injected", "yes");
   InjectedOuts();
-  return static_cast<HRESULT>(answer.result);
+  *result = static_cast<HRESULT>(answer.result);
+  return true;
 }
 
-HRESULT Call::Run(const std::function<HRESULT()>& body) { return Finish(Answer(body)); }
+HRESULT Call::Run(const std::function<HRESULT()>& body) {
+  HRESULT result = S_OK;
+  if (!Injected(&result)) result = CheckedBody(body);
+  return Finish(result);
+}
+
+HRESULT Call::RunUnchecked(const std::function<HRESULT()>& body,
+                           const std::function<void()>& refused) {
+  HRESULT result = S_OK;
+  if (Injected(&result)) {
+    refused();
+  } else {
+    result = body();
+  }
+  return Finish(result);
+}
 
 void Call::RunPlain(const std::function<void()>& body) {
   body();

@@ -44,6 +44,9 @@ class Call {
   // The mailbox that the call is about, for the plan's "match" rules.
   Call& User(std::wstring address);
 
+  // What the call works on, for rules like "HrQueryAllRows@ProviderTable"; the journal shows it.
+  Call& On(std::string place);
+
   // Out-parameters. They are set to zero before anything else; an injected failure fills them as
   // the plan says. A required one that is null makes the call fail.
   template <class T>
@@ -61,9 +64,9 @@ class Call {
   // For calls that cannot fail: no fault plan, no check of the thread.
   void RunPlain(const std::function<void()>& body);
 
-  // For a call that goes its own way: writes the journal's line, and returns `result`.
-  HRESULT Finish(HRESULT result);
-  void SetOrdinal(uint32_t ordinal) { entry_.ordinal = ordinal; }
+  // For a call that needs no initialised thread: without that check, and `refused` is run when the
+  // fault plan fails the call.
+  HRESULT RunUnchecked(const std::function<HRESULT()>& body, const std::function<void()>& refused);
 
  private:
   struct OutParameter {
@@ -73,14 +76,17 @@ class Call {
 
   Call& AddOut(void* address, size_t size, bool required);
   void Refuse(HRESULT result, const std::string& why);
-  HRESULT Answer(const std::function<HRESULT()>& body);
+  // Asks the fault plan and takes the time that it says; true when it fails the call.
+  bool Injected(HRESULT* result);
   HRESULT CheckedBody(const std::function<HRESULT()>& body);
   void FillOuts(int byte);
   void InjectedOuts();
+  HRESULT Finish(HRESULT result);
 
   const ObjectCore* const object_;
   JournalEntry entry_;
   std::wstring user_;
+  std::string place_;
   std::vector<OutParameter> outs_;
   HRESULT refusal_ = S_OK;
   std::string reason_;

@@ -17,9 +17,8 @@
 namespace lab {
 namespace {
 
-constexpr ULONG kMultithreadNotifications = 0x00000001;
-constexpr ULONG kNtService = 0x00010000;
-constexpr ULONG kNoCoInit = 0x00000008;
+// MAPI_NO_COINIT, which the platform's headers lack, is 8.
+constexpr ULONG kInitializeFlags = MAPI_MULTITHREAD_NOTIFICATIONS | MAPI_NT_SERVICE | 0x00000008;
 
 // MAPI_LOGON_UI, NEW_SESSION, ALLOW_OTHERS, EXPLICIT_PROFILE, EXTENDED, USE_DEFAULT,
 // FORCE_DOWNLOAD, SERVICE_UI_ALWAYS, NO_MAIL, NT_SERVICE, PASSWORD_UI, TIMEOUT_SHORT, UNICODE.
@@ -35,19 +34,15 @@ HRESULT Initialize(const MAPIINIT_0* options) {
   Call call("MAPIInitialize");
   const ULONG flags = options != nullptr ? options->ulFlags : 0;
   call.Number("flags", flags);
-  const auto answer = Runtime::Get().Faults().NextCall(call.Name());
-  call.SetOrdinal(answer.ordinal);
-  if (answer.milliseconds != 0) Sleep(answer.milliseconds);
-  if (answer.fails) {
-    Runtime::Get().InitializeRefused();
-    return call.Finish(static_cast<HRESULT>(answer.result));
-  }
-  if (flags & ~(kMultithreadNotifications | kNoCoInit | kNtService)) {
-    Runtime::Get().Unexpected("MAPIInitialize was given flags that it does not know");
-    return call.Finish(MAPI_E_UNKNOWN_FLAGS);
-  }
-  Runtime::Get().Initialize();
-  return call.Finish(S_OK);
+  const auto initialize = [&]() -> HRESULT {
+    if (flags & ~kInitializeFlags) {
+      Runtime::Get().Unexpected("MAPIInitialize was given flags that it does not know");
+      return MAPI_E_UNKNOWN_FLAGS;
+    }
+    Runtime::Get().Initialize();
+    return S_OK;
+  };
+  return call.RunUnchecked(initialize, [] { Runtime::Get().InitializeRefused(); });
 }
 
 HRESULT LogonEx(ULONG_PTR parent, LPTSTR profile, LPTSTR password, ULONG flags,
@@ -82,7 +77,10 @@ HRESULT QueryAllRows(LPMAPITABLE table, LPSPropTagArray columns, LPSRestriction 
 HRESULT GetOneProp(LPMAPIPROP object, ULONG tag, LPSPropValue* value) {
   ProfileSection* own = OwnObject<ProfileSection>(object);
   Call call("HrGetOneProp", own);
-  call.Number("tag", tag).Out(value).Require(own != nullptr, "no profile section of the lab's");
+  call.On(own != nullptr ? own->Kind() : "?")
+      .Number("tag", tag)
+      .Out(value)
+      .Require(own != nullptr, "no profile section of the lab's");
   return call.Run([&] { return own->GetOne(call.Name(), tag, value); });
 }
 

@@ -65,7 +65,10 @@ Property ProfileSection::Read(ULONG tag) const {
 STDMETHODIMP ProfileSection::GetProps(LPSPropTagArray tags, ULONG flags, ULONG* count,
                                       LPSPropValue* values) {
   Call call(CallName("GetProps"), this);
-  call.Binary("section", uid_.data(), uid_.size()).Tags("tags", tags).Flags(flags, MAPI_UNICODE);
+  call.On(kind_)
+      .Binary("section", uid_.data(), uid_.size())
+      .Tags("tags", tags)
+      .Flags(flags, MAPI_UNICODE);
   call.OutNumber(count).Out(values);
   return call.Run([&] {
     const std::vector<Property> properties =
@@ -81,6 +84,12 @@ HRESULT ProfileSection::GetOne(const std::string& madeBy, ULONG tag, LPSPropValu
   ULONG count = 0;
   HandOut({property}, madeBy, &count, value);
   return S_OK;
+}
+
+const char* SectionKind(const std::wstring& profile, const MAPIUID& uid) {
+  Uid own;
+  std::memcpy(own.data(), uid.ab, own.size());
+  return KindOf(profile, own);
 }
 
 HRESULT OpenSection(const std::string& madeBy, const std::wstring& profile, const MAPIUID& uid,

@@ -20,14 +20,20 @@ class ProfileSection final : public PropStubs<IProfSect> {
   // HrGetOneProp: the property in a buffer of its own, or the error that stands in its place.
   HRESULT GetOne(const std::string& madeBy, ULONG tag, LPSPropValue* value) const;
 
+  // "ProviderSection", "ServiceSection", "AdminSection" or "OtherSection".
+  const std::string& Kind() const { return kind_; }
+
  private:
   // The property, or PT_ERROR when the section lacks it or the fault plan says so.
   Property Read(ULONG tag) const;
 
   const std::wstring profile_;
   const Uid uid_;
-  const std::string kind_;  // what pseudo operations call it: "ProviderSection", ...
+  const std::string kind_;
 };
+
+// What kind of section `uid` names; see ProfileSection::Kind.
+const char* SectionKind(const std::wstring& profile, const MAPIUID& uid);
 
 // Opens a section for IMsgServiceAdmin::OpenProfileSection and its likes. A section that does not
 // exist opens only for writing; a provider's needs MAPI_FORCE_ACCESS.

@@ -113,7 +113,7 @@ HRESULT Table::QueryAll(const std::string& madeBy, const SPropTagArray* columns,
 
 STDMETHODIMP Table::SetColumns(LPSPropTagArray columns, ULONG flags) {
   Call call(CallName("SetColumns"), this);
-  call.Words("table", name_)
+  call.On(name_)
       .Tags("columns", columns)
       .Flags(flags, kSetFlags)
       .Require(columns != nullptr, "no columns");
@@ -126,7 +126,7 @@ STDMETHODIMP Table::SetColumns(LPSPropTagArray columns, ULONG flags) {
 
 STDMETHODIMP Table::QueryColumns(ULONG flags, LPSPropTagArray* columns) {
   Call call(CallName("QueryColumns"), this);
-  call.Words("table", name_).Flags(flags, TBL_ALL_COLUMNS).Out(columns);
+  call.On(name_).Flags(flags, TBL_ALL_COLUMNS).Out(columns);
   return call.Run([&] {
     std::lock_guard lock(mutex_);
     const size_t count = columns_.size();
@@ -141,7 +141,7 @@ STDMETHODIMP Table::QueryColumns(ULONG flags, LPSPropTagArray* columns) {
 
 STDMETHODIMP Table::GetRowCount(ULONG flags, ULONG* count) {
   Call call(CallName("GetRowCount"), this);
-  call.Words("table", name_).Flags(flags, TBL_NOWAIT).OutNumber(count);
+  call.On(name_).Flags(flags, TBL_NOWAIT).OutNumber(count);
   return call.Run([&] {
     std::lock_guard lock(mutex_);
     *count = static_cast<ULONG>(shown_.size());
@@ -151,7 +151,7 @@ STDMETHODIMP Table::GetRowCount(ULONG flags, ULONG* count) {
 
 STDMETHODIMP Table::SeekRow(BOOKMARK origin, LONG rows, LONG* sought) {
   Call call(CallName("SeekRow"), this);
-  call.Words("table", name_).Number("origin", origin).Words("rows", std::to_string(rows));
+  call.On(name_).Number("origin", origin).Words("rows", std::to_string(rows));
   call.Require(origin <= BOOKMARK_END, "a bookmark that is none of the three fixed ones");
   return call.Run([&] {
     std::lock_guard lock(mutex_);
@@ -168,9 +168,7 @@ STDMETHODIMP Table::SeekRow(BOOKMARK origin, LONG rows, LONG* sought) {
 
 STDMETHODIMP Table::Restrict(LPSRestriction restriction, ULONG flags) {
   Call call(CallName("Restrict"), this);
-  call.Words("table", name_)
-      .Words("restriction", DescribeRestriction(restriction))
-      .Flags(flags, kSetFlags);
+  call.On(name_).Words("restriction", DescribeRestriction(restriction)).Flags(flags, kSetFlags);
   return call.Run([&] {
     std::lock_guard lock(mutex_);
     return ApplyRestriction(restriction);
@@ -179,7 +177,7 @@ STDMETHODIMP Table::Restrict(LPSRestriction restriction, ULONG flags) {
 
 STDMETHODIMP Table::SortTable(LPSSortOrderSet order, ULONG flags) {
   Call call(CallName("SortTable"), this);
-  call.Words("table", name_).Words("order", DescribeOrder(order)).Flags(flags, kSetFlags);
+  call.On(name_).Words("order", DescribeOrder(order)).Flags(flags, kSetFlags);
   call.Require(order != nullptr, "no sort order");
   return call.Run([&] {
     std::lock_guard lock(mutex_);
@@ -189,10 +187,7 @@ STDMETHODIMP Table::SortTable(LPSSortOrderSet order, ULONG flags) {
 
 STDMETHODIMP Table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows) {
   Call call(CallName("QueryRows"), this);
-  call.Words("table", name_)
-      .Words("count", std::to_string(count))
-      .Flags(flags, TBL_NOADVANCE)
-      .Out(rows);
+  call.On(name_).Words("count", std::to_string(count)).Flags(flags, TBL_NOADVANCE).Out(rows);
   call.Require(count != 0, "a count of 0 rows");
   return call.Run([&] {
     std::lock_guard lock(mutex_);
