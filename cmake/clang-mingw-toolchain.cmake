@@ -10,5 +10,6 @@ set(CMAKE_C_COMPILER_TARGET x86_64-w64-mingw32)
 set(qrv_gcc_root /usr/lib/gcc/x86_64-w64-mingw32/12-posix)
 set(CMAKE_CXX_FLAGS_INIT
     "-isystem ${qrv_gcc_root}/include/c++ -isystem ${qrv_gcc_root}/include/c++/x86_64-w64-mingw32 -Qunused-arguments")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-B${qrv_gcc_root} -L${qrv_gcc_root}")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-B${qrv_gcc_root} -L${qrv_gcc_root}")
+# -pthread: GCC's library needs winpthread behind it, which only GCC adds by itself.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-B${qrv_gcc_root} -L${qrv_gcc_root} -pthread")
+set(CMAKE_SHARED_LINKER_FLAGS_INIT "-B${qrv_gcc_root} -L${qrv_gcc_root} -pthread")
