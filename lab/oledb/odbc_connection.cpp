@@ -1,0 +1,244 @@
+// The functions are called by their own names, the wide ones with a W.
+#define SQL_NOUNICODEMAP
+
+#include "lab/oledb/odbc_connection.h"
+
+#include <windows.h>
+// After windows.h.
+#include <sql.h>
+#include <sqlext.h>
+
+#include <algorithm>
+
+#include "lab/common/text.h"
+
+namespace lab {
+namespace {
+
+constexpr size_t kMessageSize = 1024;
+constexpr size_t kNameSize = 512;
+constexpr size_t kChunkSize = 4096;  // characters fetched of a value at a time
+
+SQLWCHAR* WideArgument(const std::wstring& text) {
+  return reinterpret_cast<SQLWCHAR*>(const_cast<wchar_t*>(text.c_str()));
+}
+
+SQLCHAR* NarrowArgument(const std::string& text) {
+  return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.c_str()));
+}
+
+// Throws the first diagnostic record of `handle`.
+[[noreturn]] void ThrowDiagnostic(SQLSMALLINT type, SQLHANDLE handle, const char* call) {
+  SQLCHAR state[6] = {};
+  SQLCHAR message[kMessageSize] = {};
+  SQLINTEGER native = 0;
+  SQLSMALLINT length = 0;
+  if (handle && SQL_SUCCEEDED(SQLGetDiagRec(type, handle, 1, state, &native, message,
+                                            static_cast<SQLSMALLINT>(kMessageSize), &length))) {
+    throw OdbcError(reinterpret_cast<char*>(state), reinterpret_cast<char*>(message));
+  }
+  throw OdbcError("HY000", std::string(call) + " failed without a diagnostic record");
+}
+
+// A statement handle and what is read through it.
+class Statement {
+ public:
+  Statement(SQLHDBC connection, OdbcText text) : text_(text) {
+    if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_STMT, connection, &handle_))) {
+      ThrowDiagnostic(SQL_HANDLE_DBC, connection, "SQLAllocHandle");
+    }
+  }
+  ~Statement() { SQLFreeHandle(SQL_HANDLE_STMT, handle_); }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  void Execute(const std::wstring& statement) {
+    const SQLRETURN result =
+        text_ == OdbcText::kUtf16
+            ? SQLExecDirectW(handle_, WideArgument(statement), SQL_NTS)
+            : SQLExecDirect(handle_, NarrowArgument(Utf8FromWide(statement)), SQL_NTS);
+    if (result != SQL_NO_DATA) Check(result, "SQLExecDirect");
+  }
+
+  int64_t Affected() {
+    SQLLEN count = -1;
+    return SQL_SUCCEEDED(SQLRowCount(handle_, &count)) ? count : -1;
+  }
+
+  std::vector<OdbcColumn> Columns() {
+    SQLSMALLINT count = 0;
+    Check(SQLNumResultCols(handle_, &count), "SQLNumResultCols");
+    std::vector<OdbcColumn> columns;
+    for (SQLSMALLINT i = 1; i <= count; ++i) columns.push_back(Column(i));
+    return columns;
+  }
+
+  bool Fetch() {
+    const SQLRETURN result = SQLFetch(handle_);
+    if (result == SQL_NO_DATA) return false;
+    Check(result, "SQLFetch");
+    return true;
+  }
+
+  OdbcRow Row(size_t columns) {
+    OdbcRow row;
+    for (size_t i = 1; i <= columns; ++i) row.push_back(Cell(static_cast<SQLUSMALLINT>(i)));
+    return row;
+  }
+
+ private:
+  void Check(SQLRETURN result, const char* call) {
+    if (!SQL_SUCCEEDED(result)) ThrowDiagnostic(SQL_HANDLE_STMT, handle_, call);
+  }
+
+  OdbcColumn Column(SQLSMALLINT number);
+  std::wstring ColumnName(SQLSMALLINT number, SQLSMALLINT* type, SQLULEN* size,
+                          SQLSMALLINT* nullable);
+  OdbcCell Cell(SQLUSMALLINT number);
+  template <class Char>
+  bool ReadCell(SQLUSMALLINT number, SQLSMALLINT type, std::basic_string<Char>* text);
+
+  SQLHSTMT handle_ = SQL_NULL_HSTMT;
+  const OdbcText text_;
+};
+
+OdbcKind KindOf(SQLSMALLINT type) {
+  switch (type) {
+    case SQL_BIT:
+    case SQL_TINYINT:
+    case SQL_SMALLINT:
+      return OdbcKind::kSmallInteger;
+    case SQL_INTEGER:
+      return OdbcKind::kInteger;
+    case SQL_BIGINT:
+      return OdbcKind::kBigInteger;
+    case SQL_REAL:
+    case SQL_FLOAT:
+    case SQL_DOUBLE:
+    case SQL_NUMERIC:
+    case SQL_DECIMAL:
+      return OdbcKind::kReal;
+    default:
+      return OdbcKind::kText;
+  }
+}
+
+std::wstring Statement::ColumnName(SQLSMALLINT number, SQLSMALLINT* type, SQLULEN* size,
+                                   SQLSMALLINT* nullable) {
+  SQLSMALLINT length = 0;
+  SQLSMALLINT digits = 0;
+  if (text_ == OdbcText::kUtf16) {
+    std::wstring name(kNameSize, L'\0');
+    Check(SQLDescribeColW(handle_, static_cast<SQLUSMALLINT>(number), WideArgument(name),
+                          static_cast<SQLSMALLINT>(kNameSize), &length, type, size, &digits,
+                          nullable),
+          "SQLDescribeColW");
+    return name.c_str();
+  }
+  std::string name(kNameSize, '\0');
+  Check(SQLDescribeCol(handle_, static_cast<SQLUSMALLINT>(number), NarrowArgument(name),
+                       static_cast<SQLSMALLINT>(kNameSize), &length, type, size, &digits, nullable),
+        "SQLDescribeCol");
+  return WideFromUtf8(name.c_str());
+}
+
+OdbcColumn Statement::Column(SQLSMALLINT number) {
+  SQLSMALLINT type = 0;
+  SQLSMALLINT nullable = SQL_NULLABLE_UNKNOWN;
+  SQLULEN size = 0;
+  OdbcColumn column;
+  column.name = ColumnName(number, &type, &size, &nullable);
+  column.kind = KindOf(type);
+  column.size = size;
+  column.nullable = nullable != SQL_NO_NULLS;
+  return column;
+}
+
+// Reads a value piece by piece; false for NULL.
+template <class Char>
+bool Statement::ReadCell(SQLUSMALLINT number, SQLSMALLINT type, std::basic_string<Char>* text) {
+  std::basic_string<Char> chunk(kChunkSize, Char{});
+  while (true) {
+    SQLLEN length = 0;
+    const SQLRETURN result = SQLGetData(handle_, number, type, chunk.data(),
+                                        static_cast<SQLLEN>(kChunkSize * sizeof(Char)), &length);
+    if (result == SQL_NO_DATA) return true;
+    Check(result, "SQLGetData");
+    if (length == SQL_NULL_DATA) return false;
+    const size_t whole = length < 0 ? kChunkSize : static_cast<size_t>(length) / sizeof(Char);
+    text->append(chunk, 0, std::min(whole, kChunkSize - 1));
+    if (result == SQL_SUCCESS) return true;
+  }
+}
+
+OdbcCell Statement::Cell(SQLUSMALLINT number) {
+  if (text_ == OdbcText::kUtf16) {
+    std::wstring wide;
+    return ReadCell(number, SQL_C_WCHAR, &wide) ? OdbcCell(std::move(wide)) : std::nullopt;
+  }
+  std::string narrow;
+  return ReadCell(number, SQL_C_CHAR, &narrow) ? OdbcCell(WideFromUtf8(narrow)) : std::nullopt;
+}
+
+}  // namespace
+
+OdbcConnection::OdbcConnection(const std::wstring& connection, OdbcText text) : text_(text) {
+  try {
+    Connect(connection);
+  } catch (...) {
+    Close();
+    throw;
+  }
+}
+
+OdbcConnection::~OdbcConnection() {
+  SQLDisconnect(connection_);
+  Close();
+}
+
+void OdbcConnection::Connect(const std::wstring& connection) {
+  if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_))) {
+    throw OdbcError("IM004", "there is no ODBC driver manager");
+  }
+  SQLSetEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
+  if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_DBC, environment_, &connection_))) {
+    ThrowDiagnostic(SQL_HANDLE_ENV, environment_, "SQLAllocHandle");
+  }
+  SQLSMALLINT length = 0;
+  const SQLRETURN result =
+      text_ == OdbcText::kUtf16
+          ? SQLDriverConnectW(connection_, nullptr, WideArgument(connection), SQL_NTS, nullptr, 0,
+                              &length, SQL_DRIVER_NOPROMPT)
+          : SQLDriverConnect(connection_, nullptr, NarrowArgument(Utf8FromWide(connection)),
+                             SQL_NTS, nullptr, 0, &length, SQL_DRIVER_NOPROMPT);
+  if (!SQL_SUCCEEDED(result)) ThrowDiagnostic(SQL_HANDLE_DBC, connection_, "SQLDriverConnect");
+}
+
+void OdbcConnection::Close() {
+  if (connection_) SQLFreeHandle(SQL_HANDLE_DBC, connection_);
+  if (environment_) SQLFreeHandle(SQL_HANDLE_ENV, environment_);
+}
+
+OdbcResult OdbcConnection::Run(const std::wstring& statement) {
+  const std::lock_guard lock(mutex_);
+  Statement running(connection_, text_);
+  running.Execute(statement);
+  OdbcResult result;
+  result.columns = running.Columns();
+  if (result.columns.empty()) {
+    result.affected = running.Affected();
+    return result;
+  }
+  while (running.Fetch()) result.rows.push_back(running.Row(result.columns.size()));
+  return result;
+}
+
+std::string OdbcConnection::ProductName() {
+  const std::lock_guard lock(mutex_);
+  char name[kNameSize] = {};
+  SQLSMALLINT length = 0;
+  SQLGetInfo(connection_, SQL_DBMS_NAME, name, static_cast<SQLSMALLINT>(sizeof name), &length);
+  return name;
+}
+
+}  // namespace lab

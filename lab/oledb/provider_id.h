@@ -1,0 +1,14 @@
+// The provider's class.
+#pragma once
+
+#include <guiddef.h>
+
+namespace lab {
+
+// {0C7FF16C-38E3-11D0-97AB-00C04FC2AD98}, the class that installations register for SQLOLEDB.
+inline constexpr GUID kProviderClass = {
+    0x0c7ff16c, 0x38e3, 0x11d0, {0x97, 0xab, 0x00, 0xc0, 0x4f, 0xc2, 0xad, 0x98}};
+inline constexpr wchar_t kProviderClassText[] = L"{0C7FF16C-38E3-11D0-97AB-00C04FC2AD98}";
+inline constexpr wchar_t kProviderName[] = L"SQLOLEDB";
+
+}  // namespace lab

@@ -1,0 +1,51 @@
+#include "lab/oledb/registration.h"
+
+#include "lab/common/registry_key.h"
+#include "lab/common/text.h"
+#include "lab/oledb/provider_id.h"
+
+namespace lab {
+namespace {
+
+constexpr wchar_t kClassesKey[] = L"SOFTWARE\\Classes\\";
+constexpr wchar_t kModuleName[] = L"sqloledb.dll";
+constexpr wchar_t kDescription[] = L"OLE DB provider of the simulated installation";
+
+std::wstring ProgIdKey() { return std::wstring(kClassesKey) + kProviderName; }
+
+std::wstring ClassKey() { return std::wstring(kClassesKey) + L"CLSID\\" + kProviderClassText; }
+
+bool WriteText(const std::wstring& key, const wchar_t* name, std::wstring_view text) {
+  const RegistryKey opened = RegistryKey::Create(HKEY_LOCAL_MACHINE, key);
+  return opened.Open() && opened.Write(name, TextValue(text, REG_SZ));
+}
+
+std::wstring ProgramDirectory() {
+  std::wstring path(32768, L'\0');
+  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+  return DirectoryOf(path);
+}
+
+}  // namespace
+
+bool RegisterOledbProvider(const std::wstring& path) {
+  const std::wstring server = ClassKey() + L"\\InprocServer32";
+  return WriteText(ProgIdKey(), L"", kDescription) &&
+         WriteText(ProgIdKey() + L"\\CLSID", L"", kProviderClassText) &&
+         WriteText(ClassKey(), L"", kProviderName) && WriteText(server, L"", path) &&
+         WriteText(server, L"ThreadingModel", L"Both") &&
+         WriteText(ClassKey() + L"\\ProgID", L"", kProviderName) &&
+         WriteText(ClassKey() + L"\\VersionIndependentProgID", L"", kProviderName) &&
+         WriteText(ClassKey() + L"\\OLE DB Provider", L"", kDescription);
+}
+
+bool RegisterOledbProvider() {
+  return RegisterOledbProvider(ProgramDirectory() + L'\\' + kModuleName);
+}
+
+bool UnregisterOledbProvider() {
+  return DeleteKeyTree(HKEY_LOCAL_MACHINE, ProgIdKey()) &&
+         DeleteKeyTree(HKEY_LOCAL_MACHINE, ClassKey());
+}
+
+}  // namespace lab
