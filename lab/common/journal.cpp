@@ -14,18 +14,17 @@ namespace {
 // for all processes of a session.
 class AppendLock {
  public:
-  AppendLock() : mutex_(CreateMutexW(nullptr, FALSE, L"Local\\QrvLabJournal")) {
-    WaitForSingleObject(mutex_, 5000);
-  }
+  AppendLock() { WaitForSingleObject(Mutex(), 5000); }
   AppendLock(const AppendLock&) = delete;
   AppendLock& operator=(const AppendLock&) = delete;
-  ~AppendLock() {
-    ReleaseMutex(mutex_);
-    CloseHandle(mutex_);
-  }
+  ~AppendLock() { ReleaseMutex(Mutex()); }
 
  private:
-  HANDLE mutex_;
+  // Open until the process ends.
+  static HANDLE Mutex() {
+    static const HANDLE kMutex = CreateMutexW(nullptr, FALSE, L"Local\\QrvLabJournal");
+    return kMutex;
+  }
 };
 
 void AppendLine(const std::wstring& path, const std::string& line) {

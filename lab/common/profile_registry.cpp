@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 
 #include "lab/common/registry_key.h"
 
@@ -223,18 +222,13 @@ bool DeleteService(const std::wstring& profile, const Uid& service) {
 }
 
 void WithProfilesLocked(const std::function<void()>& change) {
-  static std::recursive_mutex mutexOfProcess;
-  std::lock_guard lock(mutexOfProcess);
-  struct NamedMutex {
-    HANDLE handle = CreateMutexW(nullptr, FALSE, L"Local\\QrvLabProfiles");
-    NamedMutex() { WaitForSingleObject(handle, INFINITE); }
-    NamedMutex(const NamedMutex&) = delete;
-    NamedMutex& operator=(const NamedMutex&) = delete;
-    ~NamedMutex() {
-      ReleaseMutex(handle);
-      CloseHandle(handle);
-    }
-  } mutexOfSession;
+  static const HANDLE kMutex = CreateMutexW(nullptr, FALSE, L"Local\\QrvLabProfiles");
+  struct Lock {
+    Lock() { WaitForSingleObject(kMutex, INFINITE); }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+    ~Lock() { ReleaseMutex(kMutex); }
+  } lock;
   change();
 }
 
