@@ -6,8 +6,10 @@
 #include <unknwn.h>
 
 #include <atomic>
-#include <utility>
+#include <exception>
+#include <new>
 
+#include "lab/oledb/ref.h"
 #include "lab/oledb/runtime.h"
 
 namespace lab {
@@ -48,38 +50,6 @@ class ComObject : public Interfaces... {
  private:
   const uint32_t number_;
   std::atomic<ULONG> references_ = 1;
-};
-
-// A counted reference to an object.
-template <class T>
-class Ref {
- public:
-  Ref() = default;
-  // Takes over the caller's reference.
-  static Ref Adopt(T* object) {
-    Ref ref;
-    ref.object_ = object;
-    return ref;
-  }
-  // Adds a reference.
-  explicit Ref(T* object) : object_(object) {
-    if (object_) object_->AddRef();
-  }
-  Ref(const Ref& other) : Ref(other.object_) {}
-  Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
-  Ref& operator=(Ref other) noexcept {
-    std::swap(object_, other.object_);
-    return *this;
-  }
-  ~Ref() {
-    if (object_) object_->Release();
-  }
-
-  T* operator->() const { return object_; }
-  T* Get() const { return object_; }
-
- private:
-  T* object_ = nullptr;
 };
 
 // Runs `work`, which throws what the standard library throws, where only an HRESULT may come out.

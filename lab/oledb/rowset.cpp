@@ -65,7 +65,8 @@ HRESULT Rowset::GetNextRows(HCHAPTER, DBROWOFFSET offset, DBROWCOUNT wanted, DBC
                             HROW** rows) {
   Call call("IRowset::GetNextRows", Number(), Call::Kind::kRow);
   call.With("offset", static_cast<uint64_t>(offset)).With("wanted", static_cast<uint64_t>(wanted));
-  if (call.Fails()) return call.Fail(obtained, rows);
+  // The client may have put an array of its own there.
+  if (call.Fails()) return rows && *rows ? call.Fail(obtained) : call.Fail(obtained, rows);
   if (!obtained || !rows) return call.Return(E_INVALIDARG);
   *obtained = 0;
   uint32_t planned = 0;
