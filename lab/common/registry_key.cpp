@@ -92,7 +92,9 @@ RawValue TextValue(std::wstring_view text, uint32_t type) {
   RawValue value;
   value.type = type;
   value.data.resize((text.size() + 1) * sizeof(wchar_t));
-  std::memcpy(value.data.data(), text.data(), text.size() * sizeof(wchar_t));
+  if (!text.empty()) {
+    std::memcpy(value.data.data(), text.data(), text.size() * sizeof(wchar_t));
+  }
   return value;
 }
 

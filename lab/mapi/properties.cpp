@@ -2,6 +2,7 @@
 
 #include <mapicode.h>
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <utility>
@@ -17,13 +18,13 @@ bool IsString(ULONG tag) { return PROP_TYPE(tag) == PT_UNICODE || PROP_TYPE(tag)
 void* CopyTo(void* parent, const void* data, size_t size) {
   void* copy = AllocateMore(size, parent);
   if (copy == nullptr) throw std::bad_alloc();
-  std::memcpy(copy, data, size);
+  if (size != 0) std::memcpy(copy, data, size);
   return copy;
 }
 
 std::wstring WideText(const Bytes& data) {
   std::wstring text(data.size() / sizeof(wchar_t), L'\0');
-  std::memcpy(text.data(), data.data(), text.size() * sizeof(wchar_t));
+  if (!text.empty()) std::memcpy(text.data(), data.data(), text.size() * sizeof(wchar_t));
   return text.substr(0, text.find(L'\0'));
 }
 
@@ -34,7 +35,7 @@ std::wstring NarrowText(const Bytes& data) {
 
 uint32_t NumberOf(const Bytes& data, size_t size) {
   uint32_t number = 0;
-  std::memcpy(&number, data.data(), std::min(size, data.size()));
+  if (!data.empty()) std::memcpy(&number, data.data(), std::min(size, data.size()));
   return number;
 }
 
