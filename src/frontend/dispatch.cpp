@@ -3,8 +3,11 @@
 #include <array>
 #include <cwchar>
 
+#include "src/commands/assign_agents.h"
 #include "src/commands/check_qsf.h"
 #include "src/commands/find_users.h"
+#include "src/commands/list_agents.h"
+#include "src/commands/list_servers.h"
 #include "src/frontend/usage.h"
 
 namespace {
@@ -18,15 +21,25 @@ struct Command {
   UsagePrinter printUsage;
 };
 
+// The handlers with parameters or a result of another kind.
+
+int ListAgents(int argc, wchar_t** argv, const wchar_t* programName) {
+  return qrvAdminListAgents(argc, argv, programName);
+}
+
+int ListServers(int argc, wchar_t** argv, const wchar_t*) {
+  return qrvAdminListServers(argc, argv);
+}
+
 // In order of priority: of several commands on one line the first of the table runs.
 constexpr std::array<Command, 8> kCommands = {{
     {L"-checkQsf", qrvAdminCheckQsf, PrintCheckQsfUsage},
     {L"-scanQsf", nullptr, PrintScanQsfUsage},
     {L"-compactQsf", nullptr, PrintCompactQsfUsage},
     {L"-purgeQsf", nullptr, PrintPurgeQsfUsage},
-    {L"-listAgents", nullptr, PrintListAgentsUsage},
-    {L"-assignAgents", nullptr, PrintAssignAgentsUsage},
-    {L"-listServers", nullptr, PrintListServersUsage},
+    {L"-listAgents", ListAgents, PrintListAgentsUsage},
+    {L"-assignAgents", qrvAdminAssignAgents, PrintAssignAgentsUsage},
+    {L"-listServers", ListServers, PrintListServersUsage},
     {L"-findUsers", qrvAdminFindUsers, PrintFindUsersUsage},
 }};
 constexpr size_t kScanCommand = 1;

@@ -1,5 +1,6 @@
 #include "src/guards/switches.h"
 
+#include <cstdlib>
 #include <cwchar>
 #include <span>
 
@@ -17,6 +18,12 @@ size_t Take(bool* target, Arguments) {
 size_t Take(std::uint32_t* target, Arguments) {
   *target = 1;
   return 0;
+}
+
+size_t Take(BoundedNumber* target, Arguments rest) {
+  if (rest.empty()) return 0;
+  target->given = static_cast<std::uint32_t>(_wtoi(rest.front()));
+  return 1;
 }
 
 size_t Take(std::wstring* target, Arguments rest) {

@@ -15,9 +15,15 @@ void FoldLetters(String& text) {
 
 }  // namespace
 
-void FoldAsciiLower(std::wstring& text) { FoldLetters(text); }
+void LowerAscii(std::wstring& text) { FoldLetters(text); }
 
-void FoldAsciiLower(std::string& text) { FoldLetters(text); }
+void LowerAscii(std::string& text) { FoldLetters(text); }
+
+void UpperAscii(std::wstring& text) {
+  for (wchar_t& character : text) {
+    if (character >= L'a' && character <= L'z') character -= L'a' - L'A';
+  }
+}
 
 std::optional<std::string> ToThreadCodePage(const std::wstring& text) {
   // Two bytes for each character: no ANSI code page needs more.

@@ -9,10 +9,13 @@ namespace platform {
 
 // Lower-cases the letters A to Z in place. Every other character keeps its value, whatever the
 // locale says: stored addresses are compared with each other in this form.
-void FoldAsciiLower(std::wstring& text);
+void LowerAscii(std::wstring& text);
 
 // The same for a narrow path, byte by byte.
-void FoldAsciiLower(std::string& text);
+void LowerAscii(std::string& text);
+
+// Upper-cases the letters a to z in place and nothing else.
+void UpperAscii(std::wstring& text);
 
 // The text behind the last backslash of `path`, or the whole of it when there is none. A slash is
 // no separator. The result points into `path`.

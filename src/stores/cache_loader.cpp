@@ -151,7 +151,7 @@ CacheLoader::Outcome CacheLoader::ReadEmail(IProfSect* serviceSection, const cha
                          address.Put());
   if (FAILED(status_)) return Outcome::kSkipService;
   email = address->Value.lpszW;
-  platform::FoldAsciiLower(email);
+  platform::LowerAscii(email);
   return Outcome::kGoOn;
 }
 
@@ -227,7 +227,7 @@ CacheLoader::Outcome CacheLoader::AddFileStore(Draft draft, EntryIdBytes entryId
     return Outcome::kSkipService;
   }
   std::string qsfPath = path.Value.lpszA;
-  platform::FoldAsciiLower(qsfPath);
+  platform::LowerAscii(qsfPath);
   AddRecord({.Kind = StoreKind::FileStore,
              .QsfPath = std::move(qsfPath),
              .Email = std::move(draft.email),

@@ -107,4 +107,41 @@ TEST(ScanSwitches, TakesArgumentsOfAnyLength) {
   EXPECT_EQ(Scan({L"q", L"-p", longName.c_str()}).profile, longName);
 }
 
+std::uint32_t ScanNumber(std::initializer_list<const wchar_t*> arguments) {
+  CommandLine line(arguments);
+  BoundedNumber number{.fallback = 200, .limit = 400};
+  ScanSwitches(line.Count(), line.Values(), {{L"-b", &number}});
+  return number.Value();
+}
+
+TEST(BoundedNumber, TakesNumbersUpToTheLimit) {
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L"0"}), 0u);
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L"17"}), 17u);
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L"400"}), 400u);
+}
+
+TEST(BoundedNumber, FallsBackBeyondTheLimitAndBelowZero) {
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L"401"}), 200u);
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L"2147483647"}), 200u);
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L"-5"}), 200u);
+}
+
+TEST(BoundedNumber, FallsBackWithoutAValue) {
+  EXPECT_EQ(ScanNumber({L"q"}), 200u);
+  EXPECT_EQ(ScanNumber({L"q", L"-b"}), 200u);
+}
+
+TEST(BoundedNumber, ReadsTextAsZero) {
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L"abc"}), 0u);
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L""}), 0u);
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L"-n"}), 0u);
+}
+
+TEST(BoundedNumber, ReadsLeadingDigits) { EXPECT_EQ(ScanNumber({L"q", L"-b", L"12x"}), 12u); }
+
+TEST(BoundedNumber, TheLastOfSeveralCounts) {
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L"7", L"-b", L"8"}), 8u);
+  EXPECT_EQ(ScanNumber({L"q", L"-b", L"7", L"-b", L"999"}), 200u);
+}
+
 }  // namespace

@@ -6,16 +6,22 @@
 namespace platform {
 namespace {
 
-TEST(FoldAsciiLower, FoldsOnlyTheLettersAToZ) {
+TEST(LowerAscii, FoldsOnlyTheLettersAToZ) {
   std::wstring text = L"@AMZ[`amz{\u00C4\u00D6\u0414\u03A9";
-  FoldAsciiLower(text);
+  LowerAscii(text);
   EXPECT_EQ(text, L"@amz[`amz{\u00C4\u00D6\u0414\u03A9");
 }
 
-TEST(FoldAsciiLower, LeavesBytesBeyondAsciiAlone) {
+TEST(LowerAscii, LeavesBytesBeyondAsciiAlone) {
   std::string path = "C:\\QSF\\\xC4\xD6\x80\xFFNN.QSF";
-  FoldAsciiLower(path);
+  LowerAscii(path);
   EXPECT_EQ(path, "c:\\qsf\\\xC4\xD6\x80\xFFnn.qsf");
+}
+
+TEST(UpperAscii, RaisesOnlyTheLettersAToZ) {
+  std::wstring text = L"@amz[`AMZ{\u00E4\u0434\u00DF";
+  UpperAscii(text);
+  EXPECT_EQ(text, L"@AMZ[`AMZ{\u00E4\u0434\u00DF");
 }
 
 TEST(FileNamePart, IsWhatFollowsTheLastBackslash) {

@@ -1,0 +1,186 @@
+#include "src/commands/assign_agents.h"
+
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
+#include "src/besdb/bes_database.h"
+#include "src/commands/agent_batches.h"
+#include "src/frontend/console.h"
+#include "src/frontend/usage.h"
+#include "src/frontend/user_break.h"
+#include "src/guards/mapi_frame.h"
+#include "src/guards/switches.h"
+#include "src/platform/mapi.h"
+#include "src/platform/text.h"
+#include "src/stores/store_manager.h"
+
+int qrvAdminAssignAgents(int argc, wchar_t** argv, const wchar_t* programName) {
+  std::wstring profileName;
+  BoundedNumber baseAgentId{.fallback = 200, .limit = 400};
+  BoundedNumber numberOfAgents{.fallback = 2, .limit = 100};
+  bool existingOnly = false;
+  bool restart = false;
+  ScanSwitches(argc, argv,
+               {{L"-p", &profileName},
+                {L"-b", &baseAgentId},
+                {L"-n", &numberOfAgents},
+                {L"-e", &existingOnly},
+                {L"-c", &restart},
+                {L"-v", &VerboseOutput}});
+  if (profileName.empty()) {
+    PrintAssignAgentsUsage(programName);
+    return 1;
+  }
+  return RunExclusiveMapiCommand({[&] {
+                                    return AssignUsersToAgents(profileName, baseAgentId.Value(),
+                                                               numberOfAgents.Value(),
+                                                               existingOnly);
+                                  },
+                                  [&](HRESULT) { return restart; }});
+}
+
+namespace {
+
+constexpr const char* kFunction = "AssignUsersToAgents";
+
+using Addresses = std::vector<std::wstring>;
+
+// This computer's NetBIOS name in capitals, as the database keeps server names.
+HRESULT ServerName(std::wstring& name) {
+  wchar_t buffer[260] = {};
+  DWORD size = static_cast<DWORD>(std::size(buffer));
+  if (!GetComputerNameExW(ComputerNameNetBIOS, buffer, &size)) {
+    PrintLine(L"%hs: GetComputerNameEx failed : 0x%x", kFunction, GetLastError());
+    return E_FAIL;
+  }
+  name = buffer;
+  platform::UpperAscii(name);
+  return S_OK;
+}
+
+HRESULT FindServer(CBESDatabase& database, const std::wstring& name, std::int32_t& serverId) {
+  CBESDatabase::ServerMap servers;
+  const HRESULT hr = database.GetServers(servers);
+  if (FAILED(hr)) {
+    PrintLine(L"%hs: GetServers failed : 0x%x", kFunction, hr);
+    return hr;
+  }
+  const auto found = servers.find(name);
+  if (found == servers.end()) {
+    PrintLine(L"%hs: Failed to find server '%s'", kFunction, name.c_str());
+    return MAPI_E_NOT_FOUND;
+  }
+  serverId = found->second;
+  return S_OK;
+}
+
+HRESULT GetUsers(CBESDatabase& database, Addresses& users) {
+  std::wstring serverName;
+  std::int32_t serverId = 0;
+  HRESULT hr = ServerName(serverName);
+  if (SUCCEEDED(hr)) hr = FindServer(database, serverName, serverId);
+  if (FAILED(hr)) return hr;
+  hr = database.GetServerUserNames(serverId, users);
+  if (FAILED(hr)) PrintLine(L"%hs: GetServerUserNames failed : 0x%x", kFunction, hr);
+  return hr;
+}
+
+// The root store is nobody's mailbox and is left out.
+HRESULT LoadStores(CStoreManager& storeManager) {
+  const HRESULT hr = storeManager.LoadCache(false);
+  if (SUCCEEDED(hr)) return hr;
+  PrintLine(L"%hs: StoreManager::LoadCache failed : 0x%x", kFunction, hr);
+  return E_FAIL;
+}
+
+// Sorted.
+Addresses UsersWithoutStore(Addresses users, const CStoreManager& storeManager) {
+  Addresses owners;
+  for (const auto& [entryId, record] : storeManager.Stores) owners.push_back(record.Email);
+  std::sort(owners.begin(), owners.end());
+  std::sort(users.begin(), users.end());
+  Addresses missing;
+  std::set_difference(users.begin(), users.end(), owners.begin(), owners.end(),
+                      std::back_inserter(missing));
+  return missing;
+}
+
+HRESULT CreateMissingStores(CStoreManager& storeManager, const Addresses& users) {
+  const Addresses missing = UsersWithoutStore(users, storeManager);
+  if (missing.empty()) return S_OK;
+  PrintLine(L"%hs: Creating %d MAPI stores...", kFunction, static_cast<int>(missing.size()));
+  std::vector<HRESULT> results;
+  HRESULT hr =
+      storeManager.LogonToStores(missing, /*createMode=*/true, /*checkMode=*/false, results);
+  if (FAILED(hr)) {
+    PrintLine(L"%hs: LogonToStores failed : 0x%x", kFunction, hr);
+    return hr;
+  }
+  hr = LoadStores(storeManager);
+  if (FAILED(hr)) return hr;
+  // The single results say less: those of the last jobs are never collected.
+  if (UsersWithoutStore(users, storeManager).empty()) return hr;
+  PrintLine(L"%hs: Failed to create MAPI stores : 0x%x", kFunction, E_FAIL);
+  return E_FAIL;
+}
+
+void AssignEmbeddedStores(const StoreRecord& parent, const CStoreManager::StoreMap& stores,
+                          std::uint32_t agentId, AgentBatches& batches) {
+  for (const EntryIdBytes& child : parent.EmbeddedChildren) {
+    const auto found = stores.find(child);
+    if (found == stores.end()) {
+      PrintLine(L"Serious error: *** Embedded store not found ***");
+    } else {
+      batches.Assign(agentId, found->second.Email);
+    }
+  }
+}
+
+// Only stores with a file of their own turn the rotation. A batch that fails ends the walk.
+HRESULT WriteAgents(CBESDatabase& database, const CStoreManager::StoreMap& stores,
+                    std::uint32_t baseAgentId, std::uint32_t numberOfAgents, HRESULT status) {
+  AgentBatches batches([&](const std::wstring& sqlText) { return database.Execute(sqlText); },
+                       stores.size(), status);
+  std::uint32_t agentId = baseAgentId;
+  for (const auto& [entryId, record] : stores) {
+    if (FAILED(batches.Status())) break;
+    if (record.Kind == StoreKind::EmbeddedStore) continue;
+    batches.Assign(agentId, record.Email);
+    AssignEmbeddedStores(record, stores, agentId, batches);
+    ++agentId;
+    if (agentId >= baseAgentId + numberOfAgents) agentId = baseAgentId;
+  }
+  batches.Finish();
+  return batches.Status();
+}
+
+}  // namespace
+
+HRESULT AssignUsersToAgents(const std::wstring& profileName, std::uint32_t baseAgentId,
+                            std::uint32_t numberOfAgents, bool existingOnly) {
+  InstallConsoleCtrlHandler();
+  HRESULT hr = CoInitialize(nullptr);
+  if (FAILED(hr)) {
+    PrintLine(L"%hs: CoInitialize failed : 0x%x", kFunction, hr);
+    return hr;
+  }
+  PrintLine(L"Base Agentid=%d", baseAgentId);
+  PrintLine(L"Number of Agents=%d", numberOfAgents);
+  {
+    // Gone before COM is.
+    CBESDatabase database;
+    CStoreManager storeManager;
+    storeManager.ProfileName = profileName;
+    Addresses users;
+    hr = GetUsers(database, users);
+    if (SUCCEEDED(hr)) hr = LoadStores(storeManager);
+    if (SUCCEEDED(hr) && !existingOnly) hr = CreateMissingStores(storeManager, users);
+    // On purpose without CoUninitialize: only a run that gets to the assignment ends COM.
+    if (FAILED(hr)) return hr;
+    hr = WriteAgents(database, storeManager.Stores, baseAgentId, numberOfAgents, hr);
+  }
+  PrintLine(L"Done");
+  CoUninitialize();
+  return hr;
+}

@@ -1,0 +1,42 @@
+#include "src/platform/registry.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace platform {
+
+std::wstring RegistryValue::Text() const {
+  std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
+  std::memcpy(text.data(), bytes.data(), text.size() * sizeof(wchar_t));
+  text.erase(std::find(text.begin(), text.end(), L'\0'), text.end());
+  return text;
+}
+
+RegistryKey::~RegistryKey() {
+  if (key_) RegCloseKey(key_);
+}
+
+LSTATUS RegistryKey::Open(HKEY parent, const wchar_t* path, REGSAM access) {
+  HKEY opened = nullptr;
+  const LSTATUS error = RegOpenKeyExW(parent, path, 0, access, &opened);
+  RegistryKey previous(std::move(*this));
+  if (error == ERROR_SUCCESS) key_ = opened;
+  return error;
+}
+
+std::optional<RegistryValue> RegistryKey::Read(const wchar_t* name) const {
+  RegistryValue value;
+  DWORD size = 0;
+  LSTATUS error = RegQueryValueExW(key_, name, nullptr, &value.type, nullptr, &size);
+  // The value may grow between the two calls.
+  while (error == ERROR_SUCCESS || error == ERROR_MORE_DATA) {
+    value.bytes.resize(size);
+    error = RegQueryValueExW(key_, name, nullptr, &value.type, value.bytes.data(), &size);
+    if (error != ERROR_SUCCESS) continue;
+    value.bytes.resize(size);
+    return value;
+  }
+  return std::nullopt;
+}
+
+}  // namespace platform
