@@ -5,7 +5,7 @@ repo_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 build_root=$repo_root/build
 
 # Says what a long step does, on standard error so that a program's own output stays pure.
-say() {
+step() {
   printf '==> %s\n' "$*" >&2
 }
 

@@ -53,7 +53,7 @@ detach_from_home() {
 make_template() {
   local new
   new=$(mktemp -d "$wine_root/new.XXXXXX")
-  say "making the Wine prefix that the tests' prefixes are cloned from (about 15 seconds)"
+  step "making the Wine prefix that the tests' prefixes are cloned from (about 15 seconds)"
   (
     export WINEPREFIX=$new
     quietly wineboot -i
