@@ -65,7 +65,7 @@ TEST(EmbeddedParentProvider, OnlyTheFirstSignatureCounts) {
   EXPECT_FALSE(EmbeddedParentProvider(entryId));
   // A second one behind the first changes nothing.
   entryId = WithSignatureAt(40);
-  std::copy(kSignature.begin(), kSignature.end(), entryId.begin() + 90);
+  std::copy(kSignature.begin(), kSignature.end(), entryId.begin() + 80);
   EXPECT_TRUE(EmbeddedParentProvider(entryId));
 }
 
