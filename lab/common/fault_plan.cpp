@@ -155,7 +155,7 @@ FaultPlan& FaultPlan::SetOutParameters(OutParameters treatment) {
 std::string FaultPlan::Format() const {
   std::string text;
   for (const TreatmentName& name : kTreatments) {
-    if (name.treatment == treatment_ && treatment_ != OutParameters::kPoison) {
+    if (name.treatment == treatment_ && treatment_ != OutParameters::kNull) {
       text += std::string("option ") + name.text + "\r\n";
     }
   }

@@ -13,11 +13,11 @@
 // those that open a service's section. Beside the rules stand options:
 //
 //   option keep-out-parameters                  failed calls leave out-parameters alone
-//   option null-out-parameters                  failed calls set them to zero
+//   option poison-out-parameters                failed calls fill them with the byte 0xDD
 //
-// `text` may stand in double quotes. By default an injected failure fills pointer out-parameters
-// with the byte 0xDD, so that a caller who uses or releases them crashes. lab/README.md lists the
-// operations, among them the pseudo operations that replace a single value by an error.
+// `text` may stand in double quotes. By default an injected failure sets pointer out-parameters
+// to zero, as COM asks of every failing call; poisoned ones crash a caller who uses or releases
+// them. lab/README.md lists the operations, among them the pseudo operations that replace a single value by an error.
 #pragma once
 
 #include <cstdint>
@@ -72,7 +72,7 @@ class FaultPlan {
 
  private:
   std::vector<FaultRule> rules_;
-  OutParameters treatment_ = OutParameters::kPoison;
+  OutParameters treatment_ = OutParameters::kNull;
 };
 
 // Counts the calls of one process and answers them by a plan. Threads may share it.

@@ -76,7 +76,7 @@ TEST(FaultPlan, ItsTextComesBackAsItWas) {
   plan.FailNth("MAPILogonEx", 2, 0x80040111)
       .FailMatching("IMAPISession::OpenMsgStore", L"a b#c", 0x80040600)
       .DelayEach("*", 5)
-      .SetOutParameters(lab::OutParameters::kNull);
+      .SetOutParameters(lab::OutParameters::kKeep);
   lab::FaultPlan read;
   ASSERT_TRUE(read.Parse("# a comment\n" + plan.Format()));
   EXPECT_EQ(read.Format(), plan.Format());

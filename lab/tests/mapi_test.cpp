@@ -117,8 +117,10 @@ TEST_F(MapiTest, AValueFaultReplacesOneColumn) {
   MAPIUninitialize();
 }
 
-TEST_F(MapiTest, AnInjectedFailurePoisonsTheOutParameter) {
-  Begin(lab::FaultPlan().FailNth("IProfAdmin::AdminServices", 1, 0x80040111));
+TEST_F(MapiTest, AnInjectedFailureCanPoisonTheOutParameter) {
+  Begin(lab::FaultPlan()
+            .FailNth("IProfAdmin::AdminServices", 1, 0x80040111)
+            .SetOutParameters(lab::OutParameters::kPoison));
   LPSERVICEADMIN admin = nullptr;
   EXPECT_EQ(OpenAdmin(&admin), MAPI_E_LOGON_FAILED);
   EXPECT_EQ(reinterpret_cast<uintptr_t>(admin), 0xDDDDDDDDDDDDDDDDu);
