@@ -81,3 +81,8 @@ void PrintLine(const wchar_t* format, ...) {
   const platform::SlimLockGuard guard(lineLock);
   std::wcout << buffer.get() << std::endl;
 }
+
+void PrintText(const std::wstring& text) {
+  const platform::SlimLockGuard guard(lineLock);
+  std::wcout << text << std::endl;
+}

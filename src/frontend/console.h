@@ -2,8 +2,14 @@
 // one line at a time; nothing goes to standard error and there is no log file.
 #pragma once
 
+#include <string>
+
 // Formats one line with Microsoft's wide printf rules (%s takes a wide string, %hs a narrow one)
 // and writes it with a line end, flushed. An empty result writes nothing at all, not even the line
 // end: a separator line is the format L" ". Of a text of 255 characters or more the first 254 are
 // shown. May be called from any thread; lines of different threads never mix.
 void PrintLine(const wchar_t* format, ...);
+
+// Writes a text of any length as it stands, with a line end, flushed, while other threads may
+// print.
+void PrintText(const std::wstring& text);

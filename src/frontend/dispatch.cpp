@@ -5,10 +5,13 @@
 
 #include "src/commands/assign_agents.h"
 #include "src/commands/check_qsf.h"
+#include "src/commands/compact_qsf.h"
 #include "src/commands/find_users.h"
 #include "src/commands/list_agents.h"
 #include "src/commands/list_servers.h"
+#include "src/commands/purge_qsf.h"
 #include "src/frontend/usage.h"
+#include "src/scan/scan_command.h"
 
 namespace {
 
@@ -17,32 +20,35 @@ using UsagePrinter = void (*)(const wchar_t* programName);
 
 struct Command {
   const wchar_t* word;
-  CommandHandler handler;  // Null: not built yet; there is nothing to call.
+  CommandHandler handler;
   UsagePrinter printUsage;
 };
 
 // The handlers with parameters or a result of another kind.
 
-int ListAgents(int argc, wchar_t** argv, const wchar_t* programName) {
+int ListAgentsCommand(int argc, wchar_t** argv, const wchar_t* programName) {
   return qrvAdminListAgents(argc, argv, programName);
 }
 
-int ListServers(int argc, wchar_t** argv, const wchar_t*) {
+int ListServersCommand(int argc, wchar_t** argv, const wchar_t*) {
   return qrvAdminListServers(argc, argv);
+}
+
+int PurgeQsfCommand(int argc, wchar_t** argv, const wchar_t*) {
+  return qrvAdminPurgeQsf(argc, argv);
 }
 
 // In order of priority: of several commands on one line the first of the table runs.
 constexpr std::array<Command, 8> kCommands = {{
     {L"-checkQsf", qrvAdminCheckQsf, PrintCheckQsfUsage},
-    {L"-scanQsf", nullptr, PrintScanQsfUsage},
-    {L"-compactQsf", nullptr, PrintCompactQsfUsage},
-    {L"-purgeQsf", nullptr, PrintPurgeQsfUsage},
-    {L"-listAgents", ListAgents, PrintListAgentsUsage},
+    {L"-scanQsf", ScanQsfCommand, PrintScanQsfUsage},
+    {L"-compactQsf", qrvAdminCompactQsf, PrintCompactQsfUsage},
+    {L"-purgeQsf", PurgeQsfCommand, PrintPurgeQsfUsage},
+    {L"-listAgents", ListAgentsCommand, PrintListAgentsUsage},
     {L"-assignAgents", qrvAdminAssignAgents, PrintAssignAgentsUsage},
-    {L"-listServers", ListServers, PrintListServersUsage},
+    {L"-listServers", ListServersCommand, PrintListServersUsage},
     {L"-findUsers", qrvAdminFindUsers, PrintFindUsersUsage},
 }};
-constexpr size_t kScanCommand = 1;
 
 struct Selection {
   bool help = false;
@@ -78,10 +84,6 @@ const Command* FirstSelected(const Selection& selection) {
   return nullptr;
 }
 
-int CallHandler(const Command& command, int argc, wchar_t** argv, const wchar_t* programName) {
-  return command.handler ? command.handler(argc, argv, programName) : 0;
-}
-
 }  // namespace
 
 int Dispatch(int argc, wchar_t** argv, const wchar_t* programName) {
@@ -92,11 +94,7 @@ int Dispatch(int argc, wchar_t** argv, const wchar_t* programName) {
   } else if (selection.help) {
     command->printUsage(programName);
   } else {
-    CallHandler(*command, argc, argv, programName);
+    command->handler(argc, argv, programName);
   }
   return 0;
-}
-
-int RunScanCommand(int argc, wchar_t** argv, const wchar_t* programName) {
-  return CallHandler(kCommands[kScanCommand], argc, argv, programName);
 }

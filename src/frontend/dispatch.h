@@ -6,7 +6,3 @@
 // argument is exactly "-h". Without a command word the general help screen is shown. What the
 // handler returns is discarded: the result is always 0.
 int Dispatch(int argc, wchar_t** argv, const wchar_t* programName);
-
-// Calls the handler of -scanQsf without looking for command words and returns its result; 0 as long
-// as the program has no such handler.
-int RunScanCommand(int argc, wchar_t** argv, const wchar_t* programName);

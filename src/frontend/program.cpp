@@ -6,6 +6,7 @@
 #include "src/frontend/dispatch.h"
 #include "src/frontend/program_name.h"
 #include "src/frontend/user_break.h"
+#include "src/scan/scan_command.h"
 
 namespace {
 
@@ -24,7 +25,7 @@ void DeleteUserBreakLock() {
 }
 
 int RunCommand(int argc, wchar_t** argv, const wchar_t* programName) {
-  if (IsStandaloneScanName(programName)) return RunScanCommand(argc, argv, programName);
+  if (IsStandaloneScanName(programName)) return ScanQsfCommand(argc, argv, programName);
   return Dispatch(argc, argv, programName);
 }
 

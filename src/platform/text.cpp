@@ -35,4 +35,14 @@ std::optional<std::string> ToThreadCodePage(const std::wstring& text) {
   return narrow;
 }
 
+std::wstring FromThreadCodePage(const std::string& text) {
+  // No character takes less than a byte.
+  std::wstring wide(text.size(), L'\0');
+  const int written =
+      MultiByteToWideChar(CP_THREAD_ACP, 0, text.data(), static_cast<int>(text.size()), wide.data(),
+                          static_cast<int>(wide.size()));
+  wide.resize(static_cast<size_t>(written));
+  return wide;
+}
+
 }  // namespace platform

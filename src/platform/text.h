@@ -29,4 +29,7 @@ std::basic_string_view<Char> FileNamePart(std::basic_string_view<Char> path) {
 // its replacement character; the result is empty only when the system refuses the conversion.
 std::optional<std::string> ToThreadCodePage(const std::wstring& text);
 
+// The wide text of `text`, which is in the calling thread's ANSI code page.
+std::wstring FromThreadCodePage(const std::string& text);
+
 }  // namespace platform

@@ -1,0 +1,121 @@
+#include "src/commands/compact_qsf.h"
+
+#include "src/commands/address_filter.h"
+#include "src/commands/compact_thread.h"
+#include "src/commands/dialog_watch.h"
+#include "src/frontend/console.h"
+#include "src/frontend/usage.h"
+#include "src/frontend/user_break.h"
+#include "src/guards/mapi_frame.h"
+#include "src/guards/switches.h"
+#include "src/platform/handle.h"
+#include "src/platform/mapi.h"
+#include "src/stores/store_manager.h"
+
+int qrvAdminCompactQsf(int argc, wchar_t** argv, const wchar_t* programName) {
+  std::wstring profileName;
+  std::vector<std::wstring> fragments;
+  bool restart = false;
+  ScanSwitches(
+      argc, argv,
+      {{L"-p", &profileName}, {L"-e", &fragments}, {L"-c", &restart}, {L"-v", &VerboseOutput}});
+  if (profileName.empty()) {
+    PrintCompactQsfUsage(programName);
+    return 1;
+  }
+  return RunExclusiveMapiCommand(
+      {[&] { return CompactQsf(profileName, fragments); }, [&](HRESULT) { return restart; }});
+}
+
+namespace {
+
+using platform::ComPtr;
+
+constexpr const char* kFunction = "CompactQsf";
+constexpr DWORD kPollMilliseconds = 100;
+
+HRESULT LoadStores(CStoreManager& storeManager) {
+  const HRESULT hr = storeManager.LoadCache(true);
+  if (FAILED(hr)) PrintLine(L"%hs: storeManager LoadCache failed : 0x%x", kFunction, hr);
+  return hr;
+}
+
+HRESULT OpenProfileAdmin(ComPtr<IProfAdmin>& profileAdmin) {
+  const HRESULT hr = MAPIAdminProfiles(0, &profileAdmin);
+  if (FAILED(hr)) PrintLine(L"%hs: MAPIAdminProfiles failed : 0x%x", kFunction, hr);
+  return hr;
+}
+
+// Shows that the profile's services can be had, before any thread asks for them.
+HRESULT OpenServiceAdmin(const std::wstring& profileName, IProfAdmin* profileAdmin,
+                         ComPtr<IMsgServiceAdmin>& serviceAdmin) {
+  const HRESULT hr = profileAdmin->AdminServices(platform::MapiUnicodeText(profileName.c_str()),
+                                                 nullptr, 0, MAPI_UNICODE, &serviceAdmin);
+  if (FAILED(hr)) PrintLine(L"%hs: AdminServices failed : 0x%x", kFunction, hr);
+  return hr;
+}
+
+// Watches the thread's dialogs until it has ended, and once more then.
+void WatchDialogs(HANDLE thread, DWORD threadId) {
+  DWORD waited = WAIT_TIMEOUT;
+  while (waited == WAIT_TIMEOUT) {
+    waited = WaitForSingleObject(thread, kPollMilliseconds);
+    CloseStrayDialog(threadId);
+  }
+}
+
+void CompactStore(const StoreRecord& record, const std::wstring& profileName, HWND parentWindow) {
+  CompactQsfThreadParams params;
+  params.parentWindow = parentWindow;
+  params.profileName = profileName;
+  params.serviceUid = record.ServiceUid;
+  PrintLine(L"compacting %s", record.Email.c_str());
+  {
+    DWORD threadId = 0;
+    const platform::KernelHandle thread(
+        CreateThread(nullptr, 0, CompactQsfThread, &params, 0, &threadId));
+    if (!thread) return;
+    WatchDialogs(thread.Get(), threadId);
+  }
+  if (FAILED(params.result)) {
+    PrintLine(L"Compact failed for '%s' : 0x%x", record.Email.c_str(), params.result);
+  } else {
+    PrintLine(L"Compacting done");
+  }
+}
+
+void CompactStores(const CStoreManager& storeManager, const std::vector<std::wstring>& fragments) {
+  const HWND parentWindow = GetTopWindow(nullptr);
+  for (const auto& [entryId, record] : storeManager.Stores) {
+    if (UserBreakRequested()) return;
+    const bool selected = fragments.empty() || ContainsAny(record.Email, fragments);
+    if (!selected || record.Kind != StoreKind::FileStore) continue;
+    CompactStore(record, storeManager.ProfileName, parentWindow);
+  }
+}
+
+}  // namespace
+
+HRESULT CompactQsf(const std::wstring& profileName, const std::vector<std::wstring>& fragments) {
+  CStoreManager storeManager;
+  storeManager.ProfileName = profileName;
+  ComPtr<IProfAdmin> profileAdmin;
+  ComPtr<IMsgServiceAdmin> serviceAdmin;
+  // Twice, and a verbose run says so twice; scripts count the lines.
+  InstallConsoleCtrlHandler();
+  InstallConsoleCtrlHandler();
+
+  HRESULT hr = CoInitialize(nullptr);
+  if (FAILED(hr)) {
+    PrintLine(L"%hs: CoInitialize failed : 0x%x", kFunction, hr);
+    return hr;
+  }
+  hr = LoadStores(storeManager);
+  if (SUCCEEDED(hr)) hr = OpenProfileAdmin(profileAdmin);
+  // On purpose without CoUninitialize: only a run that asks for the profile's services ends COM.
+  if (FAILED(hr)) return hr;
+  hr = OpenServiceAdmin(profileName, profileAdmin.Get(), serviceAdmin);
+  if (SUCCEEDED(hr)) CompactStores(storeManager, fragments);
+  CoUninitialize();
+  return hr;
+}

@@ -1,0 +1,23 @@
+// -purgeQsf: store files that no profile uses.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+
+// The command's handler: reads the switches and runs PurgeQsf unless another program uses MAPI.
+// Returns 0 or 1.
+int qrvAdminPurgeQsf(int argc, wchar_t** argv);
+
+// Lists the store files that no MAPI profile of the current Windows user refers to, in every
+// directory that holds one in use, with all files that belong to them; with `force` deletes them. A
+// profile that cannot be read ends the command before any file is listed. Returns the failure that
+// did, else the result of the last profile's load. MAPI must be initialised on the calling thread;
+// after a failure COM stays initialised.
+HRESULT PurgeQsf(std::uint32_t force);
+
+// Lists, and with `force` deletes, every file whose name begins like that of the store file `path`
+// (lower case) without its extension: the file itself and what the connector keeps beside it, but
+// other stores' files too when their names begin so (ann.qsf takes anna.qsf along).
+void DeleteQsfFileSet(const std::string& path, std::uint32_t force);

@@ -1,0 +1,39 @@
+// The entries of a directory that match a pattern, by their ANSI names.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace platform {
+
+//   for (FileSearch search("c:\\qsf\\*.qsf"); search.Found(); search.Next()) { ... search.Entry()
+//   ... }
+class FileSearch {
+ public:
+  explicit FileSearch(const std::string& pattern)
+      : search_(FindFirstFileA(pattern.c_str(), &entry_)),
+        found_(search_ != INVALID_HANDLE_VALUE) {}
+  ~FileSearch() {
+    if (search_ != INVALID_HANDLE_VALUE) FindClose(search_);
+  }
+  FileSearch(const FileSearch&) = delete;
+  FileSearch& operator=(const FileSearch&) = delete;
+
+  // Whether there is a current entry: not when nothing matches, when the directory does not exist,
+  // or after the last one.
+  bool Found() const { return found_; }
+  const WIN32_FIND_DATAA& Entry() const { return entry_; }
+  void Next() { found_ = FindNextFileA(search_, &entry_) != FALSE; }
+
+ private:
+  WIN32_FIND_DATAA entry_ = {};
+  HANDLE search_;
+  bool found_;
+};
+
+inline bool IsDirectory(const WIN32_FIND_DATAA& entry) {
+  return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+}  // namespace platform
