@@ -62,7 +62,7 @@ HRESULT QueryAllRows(LPMAPITABLE table, LPSPropTagArray columns, LPSRestriction 
                      LPSSortOrderSet order, LONG most, LPSRowSet* rows) {
   Table* own = OwnObject<Table>(table);
   Call call("HrQueryAllRows", own);
-  call.Words("table", own != nullptr ? own->Name() : "?")
+  call.On(own != nullptr ? own->Name() : "?")
       .Tags("columns", columns)
       .Words("restriction", DescribeRestriction(restriction));
   call.Words("order", DescribeOrder(order)).Words("most", std::to_string(most)).Out(rows);
