@@ -1,0 +1,401 @@
+// -findUsers: which stores it lists and what it shows of them.
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "lab/common/installation.h"
+#include "tests/e2e/support/lab_test.h"
+#include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/output.h"
+
+namespace e2e {
+namespace {
+
+using Options = lab::StoreOptions;
+
+// Options with one of them set.
+template <class Member, class Value>
+Options With(Member Options::*member, const Value& value) {
+  Options options;
+  options.*member = value;
+  return options;
+}
+
+class FindUsersTest : public LabTest {
+ protected:
+  // Runs -findUsers on the profile with these fragments.
+  std::string Find(const std::vector<std::wstring>& fragments) {
+    std::vector<std::wstring> arguments = {L"-findUsers", L"-p", L"Main", L"-e"};
+    arguments.insert(arguments.end(), fragments.begin(), fragments.end());
+    return Run(arguments);
+  }
+
+  std::string Run(const std::vector<std::wstring>& arguments) {
+    const RunResult result = RunAdmin(arguments);
+    EXPECT_EQ(result.exitCode, 0U);
+    EXPECT_EQ(result.errorOutput, "");
+    return result.output;
+  }
+
+  // A store of <name>@example.com in the file <name>.qsf.
+  lab::Service Add(const std::wstring& name, const Options& options = {}) {
+    return profile_.AddSecondaryStore(name + L"@example.com", StorePath(name + L".qsf"), options);
+  }
+
+  lab::Service AddEmbedded(const std::wstring& name, const lab::Service& parent,
+                           const Options& options = {}) {
+    return profile_.AddEmbeddedStore(name + L"@example.com", parent, options);
+  }
+
+  const lab::Profile profile_{L"Main"};
+};
+
+// What -findUsers shows of the store that Add makes.
+std::string Shown(const std::string& name) {
+  return Text({"Email: " + name + "@example.com", "Type: QSF store", "QSF: " + name + ".qsf",
+               "Embedded stores: none", " "});
+}
+
+std::string Usage() {
+  return Text({"qrvadmin -findUsers -p profileName -e email1 email2 ... [-v]", "",
+               "\t-p\tThe profile name.", "\t-e\temail1 email2 ...", "\t-v\tShow verbose output."});
+}
+
+// The entries.
+
+TEST_F(FindUsersTest, AStoreOfItsOwn) {
+  Add(L"ann");
+  EXPECT_EQ(Find({L"ann@example.com"}), Text({
+                                            "Email: ann@example.com",
+                                            "Type: QSF store",
+                                            "QSF: ann.qsf",
+                                            "Embedded stores: none",
+                                            " ",
+                                        }));
+}
+
+TEST_F(FindUsersTest, AStoreWithOthersEmbeddedInIt) {
+  const lab::Service ann = Add(L"ann");
+  AddEmbedded(L"bob", ann);
+  AddEmbedded(L"cid", ann);
+  EXPECT_EQ(Find({L"ann"}), Text({
+                                "Email: ann@example.com",
+                                "Type: QSF store",
+                                "QSF: ann.qsf",
+                                "Embedded stores: bob@example.com,cid@example.com",
+                                " ",
+                            }));
+}
+
+TEST_F(FindUsersTest, AnEmbeddedStore) {
+  AddEmbedded(L"bob", Add(L"ann"));
+  EXPECT_EQ(Find({L"bob"}), Text({
+                                "Email: bob@example.com",
+                                "Type: Embedded store",
+                                "Parent store: ann@example.com",
+                                "Parent QSF: ann.qsf",
+                                " ",
+                            }));
+}
+
+TEST_F(FindUsersTest, AnEmbeddedStoreInAnEmbeddedStoreHasNoFileToShow) {
+  AddEmbedded(L"cid", AddEmbedded(L"bob", Add(L"ann")));
+  EXPECT_EQ(Find({L"cid"}), Text({
+                                "Email: cid@example.com",
+                                "Type: Embedded store",
+                                "Parent store: bob@example.com",
+                                "Parent QSF: ",
+                                " ",
+                            }));
+}
+
+TEST_F(FindUsersTest, AnEmbeddedStoreWithoutItsParent) {
+  profile_.AddOrphan(L"bob@example.com");
+  Add(L"bobby");
+  EXPECT_EQ(Find({L"bob"}),
+            Text({
+                "Serious error: *** Parent store not found for 'bob@example.com' ***",
+                "Deleting orphan embedded store.",
+                "DeleteMsgService : 0x0",
+                "Email: bob@example.com",
+                "Type: Embedded store",
+                "Serious error: *** Parent store not found for 'bob@example.com' ***",
+                " ",
+                "Email: bobby@example.com",
+                "Type: QSF store",
+                "QSF: bobby.qsf",
+                "Embedded stores: none",
+                " ",
+            }));
+}
+
+TEST_F(FindUsersTest, AnOrphanThatIsNotAskedForIsStillDeleted) {
+  profile_.AddOrphan(L"bob@example.com");
+  EXPECT_EQ(Find({L"ann"}),
+            Text({
+                "Serious error: *** Parent store not found for 'bob@example.com' ***",
+                "Deleting orphan embedded store.",
+                "DeleteMsgService : 0x0",
+            }));
+  EXPECT_TRUE(profile_.Services().empty());
+}
+
+TEST_F(FindUsersTest, TheRootStoreIsListedToo) {
+  profile_.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"));
+  EXPECT_EQ(Find({L"bes"}), Shown("bes"));
+}
+
+TEST_F(FindUsersTest, ALineEndsAfter254CharactersAndTheNextIsWhole) {
+  const lab::Service ann = Add(L"ann");
+  std::string users;
+  for (int i = 10; i < 30; ++i) {
+    AddEmbedded(L"user" + std::to_wstring(i), ann);
+    users += (users.empty() ? "user" : ",user") + std::to_string(i) + "@example.com";
+  }
+  const std::string line = "Embedded stores: " + users;
+  EXPECT_EQ(Find({L"ann"}), Text({"Email: ann@example.com", "Type: QSF store", "QSF: ann.qsf",
+                                  line.substr(0, 254), " "}));
+}
+
+// The file's name.
+
+struct PathCase {
+  const char* name;
+  const wchar_t* path;
+  const char* fileName;
+};
+
+std::ostream& operator<<(std::ostream& stream, const PathCase& value) {
+  return stream << value.name;
+}
+
+class FindUsersFileNameTest : public FindUsersTest,
+                              public ::testing::WithParamInterface<PathCase> {};
+
+TEST_P(FindUsersFileNameTest, IsWhatFollowsTheLastBackslash) {
+  // The registry keeps an empty path too, which the lab adds to no store.
+  const lab::Service ann = Add(L"ann", With(&Options::storedPath, L"?"));
+  ASSERT_TRUE(
+      lab::WriteText(profile_.Name(), ann.Store()->uid, lab::kTagStorePath, GetParam().path));
+  AddEmbedded(L"bob", ann, With(&Options::withFile, false));
+  const std::string fileName = GetParam().fileName;
+  EXPECT_EQ(Find({L""}), Text({"Email: ann@example.com", "Type: QSF store", "QSF: " + fileName,
+                               "Embedded stores: bob@example.com", " ", "Email: bob@example.com",
+                               "Type: Embedded store", "Parent store: ann@example.com",
+                               "Parent QSF: " + fileName, " "}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Paths, FindUsersFileNameTest,
+    ::testing::Values(PathCase{"Deep", L"C:\\one\\two\\Ann.QSF", "ann.qsf"},
+                      PathCase{"Share", L"\\\\host\\share\\ann.qsf", "ann.qsf"},
+                      PathCase{"NoBackslash", L"ann.qsf", "ann.qsf"},
+                      PathCase{"DriveOnly", L"C:Ann.qsf", "c:ann.qsf"},
+                      PathCase{"Slashes", L"C:\\one/two/ann.qsf", "one/two/ann.qsf"},
+                      PathCase{"OnlySlashes", L"c:/one/ann.qsf", "c:/one/ann.qsf"},
+                      PathCase{"EndsInABackslash", L"C:\\one\\", ""}, PathCase{"Empty", L"", ""},
+                      PathCase{"Blanks", L"C:\\a b\\ ann b .qsf", " ann b .qsf"},
+                      PathCase{"PercentSigns", L"C:\\one\\%s%n%d.qsf", "%s%n%d.qsf"}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+// The fragments.
+
+struct FragmentCase {
+  const char* name;
+  std::vector<std::wstring> fragments;
+  // Of ann@example.com, joanna@example.com and zoe@example.com.
+  std::vector<std::string> found;
+};
+
+std::ostream& operator<<(std::ostream& stream, const FragmentCase& value) {
+  return stream << value.name;
+}
+
+class FindUsersFragmentTest : public FindUsersTest,
+                              public ::testing::WithParamInterface<FragmentCase> {};
+
+TEST_P(FindUsersFragmentTest, FindsTheStoresWhoseAddressContainsIt) {
+  // In the profile in another order than their entry IDs have.
+  Add(L"zoe", With(&Options::order, 3));
+  Add(L"ann", With(&Options::order, 1));
+  Add(L"joanna", With(&Options::order, 2));
+  std::string expected;
+  for (const std::string& name : GetParam().found) expected += Shown(name);
+  EXPECT_EQ(Find(GetParam().fragments), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Fragments, FindUsersFragmentTest,
+    ::testing::Values(
+        FragmentCase{"WholeAddress", {L"zoe@example.com"}, {"zoe"}},
+        FragmentCase{"SeveralMatches", {L"ann"}, {"ann", "joanna"}},
+        FragmentCase{"Inside", {L"nna@ex"}, {"joanna"}},
+        FragmentCase{"AtTheEnd", {L".com"}, {"ann", "joanna", "zoe"}},
+        FragmentCase{"NotInFragmentOrder", {L"zoe", L"joanna", L"ann@"}, {"ann", "joanna", "zoe"}},
+        FragmentCase{"TwoMatchingOneStore", {L"joa", L"nna"}, {"joanna"}},
+        FragmentCase{"TheSameTwice", {L"zoe", L"zoe"}, {"zoe"}},
+        FragmentCase{"OneOfTwoMatching", {L"nobody", L"zoe"}, {"zoe"}},
+        FragmentCase{"UpperCase", {L"ANN"}, {}}, FragmentCase{"OneUpperCaseLetter", {L"Zoe"}, {}},
+        FragmentCase{"UpperCaseBesideALowerCaseOne", {L"ZOE", L"ann@"}, {"ann"}},
+        FragmentCase{"Empty", {L""}, {"ann", "joanna", "zoe"}},
+        FragmentCase{"EmptyAmongOthers", {L"nobody", L""}, {"ann", "joanna", "zoe"}},
+        FragmentCase{"Unknown", {L"nobody"}, {}},
+        FragmentCase{"LongerThanTheAddress", {L"zoe@example.com."}, {}},
+        FragmentCase{"BlankIsNotTrimmed", {L" zoe"}, {}},
+        FragmentCase{"BlankBehindIsNotTrimmed", {L"zoe "}, {}},
+        FragmentCase{"NoPattern", {L"zo?", L"*", L"z.e@"}, {}},
+        FragmentCase{"TwoLists", {L"zoe", L"-e", L"ann@"}, {"ann", "zoe"}},
+        FragmentCase{"ASecondListThatIsEmpty", {L"zoe", L"-e"}, {"zoe"}},
+        FragmentCase{"AnotherSwitchEndsTheList", {L"zoe", L"-x", L"ann"}, {"zoe"}},
+        FragmentCase{"ALoneDashEndsTheList", {L"zoe", L"-", L"ann"}, {"zoe"}}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(FindUsersTest, AnAddressWrittenInCapitalsIsFoundInLowerCase) {
+  profile_.AddSecondaryStore(L"ANN@EXAMPLE.COM", StorePath(L"ann.qsf"));
+  EXPECT_EQ(Find({L"ann@example.com"}), Shown("ann"));
+  EXPECT_EQ(Find({L"ANN@EXAMPLE.COM"}), "");
+}
+
+TEST_F(FindUsersTest, OtherCapitalsAreKeptAndFoundAsTheyAre) {
+  profile_.AddSecondaryStore(L"\u00c4RGER.\u0416\u4e2d@Example.com", StorePath(L"ann.qsf"));
+  const std::string entry = Text({"Email: \u00c4rger.\u0416\u4e2d@example.com", "Type: QSF store",
+                                  "QSF: ann.qsf", "Embedded stores: none", " "});
+  EXPECT_EQ(Find({L"\u00c4rger"}), entry);
+  EXPECT_EQ(Find({L"\u0416\u4e2d@"}), entry);
+  EXPECT_EQ(Find({L"\u00e4rger"}), "");
+  EXPECT_EQ(Find({L"\u0436"}), "");
+}
+
+TEST_F(FindUsersTest, OutputGoesOnBehindCharactersOutsideTheCodePage) {
+  profile_.AddSecondaryStore(L"\u4e2d@example.com", StorePath(L"a.qsf"));
+  AddEmbedded(L"\U0001F600", *profile_.Find(L"\u4e2d@example.com"));
+  Add(L"bob");
+  EXPECT_EQ(Find({L""}), Text({
+                             "Email: \u4e2d@example.com",
+                             "Type: QSF store",
+                             "QSF: a.qsf",
+                             "Embedded stores: \U0001F600@example.com",
+                             " ",
+                             "Email: \U0001F600@example.com",
+                             "Type: Embedded store",
+                             "Parent store: \u4e2d@example.com",
+                             "Parent QSF: a.qsf",
+                             " ",
+                         }) + Shown("bob"));
+}
+
+// The command line.
+
+class FindUsersUsageTest : public FindUsersTest,
+                           public ::testing::WithParamInterface<std::vector<std::wstring>> {};
+
+TEST_P(FindUsersUsageTest, IsShownAndMapiIsLeftAlone) {
+  Add(L"ann");
+  EXPECT_EQ(Run(GetParam()), Usage());
+  EXPECT_TRUE(Journal().empty());
+}
+
+using Line = std::vector<std::wstring>;
+INSTANTIATE_TEST_SUITE_P(Lines, FindUsersUsageTest,
+                         ::testing::Values(Line{L"-findUsers"}, Line{L"-findUsers", L"-p", L"Main"},
+                                           Line{L"-findUsers", L"-e", L"ann"},
+                                           Line{L"-findUsers", L"-p", L"Main", L"-e"},
+                                           Line{L"-findUsers", L"-e", L"ann", L"-p"},
+                                           Line{L"-findUsers", L"-e", L"-p", L"Main"},
+                                           Line{L"-findUsers", L"-p", L"", L"-e", L"ann"},
+                                           // The switch behind -p is the profile's name.
+                                           Line{L"-findUsers", L"-p", L"-e", L"ann"},
+                                           Line{L"-findUsers", L"-P", L"Main", L"-e", L"ann"},
+                                           Line{L"-findUsers", L"-p", L"Main", L"-E", L"ann"},
+                                           Line{L"-findUsers", L"-pMain", L"-e", L"ann"},
+                                           Line{L"-h", L"-findUsers", L"-p", L"Main", L"-e",
+                                                L"ann"}));
+
+TEST_F(FindUsersTest, VerboseUsageSaysThatItExits) {
+  EXPECT_EQ(Run({L"-findUsers", L"-v"}), Usage() + Text({"Exiting."}));
+}
+
+TEST_F(FindUsersTest, SwitchesMayComeInAnyOrder) {
+  Add(L"ann");
+  EXPECT_EQ(Run({L"-e", L"ann", L"-p", L"Main", L"-findUsers"}), Shown("ann"));
+  EXPECT_EQ(Run({L"-FINDUSERS", L"-z", L"stray", L"-p", L"Other", L"-p", L"Main", L"-e", L"ann"}),
+            Shown("ann"));
+}
+
+TEST_F(FindUsersTest, VerboseShowsTheHandlerAndTheEnd) {
+  Add(L"ann");
+  EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"ann", L"-v"}),
+            Text({"The Control Handler is installed."}) + Shown("ann") + Text({"Exiting."}));
+}
+
+TEST_F(FindUsersTest, TheHandlerIsInstalledBeforeTheLoad) {
+  EXPECT_EQ(Run({L"-findUsers", L"-v", L"-p", L"Main", L"-e", L"ann"}),
+            Text({"The Control Handler is installed.",
+                  "CStoreManager::LoadCache: AdminServices failed : 0x8004010f",
+                  "FindUsers: storeManager LoadCache failed : 0x8004010f", "Exiting."}));
+}
+
+// What it leaves alone.
+
+TEST_F(FindUsersTest, NobodyFoundPrintsNothing) {
+  Add(L"ann");
+  EXPECT_EQ(Find({L"nobody"}), "");
+}
+
+TEST_F(FindUsersTest, OtherProgramsMayHaveMapiLoaded) {
+  Add(L"ann");
+  MapiHolder holder(L"outlook.exe", {L"MAPI32.DLL", L"OLMAPI32.DLL"});
+  EXPECT_EQ(Find({L"ann"}), Shown("ann"));
+}
+
+TEST_F(FindUsersTest, TheControllerServiceIsNotStarted) {
+  SetController(lab::ControllerState::kStopped);
+  Add(L"ann");
+  EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"ann", L"-c"}), Shown("ann"));
+  EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
+}
+
+TEST_F(FindUsersTest, NobodyLogsOnAndNothingIsDeleted) {
+  AddEmbedded(L"bob", Add(L"ann"));
+  const std::string before = profile_.Describe();
+  Find({L""});
+  EXPECT_TRUE(Calls("MAPILogonEx").empty());
+  EXPECT_TRUE(Calls("IMsgServiceAdmin::DeleteMsgService").empty());
+  EXPECT_EQ(profile_.Describe(), before);
+}
+
+TEST_F(FindUsersTest, CtrlCDoesNotCutTheListingShort) {
+  Add(L"ann");
+  Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, 1500);
+  RunningProgram program = StartAdmin({L"-findUsers", L"-v", L"-p", L"Main", L"-e", L"ann"});
+  ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed.\r\n"));
+  ASSERT_TRUE(program.SendCtrlC());
+  const RunResult result = program.Wait();
+  EXPECT_EQ(result.exitCode, 0U);
+  EXPECT_EQ(result.output, Text({"The Control Handler is installed.", "*User Break"}) +
+                               Shown("ann") + Text({"Exiting."}));
+}
+
+// Failures.
+
+TEST_F(FindUsersTest, MapiThatDoesNotStartEndsTheCommand) {
+  Add(L"ann");
+  Faults().FailEach("MAPIInitialize", 0x80004005);
+  EXPECT_EQ(Find({L"ann"}),
+            Text({"Failed to initialize MAPI. are you using the right 64/32 bitness?"}));
+  EXPECT_TRUE(Calls("MAPIUninitialize").empty());
+}
+
+TEST_F(FindUsersTest, ALoadThatFailsListsNothing) {
+  Add(L"ann");
+  Add(L"bob");
+  Faults().FailNth("IMsgServiceAdmin::AdminProviders", 2, 0x80070005);
+  EXPECT_EQ(Find({L"ann"}), Text({"CStoreManager::LoadCache: AdminProviders failed : 0x80070005",
+                                  "FindUsers: storeManager LoadCache failed : 0x80070005"}));
+  EXPECT_EQ(Calls("MAPIUninitialize").size(), 1U);
+}
+
+}  // namespace
+}  // namespace e2e

@@ -1,0 +1,804 @@
+// What the program reads from a profile and in which way, seen through -findUsers: its listing of
+// every store, the profile afterwards, and the journal of its calls.
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "lab/common/entry_id.h"
+#include "lab/common/installation.h"
+#include "lab/common/profile_registry.h"
+#include "tests/e2e/support/lab_test.h"
+#include "tests/e2e/support/output.h"
+
+namespace e2e {
+namespace {
+
+using Options = lab::StoreOptions;
+
+// Options with one of them set; more can be chained.
+template <class Member, class Value>
+Options With(Member Options::*member, const Value& value, Options options = {}) {
+  options.*member = value;
+  return options;
+}
+
+constexpr uint32_t kNotFound = 0x8004010F;
+constexpr uint32_t kNoAccess = 0x80070005;
+constexpr uint32_t kTransportProvider = 36;
+
+// The listing's entries.
+std::string QsfStore(const std::string& email, const std::string& file,
+                     const std::string& embedded = "none") {
+  return Text(
+      {"Email: " + email, "Type: QSF store", "QSF: " + file, "Embedded stores: " + embedded, " "});
+}
+
+std::string EmbeddedStore(const std::string& email, const std::string& parent,
+                          const std::string& parentFile) {
+  return Text({"Email: " + email, "Type: Embedded store", "Parent store: " + parent,
+               "Parent QSF: " + parentFile, " "});
+}
+
+std::string OrphanStore(const std::string& email) {
+  return Text({"Email: " + email, "Type: Embedded store",
+               "Serious error: *** Parent store not found for '" + email + "' ***", " "});
+}
+
+// What the load prints about an orphan before the listing.
+std::string OrphanDeleted(const std::string& email, const std::string& result = "0x0") {
+  return Text({"Serious error: *** Parent store not found for '" + email + "' ***",
+               "Deleting orphan embedded store.", "DeleteMsgService : " + result});
+}
+
+std::string LoadFailed(const std::string& result) {
+  return Text({"FindUsers: storeManager LoadCache failed : " + result});
+}
+
+std::string Hex(const lab::Uid& uid) { return lab::UidText(uid); }
+
+class LoadCacheTest : public LabTest {
+ protected:
+  // Lists the stores whose address contains `fragment`, all of them by default.
+  std::string ListStores(const std::wstring& fragment = L"") {
+    const RunResult result = RunAdmin({L"-findUsers", L"-p", profile_.Name(), L"-e", fragment});
+    EXPECT_EQ(result.exitCode, 0U);
+    EXPECT_EQ(result.errorOutput, "");
+    return result.output;
+  }
+
+  lab::Service AddRoot(const Options& options = {}) {
+    return profile_.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"), options);
+  }
+
+  // A secondary store of <name>@example.com in the file <name>.qsf.
+  lab::Service Add(const std::wstring& name, const Options& options = {}) {
+    return profile_.AddSecondaryStore(name + L"@example.com", StorePath(name + L".qsf"), options);
+  }
+
+  lab::Service AddEmbedded(const std::wstring& name, const lab::Service& parent,
+                           const Options& options = {}) {
+    return profile_.AddEmbeddedStore(name + L"@example.com", parent, options);
+  }
+
+  lab::Service AddOrphan(const std::wstring& name, const Options& options = {}) {
+    return profile_.AddOrphan(name + L"@example.com", options);
+  }
+
+  bool InProfile(const lab::Service& service) const {
+    return profile_.Get(service.uid).has_value();
+  }
+
+  const lab::Profile profile_{L"Main"};
+};
+
+// Which services are taken.
+
+TEST_F(LoadCacheTest, AProfileWithoutServicesIsEmptyAndNoFailure) {
+  ASSERT_TRUE(profile_.Create());
+  EXPECT_EQ(ListStores(), "");
+}
+
+TEST_F(LoadCacheTest, OtherServicesAreNotEvenOpened) {
+  Add(L"ann", With(&Options::serviceName, L"MSUPST MS"));
+  Add(L"bob", With(&Options::serviceName, L"CONTAB"));
+  Add(L"cid", With(&Options::withServiceName, false));
+  EXPECT_EQ(ListStores(), "");
+  EXPECT_TRUE(Calls("IMsgServiceAdmin::OpenProfileSection").empty());
+}
+
+TEST_F(LoadCacheTest, ServiceNamesMatchInAnyLetterCase) {
+  profile_.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"),
+                        With(&Options::serviceName, L"lsms"));
+  const lab::Service ann = Add(L"ann", With(&Options::serviceName, L"lsms_SECONDARY"));
+  AddEmbedded(L"bob", ann, With(&Options::serviceName, L"Lsms_embedded"));
+  EXPECT_EQ(ListStores(), QsfStore("bes@example.com", "bes.qsf") +
+                              QsfStore("ann@example.com", "ann.qsf", "bob@example.com") +
+                              EmbeddedStore("bob@example.com", "ann@example.com", "ann.qsf"));
+}
+
+TEST_F(LoadCacheTest, ServiceNamesMatchOnlyWhole) {
+  Add(L"ann");
+  for (const wchar_t* name : {L"LSMS_SecondaryX", L"XLSMS_Secondary", L"LSMS_Second", L"LSMS_",
+                              L"SMS", L"LSMS_Embedded2", L"LSMS Secondary", L"LSMS_Secondary "}) {
+    Add(L"other", With(&Options::serviceName, name));
+  }
+  EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "ann.qsf"));
+}
+
+TEST_F(LoadCacheTest, OnlyTheNamedProfileIsRead) {
+  Add(L"ann");
+  lab::Profile(L"Other").AddSecondaryStore(L"bob@example.com", StorePath(L"bob.qsf"));
+  EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "ann.qsf"));
+}
+
+TEST_F(LoadCacheTest, AProfileThatDoesNotExistIsAFailure) {
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: AdminServices failed : 0x8004010f"}) +
+                              LoadFailed("0x8004010f"));
+}
+
+TEST_F(LoadCacheTest, TheProfileNameIsPassedAsWideText) {
+  const lab::Profile profile(L"\u00dcber \u4e2d");
+  profile.AddSecondaryStore(L"ann@example.com", StorePath(L"ann.qsf"));
+  EXPECT_EQ(RunAdmin({L"-findUsers", L"-p", profile.Name(), L"-e", L""}).output,
+            QsfStore("ann@example.com", "ann.qsf"));
+}
+
+// The calls.
+
+// The journal without what gives memory back, each call with the arguments that matter.
+std::vector<std::string> CallTexts(const std::vector<lab::JournalEntry>& journal) {
+  std::vector<std::string> texts;
+  for (const lab::JournalEntry& entry : journal) {
+    if (entry.call == "MAPIFreeBuffer" || entry.call == "FreeProws") continue;
+    std::string text = entry.call;
+    for (const auto& [name, value] : entry.arguments) {
+      const bool isFree = entry.call == "IMAPITable::Restrict" && name == "flags";
+      if (name != "rows" && !isFree) text += " " + name + "=" + value;
+    }
+    texts.push_back(std::move(text));
+  }
+  return texts;
+}
+
+std::string OpenSection(const std::string& kind, const lab::Uid& uid) {
+  return "IMsgServiceAdmin::OpenProfileSection on=" + kind + " uid=" + Hex(uid) +
+         " iid=NULL flags=0x80001";
+}
+
+// The calls for one service, up to its provider's properties.
+std::vector<std::string> ServiceCalls(const lab::Service& service, const std::string& addressTag) {
+  const lab::Uid& provider = service.Store()->uid;
+  return {OpenSection("ServiceSection", service.uid),
+          "HrGetOneProp on=ServiceSection tag=" + addressTag,
+          "IMsgServiceAdmin::AdminProviders uid=" + Hex(service.uid) + " flags=0x0",
+          "IProviderAdmin::GetProviderTable flags=0x0",
+          "IMAPITable::Restrict on=ProviderTable restriction=property(3E030003,4,0x21)",
+          "HrQueryAllRows on=ProviderTable columns=300C0102 restriction=NULL order=NULL most=0",
+          OpenSection("ProviderSection", provider),
+          "IProfSect::GetProps on=ProviderSection section=" + Hex(provider) +
+              " tags=0FFF0102,6700001E flags=0x0"};
+}
+
+void Append(std::vector<std::string>* list, const std::vector<std::string>& more) {
+  list->insert(list->end(), more.begin(), more.end());
+}
+
+TEST_F(LoadCacheTest, MakesTheseCallsInThisOrder) {
+  const lab::Service root = AddRoot();
+  const lab::Service ann = Add(L"ann");
+  const lab::Service bob = AddEmbedded(L"bob", ann);
+  const lab::Service cid = AddOrphan(L"cid");
+  ListStores();
+
+  std::vector<std::string> expected = {
+      "MAPIInitialize flags=0x0",
+      "MAPIAdminProfiles flags=0x0",
+      "IProfAdmin::AdminServices profile=Main password=NULL parent=0x0 flags=0x80000000",
+      "IMsgServiceAdmin::GetMsgServiceTable flags=0x0",
+      "IMAPITable::Restrict on=MsgServiceTable "
+      "restriction=or(content(3D09001E,0x10000,\"LSMS_Secondary\"),"
+      "content(3D09001E,0x10000,\"LSMS_Embedded\"),content(3D09001E,0x10000,\"LSMS\"))",
+      "HrQueryAllRows on=MsgServiceTable columns=3D0C0102,3D09001E restriction=NULL order=NULL "
+      "most=0"};
+  Append(&expected, ServiceCalls(root, "0x6646001f"));
+  Append(&expected, ServiceCalls(ann, "0x6650001f"));
+  Append(&expected, ServiceCalls(bob, "0x6650001f"));
+  Append(&expected, {OpenSection("ProviderSection", ann.Store()->uid),
+                     "HrGetOneProp on=ProviderSection tag=0xfff0102"});
+  Append(&expected, ServiceCalls(cid, "0x6650001f"));
+  Append(&expected, {OpenSection("OtherSection", *lab::ParentProviderOfEntryId(cid.EntryId())),
+                     "HrGetOneProp on=OtherSection tag=0xfff0102",
+                     "IMsgServiceAdmin::DeleteMsgService uid=" + Hex(cid.uid), "MAPIUninitialize"});
+  EXPECT_EQ(CallTexts(Journal()), expected);
+}
+
+// Addresses and paths.
+
+TEST_F(LoadCacheTest, TheServicesNameDecidesWhichPropertyIsTheAddress) {
+  // Each has the address property of the other kind only.
+  Add(L"ann", With(&Options::serviceName, L"LSMS"));
+  profile_.AddRootStore(L"bob@example.com", StorePath(L"bob.qsf"),
+                        With(&Options::serviceName, L"LSMS_Secondary"));
+  Add(L"cid");
+  EXPECT_EQ(ListStores(), QsfStore("cid@example.com", "cid.qsf"));
+}
+
+TEST_F(LoadCacheTest, AddressesAreLowerCasedFromAToZOnly) {
+  profile_.AddSecondaryStore(L"@ABCDEFGHIJKLMNOPQRSTUVWXYZ[`{\u00c4\u00dd\u0130\u0416\u2160\uff21",
+                             StorePath(L"ann.qsf"));
+  EXPECT_EQ(ListStores(), QsfStore("@abcdefghijklmnopqrstuvwxyz[`{\u00c4\u00dd\u0130\u0416\u2160"
+                                   "\uff21",
+                                   "ann.qsf"));
+}
+
+TEST_F(LoadCacheTest, TheRootsAddressIsLowerCasedToo) {
+  profile_.AddRootStore(L"BES@Example.COM", StorePath(L"bes.qsf"));
+  EXPECT_EQ(ListStores(), QsfStore("bes@example.com", "bes.qsf"));
+}
+
+TEST_F(LoadCacheTest, PathsAreLowerCasedFromAToZOnly) {
+  Add(L"ann", With(&Options::storedPath, L"C:\\QSF\\@ABCDEFGHIJKLMNOPQRSTUVWXYZ[`{.QSF"));
+  EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "@abcdefghijklmnopqrstuvwxyz[`{.qsf"));
+}
+
+TEST_F(LoadCacheTest, OtherBytesOfAPathKeepTheirCase) {
+  if (GetACP() != 1252)
+    GTEST_SKIP() << "the code page lacks these characters or has them elsewhere";
+  Add(L"ann", With(&Options::storedPath, L"C:\\QSF\\\u00c4\u00c0\u00de\u00e4.QSF"));
+  EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "\u00c4\u00c0\u00de\u00e4.qsf"));
+}
+
+// The order of the stores, and two with one entry ID.
+
+TEST_F(LoadCacheTest, StoresComeInTheOrderOfTheirEntryIdsBytes) {
+  const std::vector<std::pair<std::wstring, lab::Bytes>> backwards = {
+      {L"i", {0xFF, 0x00}}, {L"h", {0xFF}},       {L"g", {0x80, 0x00}},
+      {L"f", {0x80}},       {L"e", {0x7F, 0xFF}}, {L"d", {0x7F, 0x00}},
+      {L"c", {0x7F}},       {L"b", {0x00, 0xFF}}, {L"a", {0x00}}};
+  std::string expected;
+  for (const auto& [name, entryId] : backwards) {
+    Add(name, With(&Options::entryId, entryId));
+    expected = QsfStore(ToUtf8(name) + "@example.com", ToUtf8(name) + ".qsf") + expected;
+  }
+  EXPECT_EQ(ListStores(), expected);
+}
+
+TEST_F(LoadCacheTest, AnEmptyEntryIdIsAnEntryId) {
+  Add(L"ann", With(&Options::entryId, lab::Bytes{0x00}));
+  Add(L"bob", With(&Options::entryId, lab::Bytes{}));
+  EXPECT_EQ(ListStores(),
+            QsfStore("bob@example.com", "bob.qsf") + QsfStore("ann@example.com", "ann.qsf"));
+}
+
+TEST_F(LoadCacheTest, OfTwoServicesWithOneEntryIdTheFirstStays) {
+  Add(L"ann", With(&Options::entryId, lab::Bytes{0x01, 0x02}));
+  const lab::Service second = Add(L"bob", With(&Options::entryId, lab::Bytes{0x01, 0x02}));
+  AddEmbedded(L"cid", second);
+  EXPECT_EQ(ListStores(), EmbeddedStore("cid@example.com", "ann@example.com", "ann.qsf") +
+                              QsfStore("ann@example.com", "ann.qsf", "cid@example.com"));
+}
+
+TEST_F(LoadCacheTest, ASkippedServiceDoesNotTakeItsEntryId) {
+  Add(L"ann", With(&Options::withPath, false, With(&Options::entryId, lab::Bytes{0x01})));
+  Add(L"bob", With(&Options::entryId, lab::Bytes{0x01}));
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
+                                "'ann@example.com' : 0x8004010f"}) +
+                              QsfStore("bob@example.com", "bob.qsf"));
+}
+
+// Providers.
+
+TEST_F(LoadCacheTest, OnlyTheFirstStoreProviderCounts) {
+  const lab::Service ann = Add(L"ann", With(&Options::extraProviders, 2));
+  for (const size_t index : {1, 2}) {
+    const lab::Uid& uid = ann.providers[index].uid;
+    ASSERT_TRUE(lab::WriteText(profile_.Name(), uid, lab::kTagStorePath, L"C:\\second.qsf"));
+  }
+  EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "ann.qsf"));
+  EXPECT_EQ(Calls("IProfSect::GetProps").size(), 1U);
+}
+
+TEST_F(LoadCacheTest, AProviderOfAnotherKindIsPassedOver) {
+  Add(L"ann", With(&Options::otherProviderFirst, true));
+  EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "ann.qsf"));
+}
+
+// Which stores are embedded ones.
+
+// Bytes that are no part of the signature, with the signature at `offsets`.
+lab::Bytes EntryIdWithSignatureAt(const std::vector<size_t>& offsets, size_t size) {
+  lab::Bytes bytes(size, 0x11);
+  for (const size_t offset : offsets) {
+    for (size_t i = 0; i < lab::kEmbeddedStoreSignature.size() && offset + i < size; ++i) {
+      bytes[offset + i] = lab::kEmbeddedStoreSignature[i];
+    }
+  }
+  return bytes;
+}
+
+struct EntryIdCase {
+  const char* name;
+  std::vector<size_t> signatures;
+  size_t size;
+  // Where the parent's provider UID is to be found; none when the store is no embedded one.
+  std::optional<size_t> parentUid;
+};
+
+std::ostream& operator<<(std::ostream& stream, const EntryIdCase& value) {
+  return stream << value.name;
+}
+
+class LoadCacheEmbeddedTest : public LoadCacheTest,
+                              public ::testing::WithParamInterface<EntryIdCase> {};
+
+TEST_P(LoadCacheEmbeddedTest, IsToldByTheSignaturesPlace) {
+  const EntryIdCase& given = GetParam();
+  const lab::Service ann = Add(L"ann");
+  lab::Bytes entryId = EntryIdWithSignatureAt(given.signatures, given.size);
+  if (given.parentUid) {
+    const lab::Uid& uid = ann.Store()->uid;
+    ASSERT_LE(*given.parentUid + uid.size(), entryId.size());
+    std::copy(uid.begin(), uid.end(), entryId.begin() + static_cast<ptrdiff_t>(*given.parentUid));
+  }
+  Add(L"cid", With(&Options::entryId, entryId));
+  EXPECT_EQ(ListStores(L"cid"), given.parentUid
+                                    ? EmbeddedStore("cid@example.com", "ann@example.com", "ann.qsf")
+                                    : QsfStore("cid@example.com", "cid.qsf"));
+}
+
+// From four bytes before the signature to the end there must be 68 bytes.
+INSTANTIATE_TEST_SUITE_P(
+    EntryIds, LoadCacheEmbeddedTest,
+    ::testing::Values(
+        EntryIdCase{"AtOffset0", {0}, 64, {}}, EntryIdCase{"AtOffset1", {1}, 65, {}},
+        EntryIdCase{"AtOffset2", {2}, 66, {}}, EntryIdCase{"AtOffset3", {3}, 67, {}},
+        EntryIdCase{"AtOffset4", {4}, 68, {}}, EntryIdCase{"AtOffset5", {5}, 69, 37},
+        EntryIdCase{"AtOffset6", {6}, 70, 38}, EntryIdCase{"AtOffset7", {7}, 71, 39},
+        EntryIdCase{"AtOffset8", {8}, 72, 40}, EntryIdCase{"AtOffset36", {36}, 100, 68},
+        EntryIdCase{"AtOffset200", {200}, 264, 232}, EntryIdCase{"AtOffset0Of68", {0}, 68, {}},
+        EntryIdCase{"AtOffset3Of68", {3}, 68, {}}, EntryIdCase{"SixtySevenBytes", {36}, 99, {}},
+        EntryIdCase{"SixtyNineBytes", {36}, 101, {}}, EntryIdCase{"SixtySevenInAll", {5}, 67, {}},
+        EntryIdCase{"SixtyEightInAll", {5}, 68, {}},
+        EntryIdCase{"ValidBehindOneAtTheStart", {0, 36}, 100, {}},
+        EntryIdCase{"ValidBehindOneAtOffset4", {4, 36}, 100, {}},
+        EntryIdCase{"ValidBehindOneWithTooMuchBehind", {6, 36}, 100, {}},
+        EntryIdCase{"AnotherBehindAValidOne", {36, 52}, 100, 68},
+        EntryIdCase{"TheSignatureAlone", {0}, 16, {}}, EntryIdCase{"Fifteen", {0}, 15, {}},
+        EntryIdCase{"TwentyWithACutSignature", {5}, 20, {}}, EntryIdCase{"OneByte", {}, 1, {}},
+        EntryIdCase{"None", {}, 100, {}}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(LoadCacheTest, OneWrongByteInTheSignatureMakesAFileStore) {
+  lab::Bytes entryId = EntryIdWithSignatureAt({36}, 100);
+  entryId[51] ^= 0x01;
+  Add(L"cid", With(&Options::entryId, entryId));
+  EXPECT_EQ(ListStores(), QsfStore("cid@example.com", "cid.qsf"));
+}
+
+TEST_F(LoadCacheTest, TheServicesNameDoesNotMakeAStoreEmbedded) {
+  const lab::Uid uid = Add(L"ann").Store()->uid;
+  Add(L"bob", With(&Options::serviceName, L"LSMS_Embedded"));
+  Add(L"cid", With(&Options::entryId, lab::EmbeddedStoreEntryId(3, uid, uid)));
+  AddRoot(With(&Options::entryId, lab::EmbeddedStoreEntryId(4, uid, uid)));
+  EXPECT_EQ(ListStores(),
+            QsfStore("ann@example.com", "ann.qsf", "cid@example.com,bes@example.com") +
+                QsfStore("bob@example.com", "bob.qsf") +
+                EmbeddedStore("cid@example.com", "ann@example.com", "ann.qsf") +
+                EmbeddedStore("bes@example.com", "ann@example.com", "ann.qsf"));
+}
+
+TEST_F(LoadCacheTest, AnEmbeddedStoreHasNoPathEvenIfTheProfileHoldsOne) {
+  const lab::Service bob =
+      AddEmbedded(L"bob", Add(L"ann"), With(&Options::storedPath, L"C:\\qsf\\bob.qsf"));
+  AddEmbedded(L"cid", bob);
+  EXPECT_EQ(ListStores(L"cid"), EmbeddedStore("cid@example.com", "bob@example.com", ""));
+}
+
+// Services that are skipped with a message.
+
+TEST_F(LoadCacheTest, AFileStoreWithoutPathIsReportedAndSkipped) {
+  profile_.AddSecondaryStore(L"ANN@Example.com", StorePath(L"ann.qsf"),
+                             With(&Options::withPath, false));
+  Add(L"bob");
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
+                                "'ann@example.com' : 0x8004010f"}) +
+                              QsfStore("bob@example.com", "bob.qsf"));
+}
+
+TEST_F(LoadCacheTest, AStoreWithoutEntryIdIsReportedAndSkipped) {
+  profile_.AddSecondaryStore(L"ANN@Example.com", StorePath(L"ann.qsf"),
+                             With(&Options::withEntryId, false));
+  Add(L"bob");
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_ENTRYID for the store "
+                                "'ann@example.com' : 0x8004010f"}) +
+                              QsfStore("bob@example.com", "bob.qsf"));
+}
+
+TEST_F(LoadCacheTest, OfAStoreWithNeitherTheEntryIdIsReported) {
+  Add(L"ann", With(&Options::withEntryId, false, With(&Options::withPath, false)));
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_ENTRYID for the store "
+                                "'ann@example.com' : 0x8004010f"}));
+}
+
+TEST_F(LoadCacheTest, TheReportShowsTheErrorHeldInTheValue) {
+  Add(L"ann");
+  Add(L"bob");
+  Faults().FailNth("ProviderSection.Prop.6700001E", 1, 0x80040301);
+  Faults().FailNth("ProviderSection.Prop.0FFF0102", 2, 0x80040302);
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
+                                "'ann@example.com' : 0x80040301",
+                                "CStoreManager::LoadCache: Failed to get PR_ENTRYID for the store "
+                                "'bob@example.com' : 0x80040302"}));
+}
+
+// Services that are skipped without one, and what is left of them when they come last.
+
+struct SkipCase {
+  const char* name;
+  // Adds the service of "ann", or has its calls fail: its provider is the nth in the table.
+  void (*add)(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan& faults,
+              uint32_t nth);
+  // What the load comes back with when nothing follows; empty for success.
+  const char* status;
+};
+
+std::ostream& operator<<(std::ostream& stream, const SkipCase& value) {
+  return stream << value.name;
+}
+
+constexpr wchar_t kAnn[] = L"ann@example.com";
+
+void AddWithoutAddress(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan&,
+                       uint32_t) {
+  profile.AddSecondaryStore(kAnn, path, With(&Options::withAddress, false));
+}
+
+void AddWithUnreadableAddress(const lab::Profile& profile, const std::wstring& path,
+                              lab::FaultPlan& faults, uint32_t nth) {
+  profile.AddSecondaryStore(kAnn, path);
+  faults.FailNth("HrGetOneProp@ServiceSection", nth, kNoAccess);
+}
+
+void AddRootWithoutAddress(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan&,
+                           uint32_t) {
+  profile.AddRootStore(kAnn, path, With(&Options::withAddress, false));
+}
+
+void AddWithoutProvider(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan&,
+                        uint32_t) {
+  profile.AddSecondaryStore(kAnn, path, With(&Options::withProvider, false));
+}
+
+void AddWithTransportOnly(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan&,
+                          uint32_t) {
+  const lab::Service ann = profile.AddSecondaryStore(kAnn, path);
+  lab::WriteLong(profile.Name(), ann.Store()->uid, lab::kTagResourceType, kTransportProvider);
+}
+
+void AddWithUnreadableProperties(const lab::Profile& profile, const std::wstring& path,
+                                 lab::FaultPlan& faults, uint32_t nth) {
+  profile.AddSecondaryStore(kAnn, path);
+  faults.FailNth("IProfSect::GetProps", nth, kNoAccess);
+}
+
+void AddWithEmptyParentSection(const lab::Profile& profile, const std::wstring&, lab::FaultPlan&,
+                               uint32_t) {
+  profile.AddEmbeddedStore(kAnn, lab::Service(), With(&Options::parentProviderUid, lab::Uid{0x77}));
+}
+
+class LoadCacheSkipTest : public LoadCacheTest, public ::testing::WithParamInterface<SkipCase> {
+ protected:
+  void AddSkipped(uint32_t nth) { GetParam().add(profile_, StorePath(L"ann.qsf"), Faults(), nth); }
+};
+
+TEST_P(LoadCacheSkipTest, LeavesNoTraceWhenAnotherFollows) {
+  AddSkipped(1);
+  Add(L"bob");
+  EXPECT_EQ(ListStores(), QsfStore("bob@example.com", "bob.qsf"));
+}
+
+TEST_P(LoadCacheSkipTest, GivesTheLoadItsStatusWhenItIsTheLast) {
+  Add(L"bob");
+  AddSkipped(2);
+  const std::string status = GetParam().status;
+  EXPECT_EQ(ListStores(),
+            status.empty() ? QsfStore("bob@example.com", "bob.qsf") : LoadFailed(status));
+}
+
+TEST_P(LoadCacheSkipTest, KeepsTheLinkingFromRunningWhenItFailedLast) {
+  const lab::Service orphan = AddOrphan(L"cid");
+  AddSkipped(2);
+  const std::string status = GetParam().status;
+  EXPECT_EQ(ListStores(), status.empty()
+                              ? OrphanDeleted("cid@example.com") + OrphanStore("cid@example.com")
+                              : LoadFailed(status));
+  EXPECT_EQ(InProfile(orphan), !status.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Services, LoadCacheSkipTest,
+    ::testing::Values(SkipCase{"NoAddress", AddWithoutAddress, "0x8004010f"},
+                      SkipCase{"UnreadableAddress", AddWithUnreadableAddress, "0x80070005"},
+                      SkipCase{"RootWithoutAddress", AddRootWithoutAddress, "0x8004010f"},
+                      SkipCase{"NoProvider", AddWithoutProvider, ""},
+                      SkipCase{"NoStoreProvider", AddWithTransportOnly, ""},
+                      SkipCase{"UnreadableProperties", AddWithUnreadableProperties, "0x80070005"},
+                      SkipCase{"NoParentEntryId", AddWithEmptyParentSection, "0x8004010f"}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(LoadCacheTest, APathlessLastServiceIsNoFailureAndLinkingRuns) {
+  const lab::Service ann = Add(L"ann");
+  AddEmbedded(L"bob", ann);
+  Add(L"cid", With(&Options::withPath, false));
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
+                                "'cid@example.com' : 0x8004010f"}) +
+                              QsfStore("ann@example.com", "ann.qsf", "bob@example.com") +
+                              EmbeddedStore("bob@example.com", "ann@example.com", "ann.qsf"));
+}
+
+TEST_F(LoadCacheTest, ALastServiceWithoutEntryIdIsNoFailureAndLinkingRuns) {
+  const lab::Service ann = Add(L"ann");
+  AddEmbedded(L"bob", ann);
+  Add(L"cid", With(&Options::withEntryId, false));
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_ENTRYID for the store "
+                                "'cid@example.com' : 0x8004010f"}) +
+                              QsfStore("ann@example.com", "ann.qsf", "bob@example.com") +
+                              EmbeddedStore("bob@example.com", "ann@example.com", "ann.qsf"));
+}
+
+TEST_F(LoadCacheTest, SkippedServicesAloneFailTheLoadOfAnOtherwiseEmptyProfile) {
+  Add(L"ann", With(&Options::withAddress, false));
+  EXPECT_EQ(ListStores(), LoadFailed("0x8004010f"));
+}
+
+// Calls that end the load.
+
+struct FailureCase {
+  const char* name;
+  const char* operation;
+  uint32_t nth;
+  const char* message;
+};
+
+std::ostream& operator<<(std::ostream& stream, const FailureCase& value) {
+  return stream << value.operation << " " << value.nth;
+}
+
+class LoadCacheFailureTest : public LoadCacheTest,
+                             public ::testing::WithParamInterface<FailureCase> {};
+
+TEST_P(LoadCacheFailureTest, EndsTheLoadWithItsMessage) {
+  const lab::Service orphan = AddOrphan(L"cid");
+  const lab::Service ann = Add(L"ann");
+  AddEmbedded(L"bob", ann);
+  Add(L"dan");
+  Faults().FailNth(GetParam().operation, GetParam().nth, 0x8004DEAD);
+  EXPECT_EQ(ListStores(), Text({std::string("CStoreManager::LoadCache: ") + GetParam().message +
+                                " : 0x8004dead"}) +
+                              LoadFailed("0x8004dead"));
+  EXPECT_TRUE(InProfile(orphan));
+  const std::vector<lab::JournalEntry> journal = Journal();
+  ASSERT_GE(journal.size(), 2U);
+  EXPECT_EQ(journal.back().call, "MAPIUninitialize");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, LoadCacheFailureTest,
+    ::testing::Values(
+        FailureCase{"AdminProfiles", "MAPIAdminProfiles", 1, "MAPIAdminProfiles failed"},
+        FailureCase{"AdminServices", "IProfAdmin::AdminServices", 1, "AdminServices failed"},
+        FailureCase{"ServiceTable", "IMsgServiceAdmin::GetMsgServiceTable", 1,
+                    "GetMsgServiceTable failed"},
+        FailureCase{"RestrictServices", "IMAPITable::Restrict@MsgServiceTable", 1,
+                    "Restrict on MsgServiceTable failed"},
+        FailureCase{"ServiceRows", "HrQueryAllRows@MsgServiceTable", 1,
+                    "HrQueryAllRows on MsgServiceTable failed"},
+        // The message of the call before, on purpose.
+        FailureCase{"FirstServiceSection", "IMsgServiceAdmin::OpenProfileSection@ServiceSection", 1,
+                    "HrQueryAllRows on MsgServiceTable failed"},
+        FailureCase{"LastServiceSection", "IMsgServiceAdmin::OpenProfileSection@ServiceSection", 4,
+                    "HrQueryAllRows on MsgServiceTable failed"},
+        FailureCase{"AdminProviders", "IMsgServiceAdmin::AdminProviders", 2,
+                    "AdminProviders failed"},
+        FailureCase{"ProviderTable", "IProviderAdmin::GetProviderTable", 2,
+                    "GetProviderTable failed"},
+        FailureCase{"RestrictProviders", "IMAPITable::Restrict@ProviderTable", 2,
+                    "Restrict on provider table failed"},
+        FailureCase{"ProviderRows", "HrQueryAllRows@ProviderTable", 2,
+                    "HrQueryAllRows on provider table failed"},
+        // The orphan's own section and that of ann; those of bob and of its parent follow.
+        FailureCase{"ProviderSection", "IMsgServiceAdmin::OpenProfileSection@ProviderSection", 2,
+                    "OpenProfileSection on provider table failed"},
+        FailureCase{"ParentSection", "IMsgServiceAdmin::OpenProfileSection@ProviderSection", 4,
+                    "OpenProfileSection on parent provider UID failed"},
+        FailureCase{"OrphansParentSection", "IMsgServiceAdmin::OpenProfileSection@OtherSection", 1,
+                    "OpenProfileSection on parent provider UID failed"}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(LoadCacheTest, ARowWithoutServiceNameEndsTheLoadWithSuccess) {
+  const lab::Service root = AddRoot();
+  AddEmbedded(L"ann", root);
+  const lab::Service orphan = AddOrphan(L"bob");
+  Add(L"cid");
+  Add(L"dan");
+  Faults().FailNth("MsgServiceTable.Column.3D09001E", 4, kNotFound);
+  EXPECT_EQ(ListStores(),
+            Text({"CStoreManager::LoadCache: PR_SERVICE_NAME_A not found at index 3"}) +
+                QsfStore("bes@example.com", "bes.qsf") +
+                EmbeddedStore("ann@example.com", "bes@example.com", "bes.qsf") +
+                OrphanStore("bob@example.com"));
+  EXPECT_TRUE(InProfile(orphan));
+}
+
+TEST_F(LoadCacheTest, TheIndexCountsFromZeroAndSkippedServicesToo) {
+  Add(L"ann", With(&Options::withAddress, false));
+  Add(L"bob", With(&Options::withProvider, false));
+  Add(L"cid");
+  Faults().FailNth("MsgServiceTable.Column.3D09001E", 3, kNotFound);
+  EXPECT_EQ(ListStores(),
+            Text({"CStoreManager::LoadCache: PR_SERVICE_NAME_A not found at index 2"}));
+  Faults() = lab::FaultPlan().FailNth("MsgServiceTable.Column.3D09001E", 1, kNotFound);
+  EXPECT_EQ(ListStores(),
+            Text({"CStoreManager::LoadCache: PR_SERVICE_NAME_A not found at index 0"}));
+}
+
+TEST_F(LoadCacheTest, TheSectionIsOpenedBeforeTheServiceNameIsLookedAt) {
+  Add(L"ann");
+  Faults().FailEach("MsgServiceTable.Column.3D09001E", kNotFound);
+  Faults().FailEach("IMsgServiceAdmin::OpenProfileSection", kNoAccess);
+  EXPECT_EQ(ListStores(),
+            Text({"CStoreManager::LoadCache: HrQueryAllRows on MsgServiceTable failed : "
+                  "0x80070005"}) +
+                LoadFailed("0x80070005"));
+}
+
+// Parents, children, and children without a parent.
+
+TEST_F(LoadCacheTest, ChildrenAreLinkedInTheOrderOfTheirEntryIds) {
+  const lab::Service ann = Add(L"ann");
+  AddEmbedded(L"cid", ann, With(&Options::order, 30));
+  AddEmbedded(L"dan", ann, With(&Options::order, 20));
+  AddEmbedded(L"bob", ann, With(&Options::order, 10));
+  EXPECT_EQ(ListStores(L"ann"), QsfStore("ann@example.com", "ann.qsf",
+                                         "bob@example.com,dan@example.com,cid@example.com"));
+}
+
+TEST_F(LoadCacheTest, AParentMayFollowItsChildInTableAndMap) {
+  const lab::Service ann = Add(L"ann", With(&Options::order, 99));
+  AddEmbedded(L"bob", ann, With(&Options::order, 1, With(&Options::position, 0)));
+  EXPECT_EQ(ListStores(), EmbeddedStore("bob@example.com", "ann@example.com", "ann.qsf") +
+                              QsfStore("ann@example.com", "ann.qsf", "bob@example.com"));
+}
+
+TEST_F(LoadCacheTest, TheRootCanBeAParent) {
+  AddEmbedded(L"bob", AddRoot());
+  EXPECT_EQ(ListStores(), QsfStore("bes@example.com", "bes.qsf", "bob@example.com") +
+                              EmbeddedStore("bob@example.com", "bes@example.com", "bes.qsf"));
+}
+
+TEST_F(LoadCacheTest, AnEmbeddedStoreCanBeAParent) {
+  const lab::Service bob = AddEmbedded(L"bob", Add(L"ann"));
+  AddEmbedded(L"cid", bob);
+  EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "ann.qsf", "bob@example.com") +
+                              EmbeddedStore("bob@example.com", "ann@example.com", "ann.qsf") +
+                              EmbeddedStore("cid@example.com", "bob@example.com", ""));
+  EXPECT_TRUE(Calls("IMsgServiceAdmin::DeleteMsgService").empty());
+}
+
+TEST_F(LoadCacheTest, AnOrphanIsDeletedFromTheProfileAndStillListed) {
+  const lab::Service ann = Add(L"ann");
+  const lab::Service orphan = AddOrphan(L"bob");
+  const lab::Service cid = AddEmbedded(L"cid", ann);
+  EXPECT_EQ(ListStores(), OrphanDeleted("bob@example.com") +
+                              QsfStore("ann@example.com", "ann.qsf", "cid@example.com") +
+                              OrphanStore("bob@example.com") +
+                              EmbeddedStore("cid@example.com", "ann@example.com", "ann.qsf"));
+  EXPECT_FALSE(InProfile(orphan));
+  EXPECT_TRUE(InProfile(ann));
+  EXPECT_TRUE(InProfile(cid));
+  // The next load no longer meets it.
+  EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "ann.qsf", "cid@example.com") +
+                              EmbeddedStore("cid@example.com", "ann@example.com", "ann.qsf"));
+}
+
+TEST_F(LoadCacheTest, AParentIsFoundByItsEntryIdsExactBytes) {
+  const lab::Service ann = Add(L"ann");
+  const lab::Service bob = AddOrphan(L"bob");
+  const lab::Service cid = AddOrphan(L"cid");
+  const lab::Service dan = AddOrphan(L"dan");
+  const auto giveParent = [&](const lab::Service& child, const lab::Bytes& entryId) {
+    ASSERT_TRUE(lab::WriteBinary(profile_.Name(), *lab::ParentProviderOfEntryId(child.EntryId()),
+                                 lab::kTagEntryId, entryId));
+  };
+  lab::Bytes longer = ann.EntryId();
+  longer.push_back(0);
+  lab::Bytes shorter = ann.EntryId();
+  shorter.pop_back();
+  giveParent(bob, longer);
+  giveParent(cid, shorter);
+  giveParent(dan, ann.EntryId());
+  EXPECT_EQ(ListStores(), OrphanDeleted("bob@example.com") + OrphanDeleted("cid@example.com") +
+                              QsfStore("ann@example.com", "ann.qsf", "dan@example.com") +
+                              OrphanStore("bob@example.com") + OrphanStore("cid@example.com") +
+                              EmbeddedStore("dan@example.com", "ann@example.com", "ann.qsf"));
+}
+
+TEST_F(LoadCacheTest, TheChildOfASkippedParentIsAnOrphan) {
+  const lab::Service ann = Add(L"ann", With(&Options::withPath, false));
+  const lab::Service bob = AddEmbedded(L"bob", ann);
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
+                                "'ann@example.com' : 0x8004010f"}) +
+                              OrphanDeleted("bob@example.com") + OrphanStore("bob@example.com"));
+  EXPECT_FALSE(InProfile(bob));
+}
+
+TEST_F(LoadCacheTest, OrphansAreDeletedInTheOrderOfTheirEntryIds) {
+  const lab::Service second = AddOrphan(L"ann", With(&Options::order, 20));
+  const lab::Service first = AddOrphan(L"bob", With(&Options::order, 10));
+  EXPECT_EQ(ListStores(), OrphanDeleted("bob@example.com") + OrphanDeleted("ann@example.com") +
+                              OrphanStore("bob@example.com") + OrphanStore("ann@example.com"));
+  const auto deletions = Calls("IMsgServiceAdmin::DeleteMsgService");
+  ASSERT_EQ(deletions.size(), 2U);
+  EXPECT_EQ(deletions[0].Argument("uid"), Hex(first.uid));
+  EXPECT_EQ(deletions[1].Argument("uid"), Hex(second.uid));
+}
+
+TEST_F(LoadCacheTest, ADeletionThatFailsFailsTheLoad) {
+  Add(L"ann");
+  const lab::Service orphan = AddOrphan(L"bob");
+  Faults().FailEach("IMsgServiceAdmin::DeleteMsgService", kNoAccess);
+  EXPECT_EQ(ListStores(),
+            OrphanDeleted("bob@example.com", "0x80070005") + LoadFailed("0x80070005"));
+  EXPECT_TRUE(InProfile(orphan));
+}
+
+TEST_F(LoadCacheTest, TheLastOfSeveralDeletionsFailing) {
+  const lab::Service ann = AddOrphan(L"ann");
+  const lab::Service bob = AddOrphan(L"bob");
+  Faults().FailNth("IMsgServiceAdmin::DeleteMsgService", 2, kNoAccess);
+  EXPECT_EQ(ListStores(), OrphanDeleted("ann@example.com") +
+                              OrphanDeleted("bob@example.com", "0x80070005") +
+                              LoadFailed("0x80070005"));
+  EXPECT_FALSE(InProfile(ann));
+  EXPECT_TRUE(InProfile(bob));
+}
+
+TEST_F(LoadCacheTest, TheLastOfSeveralDeletionsSucceeding) {
+  const lab::Service ann = AddOrphan(L"ann");
+  const lab::Service bob = AddOrphan(L"bob");
+  Faults().FailNth("IMsgServiceAdmin::DeleteMsgService", 1, kNoAccess);
+  EXPECT_EQ(ListStores(), OrphanDeleted("ann@example.com", "0x80070005") +
+                              OrphanDeleted("bob@example.com") + OrphanStore("ann@example.com") +
+                              OrphanStore("bob@example.com"));
+  EXPECT_TRUE(InProfile(ann));
+  EXPECT_FALSE(InProfile(bob));
+}
+
+TEST_F(LoadCacheTest, LinkingGoesOnAfterADeletionThatFailed) {
+  const lab::Service orphan = AddOrphan(L"ann", With(&Options::order, 1));
+  const lab::Service bob = Add(L"bob");
+  AddEmbedded(L"cid", bob);
+  AddOrphan(L"dan");
+  Faults().FailNth("IMsgServiceAdmin::DeleteMsgService", 1, kNoAccess);
+  EXPECT_EQ(ListStores(), OrphanDeleted("ann@example.com", "0x80070005") +
+                              OrphanDeleted("dan@example.com") + OrphanStore("ann@example.com") +
+                              QsfStore("bob@example.com", "bob.qsf", "cid@example.com") +
+                              EmbeddedStore("cid@example.com", "bob@example.com", "bob.qsf") +
+                              OrphanStore("dan@example.com"));
+  EXPECT_TRUE(InProfile(orphan));
+}
+
+// Values that no sound profile has.
+
+TEST_F(LoadCacheTest, AUidColumnThatIsAnErrorCostsTheServiceOnly) {
+  Add(L"ann");
+  Add(L"bob");
+  Faults().FailNth("MsgServiceTable.Column.3D0C0102", 1, kNotFound);
+  EXPECT_EQ(ListStores(), QsfStore("bob@example.com", "bob.qsf"));
+}
+
+}  // namespace
+}  // namespace e2e
