@@ -12,6 +12,8 @@ namespace lab {
 namespace {
 
 constexpr char kFirstLine[] = "QSF 1";
+// Nothing that the lab writes as a store comes near; a file made to be big is not read into memory.
+constexpr uint64_t kLargestSize = 256u << 20;
 
 // Reading and changing a file are several steps, and a process's threads share its files.
 std::recursive_mutex g_filesMutex;
@@ -144,6 +146,10 @@ QsfStatus StatusOfLastError() {
 }
 
 QsfStatus ReadFileAt(const std::wstring& path, Reading* reading) {
+  if (QsfSize(path).value_or(0) > kLargestSize) {
+    SetLastError(ERROR_FILE_TOO_LARGE);
+    return QsfStatus::kFailed;
+  }
   const auto text = ReadWholeFile(path);
   if (!text) return StatusOfLastError();
   *reading = Parse(*text);

@@ -53,7 +53,7 @@ enum class QsfStatus {
   kMissing,  // there is no such file
   kLocked,   // another process holds it
   kDamaged,
-  kFailed,  // anything else; GetLastError tells
+  kFailed,  // anything else, such as a file over 256 MB; GetLastError tells
 };
 
 // How a file can be damaged.

@@ -3,11 +3,15 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <exception>
 #include <optional>
 
+#include "lab/common/compaction_plan.h"
+#include "lab/common/dialog_record.h"
 #include "lab/common/fault_plan.h"
+#include "lab/common/files.h"
 #include "lab/common/installation.h"
 #include "lab/common/journal.h"
 #include "lab/common/lab_config.h"
@@ -128,21 +132,49 @@ std::string PlanWord(const std::wstring& word) {
   return text.find_first_of(" \t\"#") == std::string::npos && !text.empty() ? text : Quote(text);
 }
 
-int Fault(const Words& words, const StoreOptions&) {
+// Adds the rule of these words to the plan that the lab's directory holds.
+template <class Plan>
+int AddRule(const Words& words) {
   const std::wstring directory = LabDirectory();
   if (directory.empty()) return Outcome(false, "the lab has no directory");
-  FaultPlan plan = FaultPlan::Load(directory);
+  Plan plan = Plan::Load(directory);
   std::string line;
   for (const std::wstring& word : words) line += (line.empty() ? "" : " ") + PlanWord(word);
   if (!plan.Parse(line)) return kNotUnderstood;
   Print(plan.Format());
-  return Outcome(plan.Save(directory), "the fault plan cannot be written");
+  return Outcome(plan.Save(directory), "the plan cannot be written");
 }
 
-int NoFaults(const Words&, const StoreOptions&) {
+template <class Plan>
+int EmptyPlan(const Words&, const StoreOptions&) {
   const std::wstring directory = LabDirectory();
-  return Outcome(!directory.empty() && FaultPlan().Save(directory),
-                 "the fault plan cannot be written");
+  return Outcome(!directory.empty() && Plan().Save(directory), "the plan cannot be written");
+}
+
+int Fault(const Words& words, const StoreOptions&) { return AddRule<FaultPlan>(words); }
+
+int Compaction(const Words& words, const StoreOptions&) { return AddRule<CompactionPlan>(words); }
+
+int MakeFile(const Words& words, const StoreOptions&) {
+  uint64_t size = 0;
+  const std::string text = Utf8FromWide(words[1]);
+  const auto read = std::from_chars(text.data(), text.data() + text.size(), size);
+  if (read.ec != std::errc() || read.ptr != text.data() + text.size()) return kNotUnderstood;
+  return Outcome(WriteFileOfSize(words[0], size), "the file cannot be written");
+}
+
+int Companions(const Words& words, const StoreOptions&) {
+  const std::vector<std::wstring> written =
+      words.size() == 1 ? WriteCompanions(words[0])
+                        : WriteCompanions(words[0], {words.begin() + 1, words.end()});
+  for (const std::wstring& path : written) Print(Utf8FromWide(path) + "\n");
+  return Outcome(!written.empty(), "the files cannot be written");
+}
+
+int Accessed(const Words& words, const StoreOptions&) {
+  const auto time = ParseUtcTime(Utf8FromWide(words[1]));
+  if (!time) return kNotUnderstood;
+  return Outcome(SetLastAccess(words[0], *time), "the file's times cannot be set");
 }
 
 int ShowJournal(const Words& words, const StoreOptions&) {
@@ -151,6 +183,13 @@ int ShowJournal(const Words& words, const StoreOptions&) {
     if (words.empty() || line.find(Utf8FromWide(words[0])) != std::string::npos) {
       Print(line + "\n");
     }
+  }
+  return kDone;
+}
+
+int ShowDialogs(const Words&, const StoreOptions&) {
+  for (const DialogRecord& record : Dialogs(ReadJournal(JournalPath()))) {
+    Print(DescribeDialog(record) + "\n");
   }
   return kDone;
 }
@@ -184,10 +223,17 @@ constexpr Verb kVerbs[] = {
     {L"repair", "FILE", "repair a store file", 1, 1, Repair},
     {L"compact", "FILE", "drop a store file's free space", 1, 1, Compact},
     {L"lock", "FILE SECONDS", "hold a store file open so that nobody else can", 2, 2, Lock},
+    {L"file", "FILE SIZE", "make a file of SIZE bytes that takes no room", 2, 2, MakeFile},
+    {L"companions", "FILE [SUFFIX...]", "write files beside a store file", 1, kAny, Companions},
+    {L"accessed", "FILE TIME", "set the last access: \"2024-02-29 23:59:58\", in UTC", 2, 2,
+     Accessed},
     {L"directory", "PATH|none", "where the lab keeps journal and fault plan", 1, 1, SetDirectory},
     {L"outlook", "VERSION|none", "which Outlook is installed: 14.0, 16.0", 1, 1, SetOutlook},
     {L"fault", "RULE...", "add a rule to the fault plan", 2, kAny, Fault},
-    {L"no-faults", "", "empty the fault plan", 0, 0, NoFaults},
+    {L"no-faults", "", "empty the fault plan", 0, 0, EmptyPlan<FaultPlan>},
+    {L"compaction", "STORE RULE...", "add a rule to the compaction plan", 2, kAny, Compaction},
+    {L"plain-compaction", "", "empty the compaction plan", 0, 0, EmptyPlan<CompactionPlan>},
+    {L"dialogs", "", "print what dialogs were shown, and how each ended", 0, 0, ShowDialogs},
     {L"journal", "[TEXT]", "print the journal, or its lines that hold TEXT", 0, 1, ShowJournal},
     {L"no-journal", "", "delete the journal", 0, 0, NoJournal},
     {L"show", "[PROFILE]", "list the installation, or one profile", 0, 1, Show},

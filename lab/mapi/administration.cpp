@@ -5,7 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "lab/common/installation.h"
 #include "lab/common/profile_registry.h"
+#include "lab/mapi/compaction.h"
 #include "lab/mapi/connector.h"
 #include "lab/mapi/profile_section.h"
 #include "lab/mapi/property_tags.h"
@@ -13,6 +15,9 @@
 
 namespace lab {
 namespace {
+
+// Its presence tells the connector's service to compact its store.
+constexpr ULONG kCompactionRequest = PROP_TAG(PT_OBJECT, 0x6666);
 
 constexpr ULONG kSectionFlags = MAPI_MODIFY | MAPI_DEFERRED_ERRORS | kForceAccess;
 
@@ -62,6 +67,12 @@ HRESULT RunOpenSection(Call& call, const std::wstring& profile, LPMAPIUID uid, L
   call.Require(uid != nullptr, "no UID");
   call.Require(AsksFor<IProfSect>(iid), "an interface that a section lacks");
   return call.Run([&] { return OpenSection(call.Name(), profile, *uid, flags, section); });
+}
+
+// The address of the service's mailbox, or empty.
+std::wstring AddressOf(const std::wstring& profile, const Uid& service) {
+  const auto found = Profile(profile).Get(service);
+  return found ? found->address.value_or(L"") : std::wstring();
 }
 
 }  // namespace
@@ -119,6 +130,26 @@ STDMETHODIMP ServiceAdmin::DeleteMsgService(LPMAPIUID service) {
     const bool deleted = DeleteService(profile_, FromMapiUid(*service));
     ForgetStores(profile_);
     return deleted ? S_OK : MAPI_E_NOT_FOUND;
+  });
+}
+
+STDMETHODIMP ServiceAdmin::ConfigureMsgService(LPMAPIUID service, ULONG_PTR parent, ULONG flags,
+                                               ULONG count, LPSPropValue properties) {
+  Call call(CallName("ConfigureMsgService"), this);
+  call.Uid("uid", service).Number("parent", parent).Number("flags", flags).Number("count", count);
+  call.Words("parent-is", DescribeParentWindow(parent));
+  const bool one = count == 1 && properties != nullptr;
+  if (one) call.Number("tag", properties->ulPropTag).Number("value", LOWORD(properties->Value.i));
+  if (service != nullptr) call.User(AddressOf(profile_, FromMapiUid(*service)));
+  call.Require(service != nullptr, "no UID");
+  call.Require(flags == SERVICE_UI_ALWAYS, "flags other than SERVICE_UI_ALWAYS");
+  call.Require(one && properties->ulPropTag == kCompactionRequest && properties->Value.i == 0,
+               "other properties than the request for compaction");
+  return call.Run([&] {
+    uint64_t gained = 0;
+    const HRESULT result = CompactService(profile_, FromMapiUid(*service), &gained);
+    call.Words("gained", std::to_string(gained));
+    return result;
   });
 }
 

@@ -17,14 +17,16 @@ class ProfAdmin final : public ProfAdminStubs<IProfAdmin> {
                              LPSERVICEADMIN* admin) override;
 };
 
-// ConfigureMsgService is refused so far: what the connector does on it would stand in the connector
-// and be called from here.
+// Of what services can be told through ConfigureMsgService the connector knows one thing: to
+// compact a store.
 class ServiceAdmin final : public ServiceAdminStubs<IMsgServiceAdmin> {
  public:
   ServiceAdmin(std::string madeBy, std::wstring profile);
 
   STDMETHODIMP GetMsgServiceTable(ULONG flags, LPMAPITABLE* table) override;
   STDMETHODIMP DeleteMsgService(LPMAPIUID service) override;
+  STDMETHODIMP ConfigureMsgService(LPMAPIUID service, ULONG_PTR parent, ULONG flags, ULONG count,
+                                   LPSPropValue properties) override;
   STDMETHODIMP OpenProfileSection(LPMAPIUID uid, LPCIID iid, ULONG flags,
                                   LPPROFSECT* section) override;
   STDMETHODIMP AdminProviders(LPMAPIUID service, ULONG flags, LPPROVIDERADMIN* admin) override;

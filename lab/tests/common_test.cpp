@@ -3,6 +3,7 @@
 
 #include "lab/common/entry_id.h"
 #include "lab/common/fault_plan.h"
+#include "lab/common/files.h"
 #include "lab/common/installation.h"
 #include "lab/common/journal.h"
 #include "lab/common/qsf_file.h"
@@ -192,6 +193,38 @@ TEST(Installation, RemovingAServiceTakesItsSectionsAndPlaces) {
   EXPECT_FALSE(lab::SectionExists(profile.Name(), ann.Store()->uid));
   EXPECT_TRUE(profile.Get(root.uid));
   EXPECT_TRUE(profile.Delete());
+}
+
+TEST(Files, ABigFileIsNoStoreAndTakesNoTime) {
+  const std::wstring path = TempPath(L"big.qsf");
+  constexpr uint64_t kSize = (5ull << 30) + 1023;
+  ASSERT_TRUE(lab::WriteFileOfSize(path, kSize));
+  EXPECT_EQ(lab::QsfSize(path), kSize);
+  EXPECT_EQ(lab::ReadQsf(path, nullptr), lab::QsfStatus::kFailed);
+  DeleteFileW(path.c_str());
+}
+
+TEST(Files, TheLastAccessCanBeSet) {
+  const std::wstring path = TempPath(L"old.qsf");
+  ASSERT_TRUE(lab::WriteFileOfSize(path, 0));
+  const lab::UtcTime time{2004, 2, 29, 23, 59, 58};
+  EXPECT_TRUE(lab::SetLastAccess(path, time));
+  EXPECT_EQ(lab::LastAccess(path), time);
+  EXPECT_EQ(lab::FormatUtcTime(time), "2004-02-29 23:59:58");
+  EXPECT_EQ(lab::ParseUtcTime("2004-02-29 23:59:58"), time);
+  EXPECT_FALSE(lab::ParseUtcTime("2004-02-29 23:59"));
+  EXPECT_FALSE(lab::ParseUtcTime("2004-02-29 23:59:58Z"));
+  DeleteFileW(path.c_str());
+}
+
+TEST(Files, CompanionsLieUnderTheBaseName) {
+  const std::wstring directory = TempPath(L"companions");
+  CreateDirectoryW(directory.c_str(), nullptr);
+  const auto paths = lab::WriteCompanions(directory + L"\\ann.QSF", {L".qsf.lock", L".idx"});
+  EXPECT_EQ(lab::FilesIn(directory), (std::vector<std::wstring>{L"ann.idx", L"ann.qsf.lock"}));
+  for (const std::wstring& path : paths) DeleteFileW(path.c_str());
+  EXPECT_TRUE(lab::FilesIn(directory).empty());
+  RemoveDirectoryW(directory.c_str());
 }
 
 }  // namespace
