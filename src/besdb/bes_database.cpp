@@ -119,12 +119,20 @@ HRESULT CBESDatabase::GetServers(ServerMap& servers) {
                   });
 }
 
+namespace {
+
+// The end of every statement about a server's users.
+std::wstring OfServer(std::int32_t serverId) {
+  return L" From UserConfig WHERE ServerConfigId=" + std::to_wstring(serverId) +
+         L" AND UserDeleteStatus=0;";
+}
+
+}  // namespace
+
 HRESULT CBESDatabase::CountServerUsers(std::int32_t serverId, std::uint32_t& count) {
   constexpr const char* kFunction = "CBESDatabase::CountServerUsers";
-  return ReadRows(kFunction,
-                  L"SELECT COUNT(*) From UserConfig WHERE ServerConfigId=" +
-                      std::to_wstring(serverId) + L" AND UserDeleteStatus=0;",
-                  1, [&](const oledb::Rowset& row) {
+  return ReadRows(kFunction, L"SELECT COUNT(*)" + OfServer(serverId), 1,
+                  [&](const oledb::Rowset& row) {
                     // The column has no name.
                     const std::optional<std::int32_t> value = row.Integer(size_t{0});
                     if (!value) {
@@ -154,10 +162,8 @@ std::optional<std::wstring> UserNameOf(const oledb::Rowset& row, const char* fun
 HRESULT CBESDatabase::GetServerUserNames(std::int32_t serverId,
                                          std::vector<std::wstring>& userNames) {
   constexpr const char* kFunction = "CBESDatabase::GetServerUserNames";
-  return ReadRows(kFunction,
-                  L"SELECT UserName From UserConfig WHERE ServerConfigId=" +
-                      std::to_wstring(serverId) + L" AND UserDeleteStatus=0;",
-                  1, [&](const oledb::Rowset& row) {
+  return ReadRows(kFunction, L"SELECT UserName" + OfServer(serverId), 1,
+                  [&](const oledb::Rowset& row) {
                     std::optional<std::wstring> userName = UserNameOf(row, kFunction);
                     if (!userName) return E_FAIL;
                     userNames.push_back(std::move(*userName));
@@ -169,10 +175,8 @@ HRESULT CBESDatabase::GetServerUserNamesByAgentId(
     std::int32_t serverId, std::set<std::int32_t>& agentIds,
     std::multimap<std::int32_t, std::wstring>& usersByAgent) {
   constexpr const char* kFunction = "CBESDatabase::GetServerUserNamesByAgentId";
-  return ReadRows(kFunction,
-                  L"SELECT AgentId, UserName From UserConfig WHERE ServerConfigId=" +
-                      std::to_wstring(serverId) + L" AND UserDeleteStatus=0;",
-                  2, [&](const oledb::Rowset& row) {
+  return ReadRows(kFunction, L"SELECT AgentId, UserName" + OfServer(serverId), 2,
+                  [&](const oledb::Rowset& row) {
                     const std::optional<std::int32_t> agentId = row.Integer(L"AgentId");
                     if (!agentId) {
                       PrintLine(L"%hs: Failed to read AgentId column", kFunction);

@@ -6,12 +6,12 @@
 
 #include "src/besdb/bes_database.h"
 #include "src/commands/agent_batches.h"
+#include "src/commands/server_lookup.h"
 #include "src/frontend/console.h"
 #include "src/frontend/usage.h"
 #include "src/frontend/user_break.h"
 #include "src/guards/mapi_frame.h"
 #include "src/guards/switches.h"
-#include "src/platform/mapi.h"
 #include "src/platform/text.h"
 #include "src/stores/store_manager.h"
 
@@ -59,27 +59,11 @@ HRESULT ServerName(std::wstring& name) {
   return S_OK;
 }
 
-HRESULT FindServer(CBESDatabase& database, const std::wstring& name, std::int32_t& serverId) {
-  CBESDatabase::ServerMap servers;
-  const HRESULT hr = database.GetServers(servers);
-  if (FAILED(hr)) {
-    PrintLine(L"%hs: GetServers failed : 0x%x", kFunction, hr);
-    return hr;
-  }
-  const auto found = servers.find(name);
-  if (found == servers.end()) {
-    PrintLine(L"%hs: Failed to find server '%s'", kFunction, name.c_str());
-    return MAPI_E_NOT_FOUND;
-  }
-  serverId = found->second;
-  return S_OK;
-}
-
 HRESULT GetUsers(CBESDatabase& database, Addresses& users) {
   std::wstring serverName;
   std::int32_t serverId = 0;
   HRESULT hr = ServerName(serverName);
-  if (SUCCEEDED(hr)) hr = FindServer(database, serverName, serverId);
+  if (SUCCEEDED(hr)) hr = FindServer(database, serverName, kFunction, serverId);
   if (FAILED(hr)) return hr;
   hr = database.GetServerUserNames(serverId, users);
   if (FAILED(hr)) PrintLine(L"%hs: GetServerUserNames failed : 0x%x", kFunction, hr);
@@ -106,9 +90,10 @@ Addresses UsersWithoutStore(Addresses users, const CStoreManager& storeManager) 
   return missing;
 }
 
-HRESULT CreateMissingStores(CStoreManager& storeManager, const Addresses& users) {
+// `loaded` is the status of the load before, and comes back when there is nothing to create.
+HRESULT CreateMissingStores(CStoreManager& storeManager, const Addresses& users, HRESULT loaded) {
   const Addresses missing = UsersWithoutStore(users, storeManager);
-  if (missing.empty()) return S_OK;
+  if (missing.empty()) return loaded;
   PrintLine(L"%hs: Creating %d MAPI stores...", kFunction, static_cast<int>(missing.size()));
   std::vector<HRESULT> results;
   HRESULT hr =
@@ -175,7 +160,7 @@ HRESULT AssignUsersToAgents(const std::wstring& profileName, std::uint32_t baseA
     Addresses users;
     hr = GetUsers(database, users);
     if (SUCCEEDED(hr)) hr = LoadStores(storeManager);
-    if (SUCCEEDED(hr) && !existingOnly) hr = CreateMissingStores(storeManager, users);
+    if (SUCCEEDED(hr) && !existingOnly) hr = CreateMissingStores(storeManager, users, hr);
     // On purpose without CoUninitialize: only a run that gets to the assignment ends COM.
     if (FAILED(hr)) return hr;
     hr = WriteAgents(database, storeManager.Stores, baseAgentId, numberOfAgents, hr);

@@ -1,12 +1,12 @@
 #include "src/commands/check_qsf.h"
 
 #include "src/commands/address_filter.h"
+#include "src/commands/store_cache.h"
 #include "src/frontend/console.h"
 #include "src/frontend/usage.h"
 #include "src/frontend/user_break.h"
 #include "src/guards/mapi_frame.h"
 #include "src/guards/switches.h"
-#include "src/stores/store_manager.h"
 
 int qrvAdminCheckQsf(int argc, wchar_t** argv, const wchar_t* programName) {
   std::wstring profileName;
@@ -61,11 +61,8 @@ HRESULT CheckQsf(const std::wstring& profileName, const std::vector<std::wstring
   InstallConsoleCtrlHandler();
   CStoreManager storeManager;
   storeManager.ProfileName = profileName;
-  HRESULT hr = storeManager.LoadCache(true);
-  if (FAILED(hr)) {
-    PrintLine(L"%hs: storeManager LoadCache failed : 0x%x", kFunction, hr);
-    return hr;
-  }
+  HRESULT hr = LoadStoreCache(storeManager, kFunction);
+  if (FAILED(hr)) return hr;
 
   const std::vector<std::wstring> addresses = SelectAddresses(storeManager, addressFilters);
   PrintLine(L"%hs: Checking %d MAPI stores...", kFunction, static_cast<int>(addresses.size()));

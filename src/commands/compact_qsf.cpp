@@ -3,6 +3,7 @@
 #include "src/commands/address_filter.h"
 #include "src/commands/compact_thread.h"
 #include "src/commands/dialog_watch.h"
+#include "src/commands/store_cache.h"
 #include "src/frontend/console.h"
 #include "src/frontend/usage.h"
 #include "src/frontend/user_break.h"
@@ -10,7 +11,6 @@
 #include "src/guards/switches.h"
 #include "src/platform/handle.h"
 #include "src/platform/mapi.h"
-#include "src/stores/store_manager.h"
 
 int qrvAdminCompactQsf(int argc, wchar_t** argv, const wchar_t* programName) {
   std::wstring profileName;
@@ -33,12 +33,6 @@ using platform::ComPtr;
 
 constexpr const char* kFunction = "CompactQsf";
 constexpr DWORD kPollMilliseconds = 100;
-
-HRESULT LoadStores(CStoreManager& storeManager) {
-  const HRESULT hr = storeManager.LoadCache(true);
-  if (FAILED(hr)) PrintLine(L"%hs: storeManager LoadCache failed : 0x%x", kFunction, hr);
-  return hr;
-}
 
 HRESULT OpenProfileAdmin(ComPtr<IProfAdmin>& profileAdmin) {
   const HRESULT hr = MAPIAdminProfiles(0, &profileAdmin);
@@ -110,7 +104,7 @@ HRESULT CompactQsf(const std::wstring& profileName, const std::vector<std::wstri
     PrintLine(L"%hs: CoInitialize failed : 0x%x", kFunction, hr);
     return hr;
   }
-  hr = LoadStores(storeManager);
+  hr = LoadStoreCache(storeManager, kFunction);
   if (SUCCEEDED(hr)) hr = OpenProfileAdmin(profileAdmin);
   // On purpose without CoUninitialize: only a run that asks for the profile's services ends COM.
   if (FAILED(hr)) return hr;

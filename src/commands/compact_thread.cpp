@@ -53,7 +53,7 @@ DWORD WINAPI CompactQsfThread(LPVOID lpvCompactQsfThreadParams) {
   ComPtr<IProfAdmin> profileAdmin;
   ComPtr<IMsgServiceAdmin> serviceAdmin;
   MAPIInitialize(nullptr);
-  // A thread that gets no further leaves MAPI initialised; the command is about to end it anyway.
+  // A thread that gets no further leaves its MAPI initialised.
   if (FAILED(OpenServiceAdmin(params.profileName, profileAdmin, serviceAdmin))) return 0;
   params.result = Compact(serviceAdmin.Get(), params);
   MAPIUninitialize();

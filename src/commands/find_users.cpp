@@ -3,13 +3,13 @@
 #include <string_view>
 
 #include "src/commands/address_filter.h"
+#include "src/commands/store_cache.h"
 #include "src/frontend/console.h"
 #include "src/frontend/usage.h"
 #include "src/frontend/user_break.h"
 #include "src/guards/mapi_frame.h"
 #include "src/guards/switches.h"
 #include "src/platform/text.h"
-#include "src/stores/store_manager.h"
 
 int qrvAdminFindUsers(int argc, wchar_t** argv, const wchar_t* programName) {
   std::wstring profileName;
@@ -26,8 +26,9 @@ namespace {
 
 using StoreMap = CStoreManager::StoreMap;
 
-std::string QsfFileName(const StoreRecord& record) {
-  return std::string(platform::FileNamePart(std::string_view(record.QsfPath)));
+std::wstring QsfFileName(const StoreRecord& record) {
+  return platform::FromCodePage(platform::FileNamePart(std::string_view(record.QsfPath)),
+                                CP_THREAD_ACP);
 }
 
 // The addresses of the stores embedded in `record`'s, joined with commas; "none" when there are
@@ -49,7 +50,7 @@ std::wstring EmbeddedUsers(const StoreRecord& record, const StoreMap& stores) {
 
 void PrintFileStore(const StoreRecord& record, const StoreMap& stores) {
   PrintLine(L"Type: QSF store");
-  PrintLine(L"QSF: %hs", QsfFileName(record).c_str());
+  PrintLine(L"QSF: %s", QsfFileName(record).c_str());
   PrintLine(L"Embedded stores: %s", EmbeddedUsers(record, stores).c_str());
 }
 
@@ -61,7 +62,7 @@ void PrintEmbeddedStore(const StoreRecord& record, const StoreMap& stores) {
     return;
   }
   PrintLine(L"Parent store: %s", parent->second.Email.c_str());
-  PrintLine(L"Parent QSF: %hs", QsfFileName(parent->second).c_str());
+  PrintLine(L"Parent QSF: %s", QsfFileName(parent->second).c_str());
 }
 
 void PrintStore(const StoreRecord& record, const StoreMap& stores) {
@@ -80,11 +81,8 @@ HRESULT FindUsers(const std::wstring& profileName, const std::vector<std::wstrin
   CStoreManager storeManager;
   storeManager.ProfileName = profileName;
   InstallConsoleCtrlHandler();
-  const HRESULT hr = storeManager.LoadCache(true);
-  if (FAILED(hr)) {
-    PrintLine(L"%hs: storeManager LoadCache failed : 0x%x", "FindUsers", hr);
-    return hr;
-  }
+  const HRESULT hr = LoadStoreCache(storeManager, "FindUsers");
+  if (FAILED(hr)) return hr;
   for (const auto& [entryId, record] : storeManager.Stores) {
     if (ContainsAny(record.Email, fragments)) PrintStore(record, storeManager.Stores);
   }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "src/besdb/bes_database.h"
+#include "src/commands/server_lookup.h"
 #include "src/frontend/console.h"
 #include "src/frontend/usage.h"
 #include "src/frontend/user_break.h"
@@ -14,23 +15,6 @@
 namespace {
 
 constexpr const char* kFunction = "qrvAdminListAgents";
-
-HRESULT FindServer(CBESDatabase& database, std::wstring server, std::int32_t& serverId) {
-  CBESDatabase::ServerMap servers;
-  const HRESULT hr = database.GetServers(servers);
-  if (FAILED(hr)) {
-    PrintLine(L"%hs: GetServers failed : 0x%x", kFunction, hr);
-    return hr;
-  }
-  platform::UpperAscii(server);
-  const auto found = servers.find(server);
-  if (found == servers.end()) {
-    PrintLine(L"%hs: Failed to find server '%s'", kFunction, server.c_str());
-    return HRESULT_FROM_WIN32(ERROR_NOT_FOUND);
-  }
-  serverId = found->second;
-  return S_OK;
-}
 
 HRESULT PrintAgents(CBESDatabase& database, std::int32_t serverId) {
   std::set<std::int32_t> agentIds;
@@ -48,10 +32,11 @@ HRESULT PrintAgents(CBESDatabase& database, std::int32_t serverId) {
   return hr;
 }
 
-HRESULT ListAgents(const std::wstring& server) {
+HRESULT ListAgents(std::wstring server) {
+  platform::UpperAscii(server);
   CBESDatabase database;
   std::int32_t serverId = 0;
-  const HRESULT hr = FindServer(database, server, serverId);
+  const HRESULT hr = FindServer(database, server, kFunction, serverId);
   return FAILED(hr) ? hr : PrintAgents(database, serverId);
 }
 
@@ -60,9 +45,9 @@ HRESULT ListAgents(const std::wstring& server) {
 HRESULT qrvAdminListAgents(int argc, wchar_t** argv, const wchar_t* programName) {
   std::wstring server;
   ScanSwitches(argc, argv, {{L"-s", &server}, {L"-v", &VerboseOutput}});
-  // A last "-s" that lacks its value asks for help even when an earlier one had one.
-  const bool lacksValue = argc > 1 && wcscmp(argv[argc - 1], L"-s") == 0;
-  if (server.empty() || lacksValue) {
+  // A last argument "-s" asks for help even when an earlier one had a value.
+  const bool endsInSwitch = argc > 1 && wcscmp(argv[argc - 1], L"-s") == 0;
+  if (server.empty() || endsInSwitch) {
     PrintListAgentsUsage(programName);
     return 1;
   }

@@ -3,6 +3,7 @@
 #include <map>
 #include <string_view>
 
+#include "src/commands/store_cache.h"
 #include "src/frontend/console.h"
 #include "src/frontend/user_break.h"
 #include "src/guards/mapi_frame.h"
@@ -10,7 +11,6 @@
 #include "src/platform/file_search.h"
 #include "src/platform/mapi.h"
 #include "src/platform/text.h"
-#include "src/stores/store_manager.h"
 
 int qrvAdminPurgeQsf(int argc, wchar_t** argv) {
   std::uint32_t force = 0;
@@ -65,7 +65,7 @@ HRESULT QueryProfiles(ProfileList& profiles) {
 std::wstring ProfileName(const SRow& row) {
   const SPropValue& name = row.lpProps[0];
   if (name.ulPropTag != PR_DISPLAY_NAME_A) return {};
-  return platform::FromThreadCodePage(name.Value.lpszA);
+  return platform::FromCodePage(name.Value.lpszA, CP_THREAD_ACP);
 }
 
 // Adds what one profile uses.
@@ -73,11 +73,8 @@ HRESULT CollectInUse(const std::wstring& profileName, Paths& inUseQsfPaths, Path
   CStoreManager storeManager;
   storeManager.ProfileName = profileName;
   InstallConsoleCtrlHandler();
-  const HRESULT hr = storeManager.LoadCache(true);
-  if (FAILED(hr)) {
-    PrintLine(L"%hs: storeManager LoadCache failed : 0x%x", kFunction, hr);
-    return hr;
-  }
+  const HRESULT hr = LoadStoreCache(storeManager, kFunction);
+  if (FAILED(hr)) return hr;
   Paths paths;
   storeManager.CollectQsfPaths(paths);
   for (const auto& [path, samePath] : paths) {
@@ -104,8 +101,9 @@ void PrintLastAccess(const WIN32_FIND_DATAA& entry) {
 }
 
 void PurgeFile(const std::string& path, const WIN32_FIND_DATAA& entry, std::uint32_t force) {
-  const std::string name(platform::FileNamePart(std::string_view(path)));
-  PrintLine(L"Unused Qsf: '%hs'", name.c_str());
+  const std::wstring name =
+      platform::FromCodePage(platform::FileNamePart(std::string_view(path)), CP_ACP);
+  PrintLine(L"Unused Qsf: '%s'", name.c_str());
   PrintSize(entry);
   PrintLastAccess(entry);
   DeleteQsfFileSet(path, force);
@@ -145,11 +143,12 @@ void DeleteQsfFileSet(const std::string& path, std::uint32_t force) {
   const std::string stem = path.substr(0, extension);
   // A name that the ANSI code page cannot hold comes with question marks, and as a pattern would
   // take files of other names.
-  if (stem.find_first_of("?*") != std::string::npos) return;
+  if (platform::FileNamePart(std::string_view(stem)).find_first_of("?*") != std::string::npos)
+    return;
   for (FileSearch search(stem + "*"); search.Found(); search.Next()) {
     if (platform::IsDirectory(search.Entry())) continue;
     const std::string file = directory + search.Entry().cFileName;
-    PrintLine(L"Deleting: %hs", file.c_str());
+    PrintLine(L"Deleting: %s", platform::FromCodePage(file, CP_ACP).c_str());
     if (force) DeleteFileA(file.c_str());
   }
 }

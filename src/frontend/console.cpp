@@ -4,6 +4,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <cwchar>
 #include <iostream>
 #include <memory>
@@ -65,6 +66,18 @@ int FormatLine(wchar_t* buffer, const wchar_t* format, va_list arguments) {
 SRWLOCK lineLock = SRWLOCK_INIT;
 
 }  // namespace
+
+ConsoleStream::ConsoleStream(std::wostream& stream)
+    : stream_(stream), buffer_(GetStdHandle(STD_OUTPUT_HANDLE)) {
+  const platform::SlimLockGuard guard(lineLock);
+  previous_ = stream_.rdbuf(&buffer_);
+}
+
+ConsoleStream::~ConsoleStream() {
+  const platform::SlimLockGuard guard(lineLock);
+  stream_.flush();
+  stream_.rdbuf(previous_);
+}
 
 void PrintLine(const wchar_t* format, ...) {
   const std::unique_ptr<wchar_t[]> buffer(new wchar_t[kLineSize]());

@@ -2,7 +2,25 @@
 // one line at a time; nothing goes to standard error and there is no log file.
 #pragma once
 
+#include <iosfwd>
 #include <string>
+
+#include "src/frontend/console_stream.h"
+
+// Puts a ConsoleStreamBuffer on standard output behind `stream` for as long as it lives. Other
+// threads may print meanwhile; what they print before and after goes to the stream's own buffer.
+class ConsoleStream {
+ public:
+  explicit ConsoleStream(std::wostream& stream);
+  ~ConsoleStream();
+  ConsoleStream(const ConsoleStream&) = delete;
+  ConsoleStream& operator=(const ConsoleStream&) = delete;
+
+ private:
+  std::wostream& stream_;
+  ConsoleStreamBuffer buffer_;
+  std::wstreambuf* previous_;
+};
 
 // Formats one line with Microsoft's wide printf rules (%s takes a wide string, %hs a narrow one)
 // and writes it with a line end, flushed. An empty result writes nothing at all, not even the line

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "src/platform/text.h"
+
 namespace {
 
 bool IsConsole(HANDLE output) {
@@ -17,15 +19,6 @@ std::wstring WithCarriageReturns(std::wstring_view text) {
     result += character;
   }
   return result;
-}
-
-std::string ToUtf8(std::wstring_view text) {
-  const int length = static_cast<int>(text.size());
-  const int size =
-      WideCharToMultiByte(CP_UTF8, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-  std::string utf8(static_cast<size_t>(size), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text.data(), length, utf8.data(), size, nullptr, nullptr);
-  return utf8;
 }
 
 }  // namespace
@@ -82,7 +75,7 @@ void ConsoleStreamBuffer::WriteConsoleText(std::wstring_view text) {
 }
 
 void ConsoleStreamBuffer::WriteUtf8(std::wstring_view text) {
-  const std::string utf8 = ToUtf8(text);
+  const std::string utf8 = platform::ToCodePage(text, CP_UTF8).value_or("");
   std::string_view rest = utf8;
   while (!rest.empty()) {
     DWORD written = 0;
@@ -91,14 +84,4 @@ void ConsoleStreamBuffer::WriteUtf8(std::wstring_view text) {
     if (!ok || written == 0) return;
     rest.remove_prefix(written);
   }
-}
-
-ConsoleStream::ConsoleStream(std::wostream& stream)
-    : stream_(stream),
-      buffer_(GetStdHandle(STD_OUTPUT_HANDLE)),
-      previous_(stream.rdbuf(&buffer_)) {}
-
-ConsoleStream::~ConsoleStream() {
-  stream_.flush();
-  stream_.rdbuf(previous_);
 }

@@ -4,7 +4,6 @@
 #include <windows.h>
 
 #include <array>
-#include <ostream>
 #include <streambuf>
 #include <string_view>
 
@@ -33,18 +32,4 @@ class ConsoleStreamBuffer : public std::wstreambuf {
   const HANDLE output_;
   const bool isConsole_;
   std::array<wchar_t, 1024> buffer_;
-};
-
-// Puts a ConsoleStreamBuffer on standard output behind `stream` for as long as it lives.
-class ConsoleStream {
- public:
-  explicit ConsoleStream(std::wostream& stream);
-  ~ConsoleStream();
-  ConsoleStream(const ConsoleStream&) = delete;
-  ConsoleStream& operator=(const ConsoleStream&) = delete;
-
- private:
-  std::wostream& stream_;
-  ConsoleStreamBuffer buffer_;
-  std::wstreambuf* const previous_;
 };

@@ -1,7 +1,8 @@
 #include "src/frontend/win32_error.h"
 
 #include <memory>
-#include <string_view>
+
+#include "src/platform/text.h"
 
 namespace Quorvel::Util {
 
@@ -22,17 +23,6 @@ LocalText SystemText(DWORD errorCode) {
   return LocalText(text);
 }
 
-// By the ANSI code page and not by the C library, whose locale stops at the first letter outside
-// ASCII.
-std::string ToNarrow(std::wstring_view text) {
-  const int length = static_cast<int>(text.size());
-  const int size =
-      WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
-  std::string narrow(static_cast<size_t>(size), '\0');
-  WideCharToMultiByte(CP_ACP, 0, text.data(), length, narrow.data(), size, nullptr, nullptr);
-  return narrow;
-}
-
 }  // namespace
 
 Win32Error::Win32Error(const std::string& context, DWORD errorCode)
@@ -44,7 +34,9 @@ const char* Win32Error::what() const noexcept {
   try {
     const LocalText text = SystemText(errorCode_);
     if (!text) return context;
-    message_ = std::string(context) + ": " + ToNarrow(text.get());
+    // By the ANSI code page and not by the C library, whose locale stops at the first letter
+    // outside ASCII.
+    message_ = std::string(context) + ": " + platform::ToCodePage(text.get(), CP_ACP).value_or("");
     return message_.c_str();
   } catch (...) {
     return context;

@@ -7,8 +7,7 @@
 
 namespace platform {
 
-//   for (FileSearch search("c:\\qsf\\*.qsf"); search.Found(); search.Next()) { ... search.Entry()
-//   ... }
+//   for (FileSearch search(pattern); search.Found(); search.Next()) Use(search.Entry());
 class FileSearch {
  public:
   explicit FileSearch(const std::string& pattern)

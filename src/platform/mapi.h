@@ -47,14 +47,6 @@ inline constexpr GUID kIidExchangeManageStore = {
 // OpenProfileSection: open the section even when another program holds it (edkmdb.h's value).
 inline constexpr ULONG kMapiForceAccess = 0x00080000;
 
-// The narrow path of a store's file, in its provider's profile section.
-inline constexpr ULONG kPrPstPathA = PROP_TAG(PT_STRING8, 0x6700);
-
-// The connector's own properties of a service's profile section: the address of the account that
-// owns the root store, and of the one that owns a secondary or an embedded store.
-inline constexpr ULONG kPrRootStoreAddress = PROP_TAG(PT_UNICODE, 0x6646);
-inline constexpr ULONG kPrStoreAddress = PROP_TAG(PT_UNICODE, 0x6650);
-
 // Owner of one MAPI buffer holding a T. MAPI fills it through Put().
 template <typename T>
 class MapiBuffer {

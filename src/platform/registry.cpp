@@ -1,13 +1,12 @@
 #include "src/platform/registry.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace platform {
 
 std::wstring RegistryValue::Text() const {
   std::wstring text(bytes.size() / sizeof(wchar_t), L'\0');
-  std::memcpy(text.data(), bytes.data(), text.size() * sizeof(wchar_t));
+  std::copy_n(bytes.begin(), text.size() * sizeof(wchar_t), reinterpret_cast<BYTE*>(text.data()));
   text.erase(std::find(text.begin(), text.end(), L'\0'), text.end());
   return text;
 }

@@ -25,22 +25,22 @@ void UpperAscii(std::wstring& text) {
   }
 }
 
-std::optional<std::string> ToThreadCodePage(const std::wstring& text) {
-  // Two bytes for each character: no ANSI code page needs more.
-  std::string narrow((text.size() + 1) * 2, '\0');
-  const int written = WideCharToMultiByte(CP_THREAD_ACP, 0, text.c_str(), -1, narrow.data(),
-                                          static_cast<int>(narrow.size()), nullptr, nullptr);
-  if (written <= 0) return std::nullopt;
-  narrow.resize(static_cast<size_t>(written) - 1);
+std::optional<std::string> ToCodePage(std::wstring_view text, unsigned codePage) {
+  if (text.empty()) return std::string();
+  const int length = static_cast<int>(text.size());
+  const int size =
+      WideCharToMultiByte(codePage, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+  if (size <= 0) return std::nullopt;
+  std::string narrow(static_cast<size_t>(size), '\0');
+  WideCharToMultiByte(codePage, 0, text.data(), length, narrow.data(), size, nullptr, nullptr);
   return narrow;
 }
 
-std::wstring FromThreadCodePage(const std::string& text) {
+std::wstring FromCodePage(std::string_view text, unsigned codePage) {
   // No character takes less than a byte.
   std::wstring wide(text.size(), L'\0');
-  const int written =
-      MultiByteToWideChar(CP_THREAD_ACP, 0, text.data(), static_cast<int>(text.size()), wide.data(),
-                          static_cast<int>(wide.size()));
+  const int written = MultiByteToWideChar(codePage, 0, text.data(), static_cast<int>(text.size()),
+                                          wide.data(), static_cast<int>(wide.size()));
   wide.resize(static_cast<size_t>(written));
   return wide;
 }

@@ -25,11 +25,12 @@ std::basic_string_view<Char> FileNamePart(std::basic_string_view<Char> path) {
   return backslash == path.npos ? path : path.substr(backslash + 1);
 }
 
-// `text` in the calling thread's ANSI code page. Characters that the code page lacks come out as
-// its replacement character; the result is empty only when the system refuses the conversion.
-std::optional<std::string> ToThreadCodePage(const std::wstring& text);
+// `text` in a code page (CP_THREAD_ACP, CP_ACP, CP_UTF8, ...). Characters that the code page lacks
+// come out as its replacement character; nothing comes back only when the system refuses the
+// conversion.
+std::optional<std::string> ToCodePage(std::wstring_view text, unsigned codePage);
 
-// The wide text of `text`, which is in the calling thread's ANSI code page.
-std::wstring FromThreadCodePage(const std::string& text);
+// The wide text of `text`, which is in that code page.
+std::wstring FromCodePage(std::string_view text, unsigned codePage);
 
 }  // namespace platform

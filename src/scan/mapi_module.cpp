@@ -157,9 +157,9 @@ std::string InitMAPIDir() {
 
 std::wstring GetMapiModuleFullPath() {
   constexpr const char* kFunction = "GetMapiModuleFullPath";
-  const std::string directory = InitMAPIDir();
-  if (VerboseOutput) PrintLine(L"%hs InitMAPIDir returned '%hs'", kFunction, directory.c_str());
-  std::wstring path = platform::FromThreadCodePage(directory) + L"\\mspst32.dll";
+  const std::wstring directory = platform::FromCodePage(InitMAPIDir(), CP_ACP);
+  if (VerboseOutput) PrintLine(L"%hs InitMAPIDir returned '%s'", kFunction, directory.c_str());
+  std::wstring path = directory + L"\\mspst32.dll";
   if (VerboseOutput) PrintLine(L"%hs Testing module name '%s'", kFunction, path.c_str());
   if (FileExists(path)) return path;
 

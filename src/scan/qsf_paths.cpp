@@ -4,10 +4,12 @@
 #include <cstring>
 #include <exception>
 #include <string_view>
+#include <utility>
 
 #include "src/frontend/console.h"
 #include "src/frontend/user_break.h"
 #include "src/platform/registry.h"
+#include "src/platform/text.h"
 #include "src/scan/outlook_version.h"
 
 namespace {
@@ -68,9 +70,9 @@ void CollectPath(HKEY profile, const std::wstring& sectionName, bool rootOnly, b
   section.Open(profile, sectionName.c_str(), KEY_ALL_ACCESS);
   if (!BelongsToConnector(section, rootOnly)) return;
   if (markedOnly && !IsMarked(section)) return;
-  const auto path = section.Read(kStorePathValue);
-  if (!path || path->Text().empty()) return;
-  paths.push_back(path->Text());
+  const auto value = section.Read(kStorePathValue);
+  std::wstring path = value ? value->Text() : std::wstring();
+  if (!path.empty()) paths.push_back(std::move(path));
 }
 
 void CollectPaths(const RegistryKey& profile, bool rootOnly, bool markedOnly,
@@ -106,7 +108,8 @@ std::vector<std::wstring> getQsfPaths(const std::wstring& profileName, int rootO
       PrintLine(L"%hs. opening key %ls returned error %#010x", kFunction, keyPath.c_str(), error);
     }
   } catch (const std::exception& exception) {
-    PrintLine(L"%hs: caught %hs", kFunction, exception.what());
+    PrintLine(L"%hs: caught %s", kFunction,
+              platform::FromCodePage(exception.what(), CP_ACP).c_str());
   }
   return paths;
 }

@@ -20,6 +20,14 @@ constexpr char kRootService[] = "LSMS";
 constexpr char kSecondaryService[] = "LSMS_Secondary";
 constexpr char kEmbeddedService[] = "LSMS_Embedded";
 
+// The narrow path of a store's file, in its provider's profile section.
+constexpr ULONG kPrPstPathA = PROP_TAG(PT_STRING8, 0x6700);
+
+// The connector's own properties of a service's profile section: the address of the account that
+// owns the root store, and of the one that owns a secondary or an embedded store.
+constexpr ULONG kPrRootStoreAddress = PROP_TAG(PT_UNICODE, 0x6646);
+constexpr ULONG kPrStoreAddress = PROP_TAG(PT_UNICODE, 0x6650);
+
 constexpr ULONG kServiceName = PROP_TAG(PT_STRING8, PROP_ID(PR_SERVICE_NAME));
 constexpr ULONG kSectionFlags = platform::kMapiForceAccess | MAPI_MODIFY;
 
@@ -72,7 +80,7 @@ MAPIUID UidOf(const SPropValue& value) {
   MAPIUID uid = {};
   if (PROP_TYPE(value.ulPropTag) != PT_BINARY) return uid;
   const auto bytes = platform::BinaryOf(value);
-  std::memcpy(&uid, bytes.data(), std::min(bytes.size(), sizeof(uid)));
+  std::copy_n(bytes.begin(), std::min(bytes.size(), sizeof(uid)), uid.ab);
   return uid;
 }
 
@@ -146,9 +154,8 @@ CacheLoader::Outcome CacheLoader::ReadEmail(IProfSect* serviceSection, const cha
                                             std::wstring& email) {
   const bool isRoot = _stricmp(serviceName, kRootService) == 0;
   MapiBuffer<SPropValue> address;
-  status_ = HrGetOneProp(serviceSection,
-                         isRoot ? platform::kPrRootStoreAddress : platform::kPrStoreAddress,
-                         address.Put());
+  status_ =
+      HrGetOneProp(serviceSection, isRoot ? kPrRootStoreAddress : kPrStoreAddress, address.Put());
   if (FAILED(status_)) return Outcome::kSkipService;
   email = address->Value.lpszW;
   platform::LowerAscii(email);
@@ -179,7 +186,7 @@ CacheLoader::Outcome CacheLoader::ReadProvider(MAPIUID providerUid, Draft draft)
   status_ = serviceAdmin_->OpenProfileSection(&providerUid, nullptr, kSectionFlags, &section);
   if (Failed(L"%hs: OpenProfileSection on provider table failed : 0x%x")) return Outcome::kEndLoad;
 
-  auto tags = platform::MakePropTags(PR_ENTRYID, platform::kPrPstPathA);
+  auto tags = platform::MakePropTags(PR_ENTRYID, kPrPstPathA);
   ULONG count = 0;
   MapiBuffer<SPropValue> properties;
   status_ = section->GetProps(tags.Get(), 0, &count, properties.Put());
@@ -221,7 +228,7 @@ CacheLoader::Outcome CacheLoader::AddEmbeddedStore(Draft draft, EntryIdBytes ent
 
 CacheLoader::Outcome CacheLoader::AddFileStore(Draft draft, EntryIdBytes entryId,
                                                const SPropValue& path) {
-  if (path.ulPropTag != platform::kPrPstPathA) {
+  if (path.ulPropTag != kPrPstPathA) {
     PrintLine(L"%hs: Failed to get PR_PST_PATH for the store '%s' : 0x%x", kFunction,
               draft.email.c_str(), path.Value.err);
     return Outcome::kSkipService;

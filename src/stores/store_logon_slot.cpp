@@ -1,6 +1,7 @@
 #include "src/stores/store_logon_slot.h"
 
 #include <array>
+#include <new>
 #include <optional>
 
 #include "src/frontend/console.h"
@@ -38,11 +39,10 @@ HRESULT LogOn(const StoreLogonSlot& slot, Logon& logon) {
 }
 
 // Opening a mailbox whose store does not exist makes the connector create it.
-HRESULT OpenUserStore(StoreLogonSlot& slot, const Logon& logon) {
-  std::optional<std::string> userName = platform::ToThreadCodePage(slot.userName);
+HRESULT OpenUserStore(StoreLogonSlot& slot, const Logon& logon, MapiBuffer<ENTRYID>& entryId) {
+  std::optional<std::string> userName = platform::ToCodePage(slot.userName, CP_THREAD_ACP);
   char noStoreDn[] = "";
   ULONG entryIdSize = 0;
-  MapiBuffer<ENTRYID> entryId;
   HRESULT hr = logon.manageStore->CreateStoreEntryID(
       noStoreDn, userName ? userName->data() : nullptr, 0, &entryIdSize, entryId.Put());
   if (FAILED(hr)) {
@@ -108,8 +108,9 @@ HRESULT OpenSearchFolder(const StoreLogonSlot& slot, IMAPIFolder* root) {
 
 // The first failure is the job's result; the steps behind it are left out.
 HRESULT DoJob(StoreLogonSlot& slot, Logon& logon) {
+  MapiBuffer<ENTRYID> entryId;
   HRESULT hr = LogOn(slot, logon);
-  if (SUCCEEDED(hr)) hr = OpenUserStore(slot, logon);
+  if (SUCCEEDED(hr)) hr = OpenUserStore(slot, logon, entryId);
   if (FAILED(hr) || !slot.checkMode) return hr;
 
   ComPtr<IMAPIFolder> root;
@@ -122,7 +123,11 @@ HRESULT DoJob(StoreLogonSlot& slot, Logon& logon) {
 void RunJob(StoreLogonSlot& slot) {
   ResetEvent(slot.go.Get());
   Logon logon;
-  slot.result = DoJob(slot, logon);
+  try {
+    slot.result = DoJob(slot, logon);
+  } catch (const std::bad_alloc&) {
+    slot.result = E_OUTOFMEMORY;
+  }
   SetEvent(slot.ready.Get());
 }
 

@@ -97,14 +97,4 @@ TEST(ConsoleStreamBuffer, AClosedPipeDoesNotStopTheStream) {
   EXPECT_TRUE(stream.good());
 }
 
-TEST(ConsoleStream, GivesTheOldBufferBack) {
-  std::wostream stream(nullptr);
-  std::wstreambuf* const old = stream.rdbuf();
-  {
-    const ConsoleStream console(stream);
-    EXPECT_NE(stream.rdbuf(), old);
-  }
-  EXPECT_EQ(stream.rdbuf(), old);
-}
-
 }  // namespace

@@ -97,4 +97,14 @@ TEST(PrintLine, LinesOfManyThreadsNeverMix) {
   EXPECT_TRUE(all == expected);
 }
 
+TEST(ConsoleStream, GivesTheOldBufferBack) {
+  std::wostream stream(nullptr);
+  std::wstreambuf* const old = stream.rdbuf();
+  {
+    const ConsoleStream console(stream);
+    EXPECT_NE(stream.rdbuf(), old);
+  }
+  EXPECT_EQ(stream.rdbuf(), old);
+}
+
 }  // namespace

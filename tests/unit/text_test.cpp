@@ -36,19 +36,25 @@ TEST(FileNamePart, WithoutABackslashIsTheWholePath) {
   EXPECT_EQ(FileNamePart(std::string_view("")), "");
 }
 
-TEST(ToThreadCodePage, ConvertsWhatTheCodePageHolds) {
-  EXPECT_EQ(ToThreadCodePage(L"ann@example.com"), "ann@example.com");
-  EXPECT_EQ(ToThreadCodePage(L""), "");
+TEST(ToCodePage, ConvertsWhatTheCodePageHolds) {
+  EXPECT_EQ(ToCodePage(L"ann@example.com", CP_THREAD_ACP), "ann@example.com");
+  EXPECT_EQ(ToCodePage(L"\u00FC\u20AC", 1252), "\xFC\x80");
+  EXPECT_EQ(ToCodePage(L"", CP_THREAD_ACP), "");
 }
 
-TEST(ToThreadCodePage, ConvertsLongNamesWhole) {
-  const std::wstring name(5000, L'a');
-  EXPECT_EQ(ToThreadCodePage(name), std::string(5000, 'a'));
+TEST(ToCodePage, ConvertsLongNamesWhole) {
+  EXPECT_EQ(ToCodePage(std::wstring(5000, L'a'), CP_THREAD_ACP), std::string(5000, 'a'));
+  EXPECT_EQ(ToCodePage(std::wstring(5000, L'\u4E2D'), CP_UTF8)->size(), 15000u);
 }
 
-TEST(ToThreadCodePage, ReplacesWhatTheCodePageLacks) {
-  if (GetACP() == CP_UTF8) GTEST_SKIP() << "this system's code page holds every character";
-  EXPECT_EQ(ToThreadCodePage(L"a\u4E2Db"), "a?b");
+TEST(ToCodePage, ReplacesWhatTheCodePageLacks) { EXPECT_EQ(ToCodePage(L"a\u4E2Db", 1252), "a?b"); }
+
+TEST(ToCodePage, SaysWhenTheSystemRefuses) { EXPECT_FALSE(ToCodePage(L"a", 99999)); }
+
+TEST(FromCodePage, GivesTheCharactersOfTheCodePage) {
+  EXPECT_EQ(FromCodePage("\xFC\x80.qsf", 1252), L"\u00FC\u20AC.qsf");
+  EXPECT_EQ(FromCodePage("\xE4\xB8\xAD", CP_UTF8), L"\u4E2D");
+  EXPECT_EQ(FromCodePage("", 1252), L"");
 }
 
 }  // namespace
