@@ -17,7 +17,8 @@
 //
 // `text` may stand in double quotes. By default an injected failure sets pointer out-parameters
 // to zero, as COM asks of every failing call; poisoned ones crash a caller who uses or releases
-// them. lab/README.md lists the operations, among them the pseudo operations that replace a single value by an error.
+// them. lab/README.md lists the operations, among them the pseudo operations that replace a single
+// value by an error.
 #pragma once
 
 #include <cstdint>
