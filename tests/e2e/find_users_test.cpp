@@ -324,6 +324,16 @@ TEST_F(FindUsersTest, SwitchesMayComeInAnyOrder) {
             Shown("ann"));
 }
 
+TEST_F(FindUsersTest, AProfileSwitchWithNothingBehindItChangesNothing) {
+  Add(L"ann");
+  EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"ann", L"-p"}), Shown("ann"));
+}
+
+TEST_F(FindUsersTest, WhatFollowsTheProfileSwitchIsItsValueAndNoSwitch) {
+  lab::Profile(L"-v").AddSecondaryStore(L"ann@example.com", StorePath(L"ann.qsf"));
+  EXPECT_EQ(Run({L"-findUsers", L"-p", L"-v", L"-e", L"ann"}), Shown("ann"));
+}
+
 TEST_F(FindUsersTest, VerboseShowsTheHandlerAndTheEnd) {
   Add(L"ann");
   EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"ann", L"-v"}),
