@@ -549,26 +549,39 @@ TEST_F(StoreLogonTest, CtrlCBeforeAnEmptyCheckChangesNothing) {
   ExpectPause();
 }
 
-// What is left of the time beside the stores' own: a check of 100 stores of 50 ms each on five
-// threads, against the 1000 ms that it takes at the least.
+// What the dispatching adds to the stores' own time: a check of 100 stores of 50 ms each on five
+// threads, against the 1000 ms that these take at the least.
 class StoreLogonSpeedTest : public StoreLogonTest {
  protected:
-  static constexpr milliseconds kIdeal{100 * 50 / 5};
+  static constexpr std::chrono::microseconds kIdeal = milliseconds(100 * 50 / 5);
+  static constexpr std::chrono::microseconds kBar = kIdeal * 11 / 10;
+  // What the lab needs for an open of 50 ms on a machine that has nothing else to do, at the most.
+  static constexpr std::chrono::microseconds kQuietOpen{51000};
 
-  // From the first call for a store to the end of the last open.
-  std::chrono::microseconds DispatchTime() {
+  struct Measured {
+    std::chrono::microseconds
+        dispatch;  // from the first call for a store to the end of the last open
+    std::chrono::microseconds meanOpen;
+  };
+
+  Measured Measure() {
     ClearJournal();
-    const RunResult result = Check({L"-e", L"user"});
-    EXPECT_EQ(CountLines(result.output, kAllOk), 1);
+    EXPECT_EQ(CountLines(Check({L"-e", L"user"}).output, kAllOk), 1);
     const Entries opens = WorkerCalls("IMAPISession::OpenMsgStore");
     EXPECT_EQ(opens.size(), 100U);
+    uint64_t start = UINT64_MAX;
+    for (const auto& logon : WorkerCalls("MAPILogonEx")) start = std::min(start, logon.startMicros);
     uint64_t end = 0;
-    for (const auto& open : opens) end = std::max(end, open.endMicros);
-    uint64_t start = end;
-    for (const auto& logon : WorkerCalls("MAPILogonEx")) {
-      start = std::min(start, logon.startMicros);
+    uint64_t sum = 0;
+    for (const auto& open : opens) {
+      end = std::max(end, open.endMicros);
+      sum += open.endMicros - open.startMicros;
     }
-    return std::chrono::microseconds(end - start);
+    const Measured measured = {std::chrono::microseconds(end - start),
+                               std::chrono::microseconds(sum / opens.size())};
+    std::cout << "dispatch phase: " << measured.dispatch.count() << " us, ideal " << kIdeal.count()
+              << " us; mean open: " << measured.meanOpen.count() << " us\n";
+    return measured;
   }
 };
 
@@ -576,15 +589,13 @@ TEST_F(StoreLogonSpeedTest, HundredStoresTakeATenthMoreThanTheIdealAtMost) {
   AddRoot();
   AddStores(L"user", 100);
   Faults().DelayMatching("IMAPISession::OpenMsgStore", L"user", 50);
+  Measured measured = Measure();
   // A second try, for a machine that was busy with something else.
-  std::chrono::microseconds best = DispatchTime();
-  std::cout << "dispatch phase: " << best.count() << " us, ideal " << kIdeal.count() << " ms\n";
-  if (best > kIdeal * 11 / 10) {
-    const std::chrono::microseconds again = DispatchTime();
-    std::cout << "dispatch phase, again: " << again.count() << " us\n";
-    best = std::min(best, again);
+  if (measured.dispatch > kBar) measured = Measure();
+  if (measured.dispatch > kBar && measured.meanOpen > kQuietOpen) {
+    GTEST_SKIP() << "the machine is too busy: what sleeps for 50 ms takes much more";
   }
-  EXPECT_LE(best, kIdeal * 11 / 10);
+  EXPECT_LE(measured.dispatch, kBar);
 }
 
 }  // namespace
