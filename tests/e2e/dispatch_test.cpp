@@ -1,0 +1,222 @@
+// From the command line to one command: what counts as a command word, which of several runs, and
+// what Ctrl+C does to it.
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+
+#include "lab/common/installation.h"
+#include "tests/e2e/command_lab_test.h"
+#include "tests/e2e/usage_text.h"
+
+namespace e2e {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+class DispatchTest : public CommandLabTest {
+ protected:
+  // A profile with one store of a file of its own.
+  lab::Profile MakeProfile(const std::wstring& name) const {
+    const lab::Profile profile(name);
+    profile.AddSecondaryStore(L"ann@example.com", StorePath(name + L".qsf"));
+    return profile;
+  }
+};
+
+// Command words.
+
+struct WordCase {
+  std::wstring word;
+  std::string screen;
+};
+
+std::ostream& operator<<(std::ostream& stream, const WordCase& value) {
+  return stream << ToUtf8(value.word);
+}
+
+class AnyCaseTest : public DispatchTest, public ::testing::WithParamInterface<WordCase> {};
+
+TEST_P(AnyCaseTest, IsTheCommand) { EXPECT_EQ(Run({L"-h", GetParam().word}), GetParam().screen); }
+
+INSTANTIATE_TEST_SUITE_P(Words, AnyCaseTest,
+                         ::testing::Values(WordCase{L"-CHECKQSF", CheckQsfUsage()},
+                                           WordCase{L"-scanqsf", ScanQsfUsage()},
+                                           WordCase{L"-CompactQSF", CompactQsfUsage()},
+                                           WordCase{L"-pURGEqSF", PurgeQsfUsage()},
+                                           WordCase{L"-LISTAGENTS", ListAgentsUsage()},
+                                           WordCase{L"-assignagents", AssignAgentsUsage()},
+                                           WordCase{L"-ListServers", ListServersUsage()},
+                                           WordCase{L"-FINDusers", FindUsersUsage()}),
+                         [](const auto& test) { return ToUtf8(test.param.word).substr(1); });
+
+TEST_F(DispatchTest, ListServersInCapitalsRuns) { EXPECT_EQ(Run({L"-LISTSERVERS"}), NoDatabase()); }
+
+class NoCommandTest : public DispatchTest, public ::testing::WithParamInterface<LineCase> {};
+
+TEST_P(NoCommandTest, ShowsTheGeneralScreen) {
+  EXPECT_EQ(Run(GetParam().words), GeneralUsage());
+  EXPECT_FALSE(MapiWasTouched());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, NoCommandTest,
+    ::testing::Values(
+        LineCase{"Nonsense", {L"nonsense"}}, LineCase{"Empty", {L""}},
+        LineCase{"Blanks", {L"", L" ", L"-"}}, LineCase{"NoDash", {L"checkQsf"}},
+        LineCase{"TwoDashes", {L"--checkQsf"}}, LineCase{"Slash", {L"/checkQsf"}},
+        LineCase{"LetterMissing", {L"-checkQs"}}, LineCase{"LetterTooMany", {L"-checkQsfs"}},
+        LineCase{"BlankBefore", {L" -checkQsf"}}, LineCase{"BlankBehind", {L"-findUsers "}},
+        LineCase{"TwoArguments", {L"-check", L"Qsf"}}, LineCase{"LineEndInside", {L"-find\nUsers"}},
+        // Letters that only look like, or fold to, those of a word.
+        LineCase{"KelvinSign", {L"-chec\u212aQsf"}}, LineCase{"LongS", {L"-find\u017fers"}},
+        LineCase{"DottedI", {L"-L\u0130STSERVERS"}},
+        // Nothing reads "-v" here.
+        LineCase{"OnlyVerbose", {L"-v"}},
+        LineCase{"OnlySwitches", {L"-p", L"Main", L"-e", L"ann", L"-c", L"-v"}},
+        LineCase{"LongArgument", {std::wstring(5000, L'-')}},
+        LineCase{"ManyArguments", Words(500, L"-nothing")}),
+    kByName);
+
+// The help switch.
+
+class NoHelpTest : public DispatchTest, public ::testing::WithParamInterface<LineCase> {};
+
+TEST_P(NoHelpTest, IsPassedOver) {
+  EXPECT_EQ(Run(Words{L"-listServers"} + GetParam().words), NoDatabase());
+  EXPECT_EQ(Run(GetParam().words + Words{L"-listServers"}), NoDatabase());
+}
+
+INSTANTIATE_TEST_SUITE_P(Switches, NoHelpTest,
+                         ::testing::Values(LineCase{"UpperCase", {L"-H"}},
+                                           LineCase{"Word", {L"-help"}},
+                                           LineCase{"TwoDashes", {L"--h"}},
+                                           LineCase{"Slash", {L"/h"}}, LineCase{"NoDash", {L"h"}},
+                                           LineCase{"BlankBehind", {L"-h "}},
+                                           LineCase{"WithAnother", {L"-hc"}}),
+                         kByName);
+
+TEST_F(DispatchTest, HelpIsSeenAlsoWhereItIsAValue) {
+  EXPECT_EQ(Run({L"-checkQsf", L"-p", L"-h"}), CheckQsfUsage());
+  EXPECT_EQ(Run({L"-listAgents", L"-s", L"-h"}), ListAgentsUsage());
+  EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"ann", L"-h"}), FindUsersUsage());
+  EXPECT_EQ(Run({L"-p", L"-h"}), GeneralUsage());
+}
+
+// Priority.
+
+TEST_F(DispatchTest, OfTwoCommandsTheFirstOfTheTableIsTaken) {
+  const std::vector<CommandWord>& words = CommandWords();
+  for (size_t first = 0; first < words.size(); ++first) {
+    for (size_t second = first + 1; second < words.size(); ++second) {
+      SCOPED_TRACE(ToUtf8(words[first].word) + std::string(" ") + ToUtf8(words[second].word));
+      EXPECT_EQ(Run({words[second].word, L"-h", words[first].word}),
+                words[first].usage("qrvadmin"));
+    }
+  }
+}
+
+TEST_F(DispatchTest, TheOrderOnTheLineIsOfNoMatter) {
+  EXPECT_EQ(Run({L"-listServers", L"-checkQsf"}), CheckQsfUsage());
+  EXPECT_EQ(Run({L"-checkQsf", L"-listServers"}), CheckQsfUsage());
+  EXPECT_EQ(Run({L"-findUsers", L"-listServers"}), NoDatabase());
+  EXPECT_EQ(Run({L"-listServers", L"-findUsers"}), NoDatabase());
+}
+
+TEST_F(DispatchTest, AgentCommandsComeBeforeTheServers) {
+  EXPECT_EQ(Run({L"-listServers", L"-listAgents"}), ListAgentsUsage());
+  EXPECT_EQ(Run({L"-listServers", L"-assignAgents"}), AssignAgentsUsage());
+  EXPECT_EQ(Run({L"-assignAgents", L"-listAgents"}), ListAgentsUsage());
+}
+
+TEST_F(DispatchTest, OnlyOneOfSeveralCommandsRuns) {
+  MakeProfile(L"Main");
+  EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"ann", L"-listServers", L"-purgeQsf"}),
+            Text({"No unused QSFs found"}));
+}
+
+TEST_F(DispatchTest, AWordTwiceRunsOnce) {
+  EXPECT_EQ(Run({L"-listServers", L"-LISTSERVERS"}), NoDatabase());
+}
+
+TEST_F(DispatchTest, AWordThatIsAValueCountsToo) {
+  EXPECT_EQ(Run({L"-findUsers", L"-p", L"-listServers", L"-e", L"ann"}), NoDatabase());
+  EXPECT_EQ(Run({L"-listServers", L"-p", L"-FINDUSERS"}), NoDatabase());
+  EXPECT_EQ(Run({L"-p", L"-findUsers"}), FindUsersUsage());
+}
+
+TEST_F(DispatchTest, AWordThatIsAValueIsTheValueToo) {
+  EXPECT_EQ(Run({L"-findUsers", L"-p", L"-checkQsf", L"-e", L"ann"}),
+            NoProfile("CheckQsf") + Text({"Done"}));
+  EXPECT_EQ(ArgumentsOf("IProfAdmin::AdminServices", "profile"),
+            std::vector<std::string>{"-checkQsf"});
+}
+
+// What the commands that know no "-v" do with it.
+
+TEST_F(DispatchTest, ListServersIgnoresVerbose) {
+  EXPECT_EQ(Run({L"-listServers", L"-v"}), NoDatabase());
+}
+
+// Ctrl+C.
+
+TEST_F(DispatchTest, CtrlCIsToldAndTheProgramGoesOnUntilTheCommandLooks) {
+  MakeProfile(L"Main").AddRootStore(L"bes@example.com", StorePath(L"root.qsf"));
+  Faults().DelayEach("HrQueryAllRows@MsgServiceTable", 1500);
+  RunningProgram program = StartAdmin({L"-checkQsf", L"-p", L"Main", L"-v", L"-c"});
+  ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed.\r\n"));
+  ASSERT_TRUE(program.SendCtrlC());
+  const RunResult result = program.Wait();
+  EXPECT_EQ(result.output, Text({
+                               "The Control Handler is installed.",
+                               "*User Break",
+                               "CheckQsf: Checking 2 MAPI stores...",
+                               "CheckQsf: LogonToStores failed : 0x80040113",
+                               "Done",
+                               "Exiting.",
+                           }));
+  EXPECT_EQ(result.exitCode, 0U);
+  EXPECT_EQ(Calls("MAPIUninitialize").size(), Calls("MAPIInitialize").size());
+}
+
+TEST_F(DispatchTest, EveryCtrlCIsTold) {
+  MakeProfile(L"Main");
+  Faults().DelayEach("HrQueryAllRows@MsgServiceTable", 4000);
+  RunningProgram program = StartAdmin({L"-findUsers", L"-v", L"-p", L"Main", L"-e", L"nobody"});
+  ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed.\r\n"));
+  ASSERT_TRUE(program.SendCtrlC());
+  ASSERT_TRUE(program.WaitForOutput("*User Break\r\n"));
+  ASSERT_TRUE(program.SendCtrlC());
+  EXPECT_EQ(program.Wait().output,
+            Text({"The Control Handler is installed.", "*User Break", "*User Break", "Exiting."}));
+}
+
+// The handler is in the process as often as it was installed.
+TEST_F(DispatchTest, CtrlCIsToldOnceThoughTheHandlerIsInstalledTwice) {
+  MakeProfile(L"Main");
+  Faults().DelayEach("HrQueryAllRows@MsgServiceTable", 1500);
+  RunningProgram program = StartAdmin({L"-compactQsf", L"-v", L"-p", L"Main", L"-e", L"nobody"});
+  const std::string installed =
+      Text({"The Control Handler is installed.", "The Control Handler is installed."});
+  ASSERT_TRUE(program.WaitForOutput(installed));
+  ASSERT_TRUE(program.SendCtrlC());
+  EXPECT_EQ(program.Wait().output, installed + Text({"*User Break", "Exiting."}));
+}
+
+TEST_F(DispatchTest, CtrlCBeforeTheCommandHasInstalledItsHandlerEndsTheProgram) {
+  AllowLeaks();
+  Faults().DelayEach("MAPIInitialize", 20000);
+  RunningProgram program = StartAdmin({L"-findUsers", L"-p", L"Main", L"-e", L"ann"});
+  // It may take a moment until the program can be reached.
+  for (int attempt = 0; attempt < 50 && program.IsRunning(); ++attempt) {
+    program.SendCtrlC();
+    Sleep(200);
+  }
+  const RunResult result = program.Wait(milliseconds(1000));
+  EXPECT_EQ(result.output, "");
+  EXPECT_LT(result.elapsed, seconds(15));
+}
+
+}  // namespace
+}  // namespace e2e
