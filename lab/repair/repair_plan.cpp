@@ -90,6 +90,7 @@ struct Option {
 };
 
 const Option kOptions[] = {
+    {"start-time", &RepairOptions::startTime},
     {"window", &RepairOptions::window},
     {"window-delay", &RepairOptions::windowDelay},
     {"start-edit", &RepairOptions::startEdit},

@@ -41,6 +41,7 @@ enum class ResultEdit { kByOutcome, kAlways, kNever };
 // Times are milliseconds. Defaults make an ordinary tool that takes no time.
 struct RepairOptions {
   // Its start. These and `lifetime` are taken from the plan's head, before the file is known.
+  uint32_t startTime = 0;    // the process is busy so long before it is idle
   bool window = true;        // false: no window at all, the process stays
   uint32_t windowDelay = 0;  // the main window comes so long after the process is idle
   bool startEdit = true;     // the first page has its edit field

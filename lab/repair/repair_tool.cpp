@@ -47,6 +47,7 @@ RepairTool::RepairTool(RepairPlan plan) : plan_(std::move(plan)), options_(plan_
 
 int RepairTool::Run() {
   if (options_.death == RepairDeath::kAtStart) Die();
+  Sleep(options_.startTime);
   if (options_.lifetime != 0) RunAfter(options_.lifetime, [] { Die(); });
   if (options_.window && options_.windowDelay == 0) OpenMainWindow();
   if (options_.window && options_.windowDelay != 0) {
@@ -274,7 +275,8 @@ void RepairTool::OnMinorAnswer(ToolCommand command) {
 
 void RepairTool::ShowErrorBox(const std::wstring& text) {
   state_ = State::kResult;
-  const std::wstring& shown = options_.errorText.empty() ? text : options_.errorText;
+  const std::wstring& usual = text.empty() ? L"The file " + path_ + L" cannot be scanned." : text;
+  const std::wstring& shown = options_.errorText.empty() ? usual : options_.errorText;
   Page page;
   for (uint32_t count = 0; count < options_.errorStatics; ++count) {
     page.push_back(count == 0 ? Picture() : Text(count == 1 ? shown : path_));

@@ -40,7 +40,7 @@ const char* NameOf(UINT message) {
   return nullptr;
 }
 
-// While one lives, the tool itself reads or writes a window's text.
+// While one lives, the tool itself does something to a window.
 class OwnCall {
  public:
   OwnCall() { ++depth; }
@@ -54,7 +54,10 @@ class OwnCall {
   static inline int depth = 0;
 };
 
-bool IsSent() { return (InSendMessageEx(nullptr) & ISMEX_SEND) != 0; }
+// Set while posted messages are handled within a sent one.
+bool g_handlesPosted = false;
+
+bool IsSent() { return !g_handlesPosted && (InSendMessageEx(nullptr) & ISMEX_SEND) != 0; }
 
 // The system's own code reads and writes texts as well, in the tool's thread. Clicks and WM_CLOSE
 // never come from the tool.
@@ -118,9 +121,11 @@ WNDPROC ClassProcedure(HWND window) {
 // Handles the clicks that were posted before what is being handled now.
 void HandlePostedClicks() {
   MSG message = {};
+  g_handlesPosted = true;
   while (PeekMessageW(&message, nullptr, WM_MOUSEFIRST, WM_MOUSELAST, PM_REMOVE)) {
     DispatchMessageW(&message);
   }
+  g_handlesPosted = false;
 }
 
 }  // namespace
@@ -253,6 +258,7 @@ void ToolWindow::PutBehind(HWND other) {
 
 void ToolWindow::Close() {
   if (window_ == nullptr) return;
+  const OwnCall own;
   // Before the window goes, so that the owner and no other program's window comes to the front.
   if (owner_ != nullptr) EnableWindow(owner_->window_, TRUE);
   DestroyWindow(window_);

@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "lab/common/qsf_file.h"
+#include "lab/common/text.h"
+#include "lab/repair/repair_control.h"
+#include "lab/repair/store_check.h"
+#include "lab/stub/stub_plan.h"
+
+namespace lab {
+namespace {
+
+std::wstring TemporaryFile(const wchar_t* name) {
+  wchar_t directory[MAX_PATH] = L"";
+  GetTempPathW(MAX_PATH, directory);
+  return directory + std::to_wstring(GetCurrentProcessId()) + name;
+}
+
+// A store file that goes away with its backup.
+class StoreFile {
+ public:
+  StoreFile() {
+    QsfContent content;
+    content.main.owner = L"ann@example.com";
+    content.messageSizes = {512, 512};
+    WriteQsf(path_, content);
+  }
+  explicit StoreFile(QsfDamage damage) : StoreFile() { DamageQsf(path_, damage); }
+  StoreFile(const StoreFile&) = delete;
+  StoreFile& operator=(const StoreFile&) = delete;
+  ~StoreFile() {
+    DeleteFileW(path_.c_str());
+    DeleteFileW(BackupPathOf(path_).c_str());
+  }
+  const std::wstring& Path() const { return path_; }
+
+ private:
+  const std::wstring path_ = TemporaryFile(L"ann.qsf");
+};
+
+TEST(RepairPlan, ComesBackAsItWasWritten) {
+  RepairPlan plan;
+  plan.options.scanTime = 3000;
+  plan.options.afterCancel = AfterCancel::kContinue;
+  RepairOptions& ann = plan.AddFile(L"ann \"x\".qsf");
+  ann.errorText = L"Disk \u20AC on fire.";
+  ann.window = false;
+  RepairPlan back;
+  ASSERT_TRUE(back.Parse(plan.Format()));
+  EXPECT_EQ(back.options, plan.options);
+  EXPECT_EQ(back.For(L"C:\\qsf\\ANN \"x\".QSF"), ann);
+}
+
+TEST(RepairPlan, BlockStartsAsTheHeadAndLeavesOtherFilesAlone) {
+  RepairPlan plan;
+  ASSERT_TRUE(plan.Parse("# slow\nscan-time 100\nfile ann\noutcome errors\n"));
+  EXPECT_EQ(plan.For(L"C:\\ann.qsf").scanTime, 100u);
+  EXPECT_EQ(plan.For(L"C:\\ann.qsf").outcome, RepairOutcome::kErrors);
+  EXPECT_EQ(plan.For(L"C:\\bob.qsf").outcome, RepairOutcome::kFromFile);
+}
+
+TEST(RepairPlan, NamesTheLineThatIsNoOption) {
+  for (const char* line : {"outcome nonsense", "scan-time -1", "scan-time", "unknown 1"}) {
+    RepairPlan plan;
+    std::string error;
+    EXPECT_FALSE(plan.Parse("window yes\n" + std::string(line) + "\n", &error));
+    EXPECT_EQ(error, line);
+  }
+}
+
+TEST(StoreCheck, FindsWhatTheFileHas) {
+  EXPECT_EQ(ExamineStore(StoreFile().Path()).outcome, RepairOutcome::kSound);
+  EXPECT_EQ(ExamineStore(StoreFile(QsfDamage::kCount).Path()).outcome, RepairOutcome::kMinor);
+  for (const QsfDamage damage : {QsfDamage::kChecksum, QsfDamage::kTruncated, QsfDamage::kHeader}) {
+    EXPECT_EQ(ExamineStore(StoreFile(damage).Path()).outcome, RepairOutcome::kErrors)
+        << QsfDamageText(damage);
+  }
+}
+
+TEST(StoreCheck, RefusesWhatIsMissingForeignOrInUse) {
+  EXPECT_EQ(ExamineStore(L"").outcome, RepairOutcome::kErrorBox);
+  EXPECT_EQ(ExamineStore(TemporaryFile(L"none.qsf")).outcome, RepairOutcome::kErrorBox);
+  StoreFile file;
+  {
+    const QsfLock lock(file.Path());
+    EXPECT_EQ(ExamineStore(file.Path()).outcome, RepairOutcome::kErrorBox);
+  }
+  WriteWholeFile(file.Path(), "hello");
+  EXPECT_EQ(ExamineStore(file.Path()).outcome, RepairOutcome::kErrorBox);
+}
+
+TEST(StoreCheck, RepairKeepsTheDamagedFileAsBackup) {
+  const StoreFile file(QsfDamage::kTruncated);
+  const auto damaged = ReadWholeFile(file.Path());
+  std::wstring text;
+  EXPECT_FALSE(BackupExists(file.Path()));
+  EXPECT_TRUE(RepairStore(file.Path(), &text));
+  EXPECT_EQ(ExamineStore(file.Path()).outcome, RepairOutcome::kSound);
+  EXPECT_EQ(ReadWholeFile(BackupPathOf(file.Path())), damaged);
+}
+
+TEST(StoreCheck, BackupTakesTheExtensionsPlace) {
+  EXPECT_EQ(BackupPathOf(L"C:\\a.b\\ann.x.qsf"), L"C:\\a.b\\ann.x.bak");
+  EXPECT_EQ(BackupPathOf(L"C:\\a.b\\ann"), L"C:\\a.b\\ann.bak");
+}
+
+JournalEntry Mouse(const char* call, const char* button, const char* wParam) {
+  JournalEntry entry;
+  entry.call = call;
+  entry.object = 1;
+  entry.arguments = {{"how", "posted"},
+                     {"class", "Button"},
+                     {"control", button},
+                     {"wParam", wParam},
+                     {"lParam", "0x0"}};
+  return entry;
+}
+
+TEST(RepairControl, ClickIsDownAndUpOnOneButton) {
+  const JournalEntry down = Mouse("SCANPST::WM_LBUTTONDOWN", "&Start", "0x1");
+  const JournalEntry up = Mouse("SCANPST::WM_LBUTTONUP", "&Start", "0x0");
+  const JournalEntry otherUp = Mouse("SCANPST::WM_LBUTTONUP", "OK", "0x0");
+  const JournalEntry wrongDown = Mouse("SCANPST::WM_LBUTTONDOWN", "&Start", "0x0");
+  using Texts = std::vector<std::string>;
+  EXPECT_EQ(RepairClicks({down, up}), Texts({"&Start"}));
+  EXPECT_EQ(RepairClicks({down, otherUp}),
+            Texts({"?SCANPST::WM_LBUTTONDOWN", "?SCANPST::WM_LBUTTONUP"}));
+  EXPECT_EQ(RepairClicks({wrongDown, up}),
+            Texts({"?SCANPST::WM_LBUTTONDOWN", "?SCANPST::WM_LBUTTONUP"}));
+  EXPECT_EQ(RepairClicks({down}), Texts({"?SCANPST::WM_LBUTTONDOWN"}));
+}
+
+TEST(StubPlan, ComesBackAsItWasWritten) {
+  StubPlan plan;
+  plan.Fail("1033").FailWithPath("1031", "C:\\x.dll").Empty("null").Path("*", "C:\\a b\\y.dll");
+  StubPlan back;
+  ASSERT_TRUE(back.Parse(plan.Format()));
+  EXPECT_EQ(back.Format(), plan.Format());
+  EXPECT_FALSE(back.For("1033").succeeds);
+  EXPECT_FALSE(back.For("1033").path);
+  EXPECT_FALSE(back.For("1031").succeeds);
+  EXPECT_EQ(back.For("1031").path, "C:\\x.dll");
+  EXPECT_TRUE(back.For(nullptr).succeeds);
+  EXPECT_EQ(back.For(nullptr).path, "");
+  EXPECT_EQ(back.For("7").path, "C:\\a b\\y.dll");
+}
+
+TEST(StubPlan, FailsWithoutRule) {
+  EXPECT_FALSE(StubPlan().For("1033").succeeds);
+  EXPECT_FALSE(StubPlan().For(nullptr).path);
+}
+
+TEST(StubPlan, NamesTheLineThatIsNoRule) {
+  for (const char* line : {"1033", "1033 path", "1033 empty C:", "1033 nonsense"}) {
+    StubPlan plan;
+    std::string error;
+    EXPECT_FALSE(plan.Parse(std::string(line) + "\n", &error));
+    EXPECT_EQ(error, line);
+  }
+}
+
+}  // namespace
+}  // namespace lab
