@@ -147,14 +147,25 @@ void WriteServiceSection(const NewStore& store, const std::vector<Uid>& provider
   }
 }
 
-void EnterInLists(const NewStore& store, const std::vector<Uid>& stores) {
-  std::vector<Uid> services = ReadUidList(store.profile, kAdminSectionUid, kTagServiceUids);
-  const size_t at = std::min(store.options.position.value_or(services.size()), services.size());
-  services.insert(services.begin() + static_cast<ptrdiff_t>(at), store.service);
-  std::vector<Uid> providers = ReadUidList(store.profile, kAdminSectionUid, kTagProviderUids);
+// Writes the sections of a new service, which gets its UID; returns its store providers.
+std::vector<Uid> WriteSections(NewStore* store) {
+  store->service = MakeUid(kServiceUidKind, 0, store->counter, store->profile);
+  std::vector<Uid> stores;
+  WriteServiceSection(*store, WriteProviders(*store, &stores));
+  return stores;
+}
+
+// Enters new services in the profile's lists, at `position` or at the end.
+void EnterInLists(const std::wstring& profile, const std::vector<Uid>& newServices,
+                  const std::vector<Uid>& stores, std::optional<size_t> position = std::nullopt) {
+  std::vector<Uid> services = ReadUidList(profile, kAdminSectionUid, kTagServiceUids);
+  const size_t at = std::min(position.value_or(services.size()), services.size());
+  services.insert(services.begin() + static_cast<ptrdiff_t>(at), newServices.begin(),
+                  newServices.end());
+  std::vector<Uid> providers = ReadUidList(profile, kAdminSectionUid, kTagProviderUids);
   providers.insert(providers.end(), stores.begin(), stores.end());
-  Require(WriteUidList(store.profile, kAdminSectionUid, kTagServiceUids, services) &&
-              WriteUidList(store.profile, kAdminSectionUid, kTagProviderUids, providers),
+  Require(WriteUidList(profile, kAdminSectionUid, kTagServiceUids, services) &&
+              WriteUidList(profile, kAdminSectionUid, kTagProviderUids, providers),
           "write the profile's lists");
 }
 
@@ -162,10 +173,8 @@ Service AddToProfile(NewStore store) {
   WithProfilesLocked([&] {
     Require(CreateProfile(store.profile), "create the profile");
     store.counter = NextCounter(store.profile);
-    store.service = MakeUid(kServiceUidKind, 0, store.counter, store.profile);
-    std::vector<Uid> stores;
-    WriteServiceSection(store, WriteProviders(store, &stores));
-    EnterInLists(store, stores);
+    const std::vector<Uid> stores = WriteSections(&store);
+    EnterInLists(store.profile, {store.service}, stores, store.options.position);
   });
   return *Profile(store.profile).Get(store.service);
 }
@@ -306,6 +315,26 @@ Service Profile::AddRootStore(const std::wstring& address, const std::wstring& p
 Service Profile::AddSecondaryStore(const std::wstring& address, const std::wstring& path,
                                    const StoreOptions& options) const {
   return AddFileStore({name_, ServiceKind::kSecondary, address, path, {}, options});
+}
+
+void Profile::AddSecondaryStores(const std::vector<std::wstring>& addresses,
+                                 const std::wstring& directory) const {
+  const StoreOptions options;
+  WithProfilesLocked([&] {
+    Require(CreateProfile(name_), "create the profile");
+    std::vector<Uid> services;
+    std::vector<Uid> providers;
+    for (const std::wstring& address : addresses) {
+      NewStore store = {name_,   ServiceKind::kSecondary,
+                        address, directory + L'\\' + FoldAscii(address) + L".qsf",
+                        {},      options};
+      store.counter = NextCounter(name_);
+      const std::vector<Uid> stores = WriteSections(&store);
+      services.push_back(store.service);
+      providers.insert(providers.end(), stores.begin(), stores.end());
+    }
+    EnterInLists(name_, services, providers);
+  });
 }
 
 Service Profile::AddEmbeddedStore(const std::wstring& address, const Service& parent,

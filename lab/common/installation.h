@@ -94,6 +94,11 @@ class Profile {
   Service AddEmbeddedStore(const std::wstring& address, const Service& parent,
                            const StoreOptions& options = {}) const;
 
+  // Many secondary stores with their paths in `directory`, but without files: in a fraction of the
+  // time that adding them one by one takes.
+  void AddSecondaryStores(const std::vector<std::wstring>& addresses,
+                          const std::wstring& directory) const;
+
   // An embedded store whose parent has no service in the profile: of the parent only the provider's
   // section is left, with an entry ID that no store has.
   Service AddOrphan(const std::wstring& address, const StoreOptions& options = {}) const;
