@@ -1,0 +1,72 @@
+#include "tests/e2e/support/database_lab_test.h"
+
+#include <utility>
+
+#include "lab/oledb/odbc_config.h"
+#include "lab/oledb/registration.h"
+
+namespace e2e {
+
+void DatabaseLabTest::SetUp() {
+  LabTest::SetUp();
+  ASSERT_TRUE(lab::RegisterOledbProvider());
+  ASSERT_TRUE(lab::RemoveBesRegistryKey());
+  ASSERT_TRUE(lab::SetBesDatabaseLocation(kBesServer, kBesDatabase));
+  database_ = std::make_unique<lab::BesDatabase>(Connection(), lab::OdbcText::kUtf8);
+  database_->CreateTables();
+}
+
+void DatabaseLabTest::TearDown() {
+  database_.reset();
+  LabTest::TearDown();
+  EXPECT_TRUE(lab::RemoveBesRegistryKey());
+  EXPECT_TRUE(lab::UnregisterOledbProvider());
+}
+
+void DatabaseLabTest::AddUser(int32_t serverId, const std::wstring& name, int32_t agentId) {
+  lab::BesUser user;
+  user.serverConfigId = serverId;
+  user.userName = name;
+  user.mailboxDn = name;
+  user.agentId = agentId;
+  Database().AddUser(user);
+}
+
+std::string DatabaseLabTest::Run(const std::vector<std::wstring>& arguments, RunOptions options) {
+  const RunResult result = RunAdmin(arguments, WithDatabase(std::move(options)));
+  EXPECT_EQ(result.exitCode, 0U);
+  EXPECT_EQ(result.errorOutput, "");
+  return result.output;
+}
+
+RunningProgram DatabaseLabTest::Start(const std::vector<std::wstring>& arguments,
+                                      RunOptions options) {
+  return StartAdmin(arguments, WithDatabase(std::move(options)));
+}
+
+std::vector<std::string> DatabaseLabTest::Statements() const {
+  std::vector<std::string> statements;
+  for (const lab::JournalEntry& call : Calls("ICommand::Execute")) {
+    statements.push_back(call.Argument("sql"));
+  }
+  return statements;
+}
+
+std::vector<std::string> DatabaseLabTest::Updates() const {
+  std::vector<std::string> updates = Statements();
+  std::erase_if(updates, [](const std::string& sql) { return !sql.starts_with("UPDATE"); });
+  return updates;
+}
+
+RunOptions DatabaseLabTest::WithDatabase(RunOptions options) const {
+  options.environment.emplace(L"QRVLAB_ODBC", Connection());
+  options.environment.emplace(L"QRVLAB_ODBC_TEXT", L"utf8");
+  options.environment.emplace(L"QRVLAB_OLEDB_OPTIONS", providerOptions_);
+  return options;
+}
+
+std::wstring DatabaseLabTest::Connection() const {
+  return lab::SqliteConnectionString(StorePath(L"bes.sqlite"));
+}
+
+}  // namespace e2e
