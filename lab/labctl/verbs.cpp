@@ -17,6 +17,7 @@
 #include "lab/common/lab_config.h"
 #include "lab/labctl/output.h"
 #include "lab/labctl/store_options.h"
+#include "lab/labctl/surroundings.h"
 
 namespace lab {
 namespace {
@@ -24,8 +25,6 @@ namespace {
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kNotUnderstood = 2;
-
-using Words = std::vector<std::wstring>;
 
 struct Verb {
   const wchar_t* name;
@@ -204,6 +203,12 @@ int Show(const Words& words, const StoreOptions&) {
   return kDone;
 }
 
+// A verb that takes no switches of stores.
+template <int (*Run)(const Words& words)>
+int Plain(const Words& words, const StoreOptions&) {
+  return Run(words);
+}
+
 int Help(const Words& words, const StoreOptions& options);
 
 constexpr size_t kAny = SIZE_MAX;
@@ -229,6 +234,15 @@ constexpr Verb kVerbs[] = {
      Accessed},
     {L"directory", "PATH|none", "where the lab keeps journal and fault plan", 1, 1, SetDirectory},
     {L"outlook", "VERSION|none", "which Outlook is installed: 14.0, 16.0", 1, 1, SetOutlook},
+    {L"tool", "DIRECTORY", "install the repair tool there, where MAPI then is", 1, 1,
+     Plain<PlaceTool>},
+    {L"controller", "STATE", "absent, stopped, running, paused, pending, broken, disabled", 1, 1,
+     Plain<PutController>},
+    {L"database", "SERVER DATABASE", "make the configuration database anew", 2, 2,
+     Plain<MakeDatabase>},
+    {L"server", "ID NAME|this [TYPE]", "add a server to it", 2, 3, Plain<AddBesServer>},
+    {L"user", "SERVER-ID ADDRESS [AGENT]", "add a user to it", 2, 3, Plain<AddBesUser>},
+    {L"users", "", "print the database's users", 0, 0, Plain<ShowBesUsers>},
     {L"fault", "RULE...", "add a rule to the fault plan", 2, kAny, Fault},
     {L"no-faults", "", "empty the fault plan", 0, 0, EmptyPlan<FaultPlan>},
     {L"compaction", "STORE RULE...", "add a rule to the compaction plan", 2, kAny, Compaction},
