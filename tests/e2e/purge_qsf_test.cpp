@@ -1,0 +1,713 @@
+// -purgeQsf: which store files it takes for unused, what it lists of them, and which files go.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "lab/common/entry_id.h"
+#include "lab/common/files.h"
+#include "lab/common/installation.h"
+#include "lab/common/qsf_file.h"
+#include "tests/e2e/purge_listing.h"
+#include "tests/e2e/support/handle.h"
+#include "tests/e2e/support/lab_test.h"
+#include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/output.h"
+
+namespace e2e {
+namespace {
+
+using Options = lab::StoreOptions;
+using Names = std::vector<std::wstring>;
+
+constexpr char kHandlerLine[] = "The Control Handler is installed.";
+constexpr char kStartingLine[] = "Starting BlackBerry Controller Service.";
+
+// When the tests' unused files were last read, unless a test says otherwise.
+constexpr lab::UtcTime kLongAgo = {2001, 2, 3, 4, 5, 6};
+
+template <class Member, class Value>
+Options With(Member Options::*member, const Value& value) {
+  Options options;
+  options.*member = value;
+  return options;
+}
+
+class PurgeQsfTest : public LabTest {
+ protected:
+  // A folder for store files; "qsf" is where most tests have theirs.
+  std::wstring Folder(const std::wstring& name = L"qsf") const {
+    const std::wstring path = StorePath(name);
+    CreateDirectoryW(path.c_str(), nullptr);
+    return path;
+  }
+  std::wstring In(const std::wstring& file) const { return Folder() + L"\\" + file; }
+
+  // Makes a profile refer to a store file, which is created.
+  lab::Service Use(const std::wstring& path, const std::wstring& profile = L"Main",
+                   const Options& options = {}) {
+    return lab::Profile(profile).AddSecondaryStore(
+        L"user" + std::to_wstring(++users_) + L"@example.com", path, options);
+  }
+
+  // A file that no profile refers to.
+  static void Put(const std::wstring& path, uint64_t size = 0,
+                  const lab::UtcTime& read = kLongAgo) {
+    ASSERT_TRUE(lab::WriteFileOfSize(path, size)) << "error " << GetLastError();
+    ASSERT_TRUE(lab::SetLastAccess(path, read)) << "error " << GetLastError();
+  }
+  void PutIn(const Names& files) const {
+    for (const std::wstring& file : files) Put(In(file));
+  }
+
+  // What is listed of a file that Put made: its name in lower case, and what is deleted with it.
+  static std::string Unused(const std::wstring& folder, const std::string& name,
+                            const std::vector<std::string>& deleted) {
+    UnusedFile file{name, 0, LocalTimeText(kLongAgo), {}};
+    for (const std::string& each : deleted) {
+      file.deleted.push_back(lab::FoldAscii(ToUtf8(folder)) + "\\" + each);
+    }
+    return Block(file);
+  }
+  std::string Unused(const std::string& name, const std::vector<std::string>& deleted) const {
+    return Unused(Folder(), name, deleted);
+  }
+
+  Names Left() const { return lab::FilesIn(Folder()); }
+
+  std::string Run(const std::vector<std::wstring>& arguments, RunOptions options = {}) {
+    const RunResult result = RunAdmin(arguments, std::move(options));
+    EXPECT_EQ(result.exitCode, 0U);
+    EXPECT_EQ(result.errorOutput, "");
+    return SortDeleting(result.output);
+  }
+  std::string Purge(const std::vector<std::wstring>& more = {}, RunOptions options = {}) {
+    std::vector<std::wstring> arguments = {L"-purgeQsf"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return Run(arguments, std::move(options));
+  }
+
+ private:
+  int users_ = 0;
+};
+
+// Nothing to search.
+
+TEST_F(PurgeQsfTest, WithoutProfilesNothingIsPrinted) {
+  PutIn({L"ann.qsf"});
+  EXPECT_EQ(Purge(), "");
+  EXPECT_EQ(Purge({L"-f"}), "");
+  EXPECT_EQ(Left(), Names{L"ann.qsf"});
+}
+
+TEST_F(PurgeQsfTest, AProfileWithoutStoresPrintsNothing) {
+  ASSERT_TRUE(lab::CreateProfile(L"Main"));
+  EXPECT_EQ(Purge(), "");
+}
+
+TEST_F(PurgeQsfTest, AProfileWithEmbeddedStoresOnlyAddsNoFolder) {
+  const lab::Profile profile(L"Main");
+  PutIn({L"old.qsf"});
+  const lab::Service ann = Use(In(L"ann.qsf"));
+  const lab::Service bob = profile.AddEmbeddedStore(L"bob@example.com", ann);
+  // Each the other's parent.
+  const lab::Service cid = profile.AddEmbeddedStore(L"cid@example.com", bob);
+  ASSERT_TRUE(lab::WriteBinary(L"Main", bob.Store()->uid, lab::kTagEntryId,
+                               lab::EmbeddedStoreEntryId(2, bob.Store()->uid, cid.Store()->uid)));
+  ASSERT_TRUE(profile.Remove(ann.uid));
+  EXPECT_EQ(Purge(), "");
+}
+
+TEST_F(PurgeQsfTest, FoldersWithoutAFileInUseAreNotSearched) {
+  Use(In(L"ann.qsf"));
+  Put(Folder(L"other") + L"\\old.qsf");
+  Put(StorePath(L"old.qsf"));
+  CreateDirectoryW(In(L"below").c_str(), nullptr);
+  Put(In(L"below\\old.qsf"));
+  EXPECT_EQ(Purge({L"-f"}), Text({kNothingUnused}));
+  EXPECT_EQ(lab::FilesIn(In(L"below")), Names{L"old.qsf"});
+}
+
+// Folders without unused files.
+
+TEST_F(PurgeQsfTest, NoUnusedFileInOneFolder) {
+  Use(In(L"ann.qsf"));
+  Use(In(L"bob.qsf"));
+  EXPECT_EQ(Purge(), Text({kNothingUnused}));
+}
+
+TEST_F(PurgeQsfTest, NoUnusedFileIsSaidOnceForEachFolder) {
+  Use(Folder(L"one") + L"\\ann.qsf");
+  Use(Folder(L"two") + L"\\bob.qsf");
+  EXPECT_EQ(Purge(), Text({kNothingUnused, kNothingUnused}));
+}
+
+TEST_F(PurgeQsfTest, ProfilesThatShareAFolderHaveItSearchedOnce) {
+  Use(In(L"ann.qsf"), L"Main");
+  Use(In(L"bob.qsf"), L"Second");
+  Use(In(L"ann.qsf"), L"Third");
+  EXPECT_EQ(Purge(), Text({kNothingUnused}));
+  PutIn({L"old.qsf"});
+  EXPECT_EQ(Purge(), Unused("old.qsf", {"old.qsf"}));
+}
+
+TEST_F(PurgeQsfTest, AFolderWrittenInOtherLetterCaseIsTheSame) {
+  Use(In(L"ann.qsf"), L"Main");
+  Use(In(L"bob.qsf"), L"Main", With(&Options::storedPath, StorePath(L"QSF") + L"\\BOB.QSF"));
+  EXPECT_EQ(Purge(), Text({kNothingUnused}));
+}
+
+TEST_F(PurgeQsfTest, AFolderThatIsGoneHasNoUnusedFile) {
+  Use(Folder(L"gone") + L"\\ann.qsf");
+  std::filesystem::remove_all(Directory() / L"gone");
+  EXPECT_EQ(Purge({L"-f"}), Text({kNothingUnused}));
+}
+
+// `folders` says of folder a, b ... whether it holds an unused file.
+struct FoldersCase {
+  const char* name;
+  std::vector<bool> folders;
+  // '-' for the line that nothing was found, else the letter of the folder whose file is listed.
+  std::string expected;
+};
+
+std::ostream& operator<<(std::ostream& stream, const FoldersCase& value) {
+  return stream << value.name;
+}
+
+class PurgeQsfFoldersTest : public PurgeQsfTest,
+                            public ::testing::WithParamInterface<FoldersCase> {};
+
+TEST_P(PurgeQsfFoldersTest, NothingUnusedIsSaidUntilSomethingIsFound) {
+  // Put into the profile from the last to the first: they are searched in byte order.
+  for (size_t i = GetParam().folders.size(); i-- > 0;) {
+    const std::wstring folder = Folder(std::wstring(1, static_cast<wchar_t>(L'a' + i)));
+    Use(folder + L"\\used.qsf");
+    if (GetParam().folders[i]) Put(folder + L"\\old.qsf");
+  }
+  std::string expected;
+  for (const char letter : GetParam().expected) {
+    const std::wstring folder = Folder(std::wstring(1, static_cast<wchar_t>(letter)));
+    expected += letter == '-' ? Text({kNothingUnused}) : Unused(folder, "old.qsf", {"old.qsf"});
+  }
+  EXPECT_EQ(Purge(), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Orders, PurgeQsfFoldersTest,
+    ::testing::Values(FoldersCase{"CleanDirty", {false, true}, "-b"},
+                      FoldersCase{"DirtyClean", {true, false}, "a"},
+                      FoldersCase{"DirtyDirty", {true, true}, "ab"},
+                      FoldersCase{"CleanDirtyClean", {false, true, false}, "-b"},
+                      FoldersCase{"CleanCleanDirty", {false, false, true}, "--c"},
+                      FoldersCase{"ThreeClean", {false, false, false}, "---"}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+// What is listed.
+
+TEST_F(PurgeQsfTest, ADryRunListsAndRemovesNothing) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"ann.qsf", L"ann.idx", L"ann.qsf.lock", L"bes.idx"});
+  const Names before = Left();
+  EXPECT_EQ(Purge(), Unused("ann.qsf", {"ann.idx", "ann.qsf", "ann.qsf.lock"}));
+  EXPECT_EQ(Left(), before);
+}
+
+TEST_F(PurgeQsfTest, AForcedRunListsTheSameAndRemovesIt) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"ann.qsf", L"ann.idx", L"ann.qsf.lock", L"bes.idx"});
+  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ann.idx", "ann.qsf", "ann.qsf.lock"}));
+  EXPECT_EQ(Left(), (Names{L"bes.idx", L"bes.qsf"}));
+  EXPECT_EQ(Purge({L"-f"}), Text({kNothingUnused}));
+}
+
+TEST_F(PurgeQsfTest, SeveralUnusedFilesOfOneFolder) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"ann.qsf", L"bob.qsf", L"cid.qsf", L"bob.log"});
+  EXPECT_EQ(SortedBlocks(Purge({L"-f"})),
+            (std::vector<std::string>{Unused("ann.qsf", {"ann.qsf"}),
+                                      Unused("bob.qsf", {"bob.log", "bob.qsf"}),
+                                      Unused("cid.qsf", {"cid.qsf"})}));
+  EXPECT_EQ(Left(), Names{L"bes.qsf"});
+}
+
+TEST_F(PurgeQsfTest, TheRootStoresFileIsInUse) {
+  lab::Profile(L"Main").AddRootStore(L"bes@example.com", In(L"bes.qsf"));
+  PutIn({L"ann.qsf"});
+  EXPECT_EQ(Purge(), Unused("ann.qsf", {"ann.qsf"}));
+}
+
+struct SizeCase {
+  const char* name;
+  uint64_t bytes;
+  int64_t kilobytes;
+};
+
+std::ostream& operator<<(std::ostream& stream, const SizeCase& value) {
+  return stream << value.bytes;
+}
+
+class PurgeQsfSizeTest : public PurgeQsfTest, public ::testing::WithParamInterface<SizeCase> {};
+
+TEST_P(PurgeQsfSizeTest, IsShownInWholeKilobytes) {
+  Use(In(L"bes.qsf"));
+  Put(In(L"ann.qsf"), GetParam().bytes);
+  UnusedFile file{"ann.qsf", GetParam().kilobytes, LocalTimeText(kLongAgo), {}};
+  file.deleted = {lab::FoldAscii(ToUtf8(In(L"ann.qsf")))};
+  EXPECT_EQ(Purge(), Block(file));
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, PurgeQsfSizeTest,
+                         ::testing::Values(SizeCase{"None", 0, 0}, SizeCase{"Under", 1023, 0},
+                                           SizeCase{"One", 1024, 1}, SizeCase{"UnderTwo", 2047, 1},
+                                           SizeCase{"ThreeGib", 3221225472, 3145728},
+                                           SizeCase{"UnderFourGib", 4294967295, 4194303},
+                                           SizeCase{"FourGib", 4294967296, 4194304},
+                                           SizeCase{"FiveGibAndMore", 5368710143, 5242880}),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+struct TimeCase {
+  const char* name;
+  lab::UtcTime time;
+  const char* inUtc;
+};
+
+std::ostream& operator<<(std::ostream& stream, const TimeCase& value) {
+  return stream << value.inUtc;
+}
+
+class PurgeQsfTimeTest : public PurgeQsfTest, public ::testing::WithParamInterface<TimeCase> {};
+
+TEST_P(PurgeQsfTimeTest, OfTheLastAccessIsLocal) {
+  Use(In(L"bes.qsf"));
+  Put(In(L"ann.qsf"), 0, GetParam().time);
+  const std::string local = BiasOfToday() == 0 ? GetParam().inUtc : LocalTimeText(GetParam().time);
+  EXPECT_EQ(Purge(), Block({"ann.qsf", 0, local, {lab::FoldAscii(ToUtf8(In(L"ann.qsf")))}}));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Times, PurgeQsfTimeTest,
+    ::testing::Values(TimeCase{"LeapDay", {2024, 2, 29, 23, 59, 58}, "2024-02-29 23:59:58"},
+                      TimeCase{"SingleDigits", {2003, 1, 2, 3, 4, 5}, "2003-01-02 03:04:05"},
+                      TimeCase{"Midnight", {2020, 1, 1, 0, 0, 0}, "2020-01-01 00:00:00"},
+                      TimeCase{"Summer", {2023, 7, 14, 15, 16, 17}, "2023-07-14 15:16:17"},
+                      TimeCase{"LongAgo", {1980, 12, 31, 12, 0, 0}, "1980-12-31 12:00:00"}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+// What is deleted together.
+
+TEST_F(PurgeQsfTest, AFileInUseWhoseNameBeginsLikeAnUnusedOneGoesWithIt) {
+  Use(In(L"anna.qsf"));
+  PutIn({L"ann.qsf", L"anna.idx", L"an.idx", L"bann.qsf.lock"});
+  const std::string expected = Unused("ann.qsf", {"ann.qsf", "anna.idx", "anna.qsf"});
+  EXPECT_EQ(Purge(), expected);
+  EXPECT_EQ(Left(), (Names{L"an.idx", L"ann.qsf", L"anna.idx", L"anna.qsf", L"bann.qsf.lock"}));
+  EXPECT_EQ(Purge({L"-f"}), expected);
+  EXPECT_EQ(Left(), (Names{L"an.idx", L"bann.qsf.lock"}));
+}
+
+TEST_F(PurgeQsfTest, AFileInUseWithAShorterNameStays) {
+  Use(In(L"ann.qsf"));
+  PutIn({L"anna.qsf"});
+  EXPECT_EQ(Purge({L"-f"}), Unused("anna.qsf", {"anna.qsf"}));
+  EXPECT_EQ(Left(), Names{L"ann.qsf"});
+}
+
+TEST_F(PurgeQsfTest, TheLastExtensionEndsTheBaseName) {
+  Use(In(L"ann.qsf"));
+  PutIn({L"ann.qsf.qsf", L"ann.idx"});
+  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf.qsf", {"ann.qsf", "ann.qsf.qsf"}));
+  EXPECT_EQ(Left(), Names{L"ann.idx"});
+}
+
+TEST_F(PurgeQsfTest, AFileNamedByTheExtensionAloneTakesTheWholeFolder) {
+  Use(In(L"bes.qsf"));
+  PutIn({L".qsf", L"notes.txt"});
+  EXPECT_EQ(Purge(), Unused(".qsf", {".qsf", "bes.qsf", "notes.txt"}));
+  EXPECT_EQ(Left().size(), 3U);
+  EXPECT_EQ(Purge({L"-f"}), Unused(".qsf", {".qsf", "bes.qsf", "notes.txt"}));
+  EXPECT_EQ(Left(), Names{});
+}
+
+TEST_F(PurgeQsfTest, FoldersAreNeitherListedNorRemoved) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"ann.qsf"});
+  for (const wchar_t* name : {L"old.qsf", L"ann", L"ann.dir"}) {
+    ASSERT_TRUE(CreateDirectoryW(In(name).c_str(), nullptr));
+  }
+  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ann.qsf"}));
+  for (const wchar_t* name : {L"old.qsf", L"ann", L"ann.dir"}) {
+    EXPECT_TRUE(std::filesystem::is_directory(In(name))) << ToUtf8(name);
+  }
+}
+
+TEST_F(PurgeQsfTest, AFolderThatLooksUnusedIsNothingFound) {
+  Use(In(L"bes.qsf"));
+  ASSERT_TRUE(CreateDirectoryW(In(L"old.qsf").c_str(), nullptr));
+  EXPECT_EQ(Purge(), Text({kNothingUnused}));
+}
+
+TEST_F(PurgeQsfTest, FilesThatCannotBeDeletedArePassedOver) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"ann.qsf", L"ann.a", L"ann.z", L"bob.qsf"});
+  const Handle held = TakeFileHandle(CreateFileW(In(L"ann.qsf").c_str(), GENERIC_READ,
+                                                 FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                                 OPEN_EXISTING, 0, nullptr));
+  ASSERT_TRUE(held);
+  ASSERT_TRUE(SetFileAttributesW(In(L"ann.a").c_str(), FILE_ATTRIBUTE_READONLY));
+  EXPECT_EQ(SortedBlocks(Purge({L"-f"})),
+            (std::vector<std::string>{Unused("ann.qsf", {"ann.a", "ann.qsf", "ann.z"}),
+                                      Unused("bob.qsf", {"bob.qsf"})}));
+  EXPECT_EQ(Left(), (Names{L"ann.a", L"ann.qsf", L"bes.qsf"}));
+  SetFileAttributesW(In(L"ann.a").c_str(), FILE_ATTRIBUTE_NORMAL);
+}
+
+// Names.
+
+TEST_F(PurgeQsfTest, CapitalsDoNotMakeAFileUnused) {
+  Use(In(L"ANN.QSF"));
+  Use(In(L"bob.qsf"), L"Main", With(&Options::storedPath, In(L"BOB.qsf")));
+  Use(In(L"Cid.Qsf"), L"Main", With(&Options::storedPath, In(L"cid.qsf")));
+  EXPECT_EQ(Purge(), Text({kNothingUnused}));
+}
+
+TEST_F(PurgeQsfTest, AnUnusedFileIsNamedInLowerCaseAndDeletedUnderItsOwnName) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"Ann.QSF", L"ANN.Idx", L"annA.log"});
+  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ANN.Idx", "Ann.QSF", "annA.log"}));
+  EXPECT_EQ(Left(), Names{L"bes.qsf"});
+}
+
+class PurgeQsfNameTest : public PurgeQsfTest,
+                         public ::testing::WithParamInterface<const wchar_t*> {};
+
+// With the name of `GetParam()` for the unused and for a used file.
+TEST_P(PurgeQsfNameTest, IsTakenAsItIs) {
+  const std::wstring name = GetParam();
+  Use(In(name + L" used.qsf"));
+  PutIn({name + L"0.qsf", name + L"0.idx"});
+  const std::string shown = ToUtf8(name);
+  EXPECT_EQ(Purge({L"-f"}), Unused(shown + "0.qsf", {shown + "0.idx", shown + "0.qsf"}));
+  EXPECT_EQ(Left(), Names{name + L" used.qsf"});
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, PurgeQsfNameTest,
+                         ::testing::Values(L"ann smith", L"[ann]", L"(ann)", L"ann's", L"%s%n%d",
+                                           L"100%", L"a+b,c;d=e", L"ann@example.com", L"-f",
+                                           L"b\u00fccher", L"\u20ac \u00c4"));
+
+TEST_F(PurgeQsfTest, LettersBeyondZAreNotFolded) {
+  // The file system takes both spellings for one file; the comparison of paths does not.
+  Use(In(L"\u00c4nn.qsf"), L"Main", With(&Options::storedPath, In(L"\u00e4nn.qsf")));
+  Use(In(L"\u00d6nn.qsf"));
+  ASSERT_TRUE(lab::WriteFileOfSize(In(L"\u00c4nn.qsf"), 0));
+  ASSERT_TRUE(lab::SetLastAccess(In(L"\u00c4nn.qsf"), kLongAgo));
+  EXPECT_EQ(Purge(), Unused("\u00c4nn.qsf", {"\u00c4nn.qsf"}));
+}
+
+TEST_F(PurgeQsfTest, AnUnusedNameOutsideTheCodePageIsListedAndNothingGoes) {
+  Use(In(L"abc.qsf"));
+  PutIn({L"\u0436\u4e2d\u0436.qsf", L"def.log"});
+  EXPECT_EQ(Purge({L"-f"}), Unused("???.qsf", {}));
+  EXPECT_EQ(Left(), (Names{L"abc.qsf", L"def.log", L"\u0436\u4e2d\u0436.qsf"}));
+}
+
+TEST_F(PurgeQsfTest, ACompanionOutsideTheCodePageIsListedAndStays) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"ann.qsf", L"ann\u0436.idx", L"annx.idx"});
+  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ann.qsf", "ann?.idx", "annx.idx"}));
+  EXPECT_EQ(Left(), (Names{L"ann\u0436.idx", L"bes.qsf"}));
+}
+
+TEST_F(PurgeQsfTest, AnotherSpellingOfTheFolderIsAnotherFolder) {
+  const std::wstring other = Folder() + L"\\.";
+  Use(In(L"ann.qsf"));
+  Use(In(L"bob.qsf"), L"Main", With(&Options::storedPath, other + L"\\bob.qsf"));
+  // The times of the files that the lab has made are not known before.
+  for (const wchar_t* name : {L"ann.qsf", L"bob.qsf"}) Put(In(name));
+  // The shorter of the two comes first.
+  EXPECT_EQ(Purge(),
+            Unused(Folder(), "bob.qsf", {"bob.qsf"}) + Unused(other, "ann.qsf", {"ann.qsf"}));
+}
+
+TEST_F(PurgeQsfTest, APathWithoutABackslashIsItsOwnFolder) {
+  Use(In(L"ann.qsf"), L"Main", With(&Options::storedPath, L"ann.qsf"));
+  PutIn({L"bob.qsf"});
+  RunOptions options;
+  options.workingDirectory = Folder();
+  // What is searched is "ann.qsf*.qsf".
+  EXPECT_EQ(Purge({L"-f"}, options), Text({kNothingUnused}));
+  PutIn({L"ann.qsf2.qsf"});
+  EXPECT_EQ(Purge({L"-f"}, options), Unused("ann.qsfann.qsf2.qsf", {}));
+  EXPECT_EQ(Left(), (Names{L"ann.qsf", L"ann.qsf2.qsf", L"bob.qsf"}));
+}
+
+TEST_F(PurgeQsfTest, APathWithSlashesOnlyHasNoFolder) {
+  Use(In(L"ann.qsf"), L"Main", With(&Options::storedPath, L"c:/one/ann.qsf"));
+  PutIn({L"bob.qsf"});
+  EXPECT_EQ(Purge({L"-f"}), Text({kNothingUnused}));
+}
+
+// Profiles.
+
+TEST_F(PurgeQsfTest, EveryProfilesFilesAreInUse) {
+  Use(In(L"ann.qsf"), L"Main");
+  Use(In(L"bob.qsf"), L"Second");
+  Use(In(L"cid.qsf"), L"Gr\u00f6\u00dfe");
+  PutIn({L"old.qsf"});
+  EXPECT_EQ(Purge({L"-f"}), Unused("old.qsf", {"old.qsf"}));
+  EXPECT_EQ(Left(), (Names{L"ann.qsf", L"bob.qsf", L"cid.qsf"}));
+}
+
+TEST_F(PurgeQsfTest, TheProfilesAreAskedForTheirNamesOnly) {
+  Use(In(L"ann.qsf"), L"Main");
+  Use(In(L"ann.qsf"), L"Second");
+  Purge();
+  const auto queries = Calls("HrQueryAllRows");
+  ASSERT_FALSE(queries.empty());
+  EXPECT_EQ(queries[0].Argument("on"), "ProfileTable");
+  EXPECT_EQ(queries[0].Argument("columns"), "3001001E");
+  EXPECT_EQ(queries[0].Argument("most"), "0");
+  EXPECT_EQ(Calls("IProfAdmin::GetProfileTable").at(0).Argument("flags"), "0x0");
+  std::vector<std::string> read;
+  for (const auto& call : Calls("IProfAdmin::AdminServices")) {
+    read.push_back(call.Argument("profile"));
+  }
+  EXPECT_EQ(Sorted(read), (std::vector<std::string>{"Main", "Second"}));
+}
+
+TEST_F(PurgeQsfTest, AProfileThatCannotBeReadEndsItBeforeAnythingIsListed) {
+  Use(In(L"ann.qsf"), L"Main");
+  Use(In(L"bob.qsf"), L"Second");
+  Use(In(L"cid.qsf"), L"Third");
+  PutIn({L"old.qsf"});
+  const Names before = Left();
+  Faults().FailNth("IProfAdmin::AdminServices", 2, 0x80070005);
+  EXPECT_EQ(Purge({L"-f"}), Text({"CStoreManager::LoadCache: AdminServices failed : 0x80070005",
+                                  "PurgeQsf: storeManager LoadCache failed : 0x80070005"}));
+  EXPECT_EQ(Left(), before);
+  EXPECT_EQ(Calls("IProfAdmin::AdminServices").size(), 2U);
+}
+
+TEST_F(PurgeQsfTest, AProfileWhoseLastServiceIsSkippedCannotBeRead) {
+  Use(In(L"ann.qsf"));
+  Use(In(L"bob.qsf"), L"Main", With(&Options::withAddress, false));
+  PutIn({L"old.qsf"});
+  EXPECT_EQ(Purge({L"-f"}), Text({"PurgeQsf: storeManager LoadCache failed : 0x8004010f"}));
+  EXPECT_EQ(Left().size(), 3U);
+}
+
+TEST_F(PurgeQsfTest, AServiceThatIsSkippedEarlierLeavesItsFileUnused) {
+  Use(In(L"bob.qsf"), L"Main", With(&Options::withAddress, false));
+  Use(In(L"ann.qsf"));
+  Put(In(L"bob.qsf"));
+  EXPECT_EQ(Purge(), Unused("bob.qsf", {"bob.qsf"}));
+}
+
+TEST_F(PurgeQsfTest, AfterAnEarlyEndOfTheLoadFilesInUseLookUnused) {
+  Use(In(L"ann.qsf"));
+  Use(In(L"bob.qsf"));
+  Put(In(L"bob.qsf"));
+  Faults().FailNth("MsgServiceTable.Column.3D09001E", 2, 0x8004010F);
+  EXPECT_EQ(Purge({L"-f"}),
+            Text({"CStoreManager::LoadCache: PR_SERVICE_NAME_A not found at index 1"}) +
+                Unused("bob.qsf", {"bob.qsf"}));
+  EXPECT_EQ(Left(), Names{L"ann.qsf"});
+}
+
+TEST_F(PurgeQsfTest, ADryRunDeletesOrphanServicesToo) {
+  const lab::Profile profile(L"Main");
+  Use(In(L"ann.qsf"));
+  profile.AddOrphan(L"bob@example.com");
+  EXPECT_EQ(Purge(),
+            Text({"Serious error: *** Parent store not found for 'bob@example.com' ***",
+                  "Deleting orphan embedded store.", "DeleteMsgService : 0x0", kNothingUnused}));
+  EXPECT_FALSE(profile.Find(L"bob@example.com"));
+}
+
+TEST_F(PurgeQsfTest, AnOrphanThatStaysMakesTheProfileUnreadable) {
+  Use(In(L"ann.qsf"));
+  lab::Profile(L"Main").AddOrphan(L"bob@example.com");
+  PutIn({L"old.qsf"});
+  Faults().FailEach("IMsgServiceAdmin::DeleteMsgService", 0x80070005);
+  EXPECT_EQ(Purge({L"-f"}),
+            Text({"Serious error: *** Parent store not found for 'bob@example.com' ***",
+                  "Deleting orphan embedded store.", "DeleteMsgService : 0x80070005",
+                  "PurgeQsf: storeManager LoadCache failed : 0x80070005"}));
+  EXPECT_EQ(Left().size(), 2U);
+}
+
+// Set-up that fails.
+
+struct SetUpCase {
+  const char* name;
+  const char* call;
+  uint32_t nth;
+  std::vector<std::string> lines;
+};
+
+std::ostream& operator<<(std::ostream& stream, const SetUpCase& value) {
+  return stream << value.name;
+}
+
+class PurgeQsfSetUpTest : public PurgeQsfTest, public ::testing::WithParamInterface<SetUpCase> {};
+
+TEST_P(PurgeQsfSetUpTest, FailsAndNoFileIsListed) {
+  Use(In(L"ann.qsf"));
+  PutIn({L"old.qsf"});
+  Faults().FailNth(GetParam().call, GetParam().nth, 0x80004005);
+  EXPECT_EQ(Purge({L"-f"}), Text(GetParam().lines));
+  EXPECT_EQ(Left().size(), 2U);
+  EXPECT_EQ(Calls("MAPIUninitialize").size(), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, PurgeQsfSetUpTest,
+    ::testing::Values(SetUpCase{"Profiles",
+                                "MAPIAdminProfiles",
+                                1,
+                                {"PurgeQsf: MAPIAdminProfiles failed : 0x80004005"}},
+                      SetUpCase{"Table",
+                                "IProfAdmin::GetProfileTable",
+                                1,
+                                {"PurgeQsf: GetProfileTable failed : 0x80004005"}},
+                      SetUpCase{"Rows",
+                                "HrQueryAllRows@ProfileTable",
+                                1,
+                                {"PurgeQsf: HrQueryAllRows failed : 0x80004005"}},
+                      SetUpCase{"LoadingTheProfiles",
+                                "MAPIAdminProfiles",
+                                2,
+                                {"CStoreManager::LoadCache: MAPIAdminProfiles failed : 0x80004005",
+                                 "PurgeQsf: storeManager LoadCache failed : 0x80004005"}},
+                      SetUpCase{
+                          "LoadingTheTable",
+                          "HrQueryAllRows@MsgServiceTable",
+                          1,
+                          {"CStoreManager::LoadCache: HrQueryAllRows on MsgServiceTable failed : "
+                           "0x80004005",
+                           "PurgeQsf: storeManager LoadCache failed : 0x80004005"}}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+TEST_F(PurgeQsfTest, MapiThatDoesNotStartEndsTheCommand) {
+  Use(In(L"ann.qsf"));
+  PutIn({L"old.qsf"});
+  Faults().FailEach("MAPIInitialize", 0x80004005);
+  EXPECT_EQ(Purge({L"-f"}),
+            Text({"Failed to initialize MAPI. are you using the right 64/32 bitness?"}));
+  EXPECT_EQ(Left().size(), 2U);
+  EXPECT_TRUE(Calls("MAPIUninitialize").empty());
+}
+
+TEST_F(PurgeQsfTest, OtherProgramsMustNotHaveMapiLoaded) {
+  Use(In(L"ann.qsf"));
+  PutIn({L"old.qsf"});
+  MapiHolder holder(L"outlook.exe");
+  EXPECT_EQ(Purge({L"-f"}),
+            Text({"MAPI is in use. Please close the following applications and try again:",
+                  "outlook.exe"}));
+  EXPECT_EQ(Left().size(), 2U);
+}
+
+// Ctrl+C.
+
+TEST_F(PurgeQsfTest, CtrlCChangesNothing) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"ann.qsf", L"bob.qsf"});
+  Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, 1500);
+  RunningProgram program = StartAdmin({L"-purgeQsf", L"-f", L"-v"});
+  ASSERT_TRUE(program.WaitForOutput(Text({kHandlerLine})));
+  ASSERT_TRUE(program.SendCtrlC());
+  const RunResult result = program.Wait();
+  EXPECT_EQ(result.exitCode, 0U);
+  EXPECT_EQ(SortedBlocks(result.output),
+            Sorted({Text({kHandlerLine, "*User Break"}) + Unused("ann.qsf", {"ann.qsf"}),
+                    Unused("bob.qsf", {"bob.qsf"}), Text({"Exiting."})}));
+  EXPECT_EQ(Left(), Names{L"bes.qsf"});
+}
+
+// The command line.
+
+TEST_F(PurgeQsfTest, VerboseShowsTheHandlerOncePerProfile) {
+  Use(In(L"ann.qsf"), L"Main");
+  Use(In(L"bob.qsf"), L"Second");
+  ASSERT_TRUE(lab::CreateProfile(L"Third"));
+  EXPECT_EQ(Purge({L"-v"}),
+            Text({kHandlerLine, kHandlerLine, kHandlerLine, kNothingUnused, "Exiting."}));
+}
+
+TEST_F(PurgeQsfTest, VerboseWithoutProfilesShowsNoHandler) {
+  EXPECT_EQ(Purge({L"-v"}), Text({"Exiting."}));
+}
+
+TEST_F(PurgeQsfTest, TheHandlerIsInstalledBeforeEachLoad) {
+  Use(In(L"ann.qsf"), L"Main");
+  Use(In(L"bob.qsf"), L"Second");
+  Faults().FailNth("IProfAdmin::AdminServices", 2, 0x80070005);
+  EXPECT_EQ(Purge({L"-v"}),
+            Text({kHandlerLine, kHandlerLine,
+                  "CStoreManager::LoadCache: AdminServices failed : 0x80070005",
+                  "PurgeQsf: storeManager LoadCache failed : 0x80070005", "Exiting."}));
+}
+
+// Arguments other than -f leave all files where they are.
+class PurgeQsfDryRunTest : public PurgeQsfTest,
+                           public ::testing::WithParamInterface<std::vector<std::wstring>> {};
+
+TEST_P(PurgeQsfDryRunTest, NeitherDeletesNorStartsTheController) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"ann.qsf"});
+  SetController(lab::ControllerState::kStopped);
+  EXPECT_EQ(Purge(GetParam()), Unused("ann.qsf", {"ann.qsf"}));
+  EXPECT_EQ(Left(), (Names{L"ann.qsf", L"bes.qsf"}));
+  EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
+}
+
+using Line = std::vector<std::wstring>;
+INSTANTIATE_TEST_SUITE_P(Lines, PurgeQsfDryRunTest,
+                         ::testing::Values(Line{L"-c"}, Line{L"-F", L"-c"}, Line{L"-force", L"-c"},
+                                           Line{L"f", L"/f", L"-c"}));
+
+TEST_F(PurgeQsfTest, AForcedRunStartsTheControllerWhenAsked) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"ann.qsf"});
+  SetController(lab::ControllerState::kStopped);
+  EXPECT_EQ(Purge({L"-c", L"-f"}), Unused("ann.qsf", {"ann.qsf"}) + Text({kStartingLine}));
+  EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
+}
+
+TEST_F(PurgeQsfTest, AForcedRunAloneDoesNotStartTheController) {
+  Use(In(L"bes.qsf"));
+  SetController(lab::ControllerState::kStopped);
+  EXPECT_EQ(Purge({L"-f", L"-C"}), Text({kNothingUnused}));
+  EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
+}
+
+TEST_F(PurgeQsfTest, TheControllerIsStartedWhateverBecameOfTheRun) {
+  Use(In(L"bes.qsf"));
+  SetController(lab::ControllerState::kStopped);
+  Faults().FailNth("MAPIAdminProfiles", 1, 0x80004005);
+  EXPECT_EQ(Purge({L"-f", L"-c"}),
+            Text({"PurgeQsf: MAPIAdminProfiles failed : 0x80004005", kStartingLine}));
+  EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
+}
+
+TEST_F(PurgeQsfTest, HelpIsShownAndNothingElseIsDone) {
+  Use(In(L"bes.qsf"));
+  PutIn({L"ann.qsf"});
+  EXPECT_EQ(Purge({L"-h", L"-f"}),
+            Text({"qrvadmin -purgeQsf [-f] [-v]", "", "\t-f\tForce a non dry run.",
+                  "\t-c\tRestart controller service on completion.", "\t-v\tShow verbose output.",
+                  "", "Unused QSFs are only deleted when the -f flag is used.", "",
+                  "NOTE: This command can only check for unused QSFs within the current Windows "
+                  "user's MAPI profiles. Be careful when storing QSFs in a common location which "
+                  "is used by multiple Windows users."}));
+  EXPECT_EQ(Left(), (Names{L"ann.qsf", L"bes.qsf"}));
+  EXPECT_TRUE(Journal().empty());
+}
+
+}  // namespace
+}  // namespace e2e
