@@ -1,0 +1,534 @@
+// -scanQsf and the stand-alone utility: switches, the order of a run, and the deletion of store
+// files with its question.
+#include <gtest/gtest.h>
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "lab/controller/controller_control.h"
+#include "lab/repair/repair_control.h"
+#include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/output.h"
+#include "tests/e2e/support/scan_lab_test.h"
+#include "tests/e2e/usage_text.h"
+
+namespace e2e {
+namespace {
+
+using Words = std::vector<std::wstring>;
+using Strings = std::vector<std::string>;
+
+constexpr char kStartingLine[] = "Starting BlackBerry Controller Service.";
+constexpr char kIllegal[] = "illegal value";
+constexpr char kDeleted[] = "file delete done.";
+
+std::string NoFiles(const std::string& profile) {
+  return Text({"No .qsf files associated with [" + profile + "] profile"});
+}
+
+class ScanCommandTest : public ScanLabTest {
+ protected:
+  // How often the programs so far initialised and uninitialised MAPI.
+  size_t Initialised() const { return Calls("MAPIInitialize").size(); }
+  size_t Uninitialised() const { return Calls("MAPIUninitialize").size(); }
+
+  // The stores' files as the registry orders them: the first to be worked on, the second ...
+  std::vector<std::wstring> AddStores(int count) {
+    for (int number = 0; number < count; ++number) AddStore(L"store" + std::to_wstring(number));
+    std::vector<std::wstring> files;
+    for (const lab::Uid& section : lab::ListSections(L"Main")) {
+      const auto path = lab::ReadText(L"Main", section, lab::kTagStorePath);
+      if (path) files.push_back(*path);
+    }
+    EXPECT_EQ(files.size(), static_cast<size_t>(count));
+    return files;
+  }
+};
+
+// Help screens.
+
+TEST_F(ScanCommandTest, TheUtilityShowsItsOwnScreen) {
+  const std::string screen = Text({
+      "qsfscan utility",
+      "---------------",
+      "Utility program for scanning quorvel outlook profile stores using the the",
+      "Microsoft Outlook Inbox Repair tool (ScanPST.exe) that comes with outlook,",
+      "and for deleting the store qsf file in order to have it recreated by QRV.",
+      "",
+      "Usage: qsfscan [-h] [-p profile_name | -d profile_name] [-r] [-m] [-v]",
+      "",
+      "\t-h\tShow this help screen.",
+      "\t-p\tThe profile name to be scanned.",
+      "\t-d\tThe profile store(s) to be deleted.",
+      "\t-r\tScan or Delete root store qsf only for this profile. Ignore secondary stores.",
+      "\t-m\tScan stores marked as corrupted for this profile.",
+      "\t-v\tShow verbose output.",
+      "",
+      "\tNOTE: -d and -p cannot be used together.",
+  });
+  EXPECT_EQ(RunUtility({L"-h"}), screen + "0");
+  EXPECT_EQ(RunUtility({}), screen + "0");
+}
+
+TEST_F(ScanCommandTest, TheDispatchedCommandShowsAnother) {
+  const std::string screen = Text({
+      "qrvadmin -scanQsf [-p profile_name | -d profile_name] [-r] [-m] [-v]",
+      "",
+      "\t-p\tThe profile name to be scanned.",
+      "\t-d\tThe profile store(s) to be deleted.",
+      "\t-r\tScan or Delete root store qsf only for this profile. Ignore secondary stores.",
+      "\t-m\tScan stores marked as corrupted for this profile.",
+      "\t-c\tRestart controller service on completion.",
+      "\t-v\tShow verbose output.",
+      "",
+      "\tNOTE: -d and -p cannot be used together.",
+  });
+  EXPECT_EQ(Run({L"-h", L"-scanQsf"}), screen);
+  EXPECT_EQ(Run({L"-scanQsf", L"-p"}), SwitchError() + screen);
+}
+
+TEST_F(ScanCommandTest, TheScreenShowsTheUtilitysNameAsItIsWritten) {
+  RunOptions options;
+  options.program = CopyProgram(L"QSFSCAN.EXE");
+  EXPECT_EQ(Run({L"-h"}, options), QsfScanUsage("QSFSCAN"));
+}
+
+TEST_F(ScanCommandTest, ARenamedProgramShowsTheDispatchedScreen) {
+  RunOptions options;
+  options.program = CopyProgram(L"foo.exe");
+  EXPECT_EQ(Run({L"-scanQsf", L"-h"}, options), ScanQsfUsage("foo"));
+  EXPECT_EQ(Run({L"-scanQsf"}, options), SwitchError() + ScanQsfUsage("foo"));
+}
+
+// Switches.
+
+struct SwitchCase {
+  const char* name;
+  Words words;
+};
+
+std::ostream& operator<<(std::ostream& stream, const SwitchCase& value) {
+  return stream << value.name;
+}
+
+constexpr auto kByName = [](const auto& test) { return std::string(test.param.name); };
+
+class SwitchErrorTest : public ScanCommandTest, public ::testing::WithParamInterface<SwitchCase> {};
+
+TEST_P(SwitchErrorTest, IsToldAboveTheScreen) {
+  Words dispatched = GetParam().words;
+  dispatched.insert(dispatched.begin(), L"-scanQsf");
+  EXPECT_EQ(Run(dispatched),
+            Text({"Error in switches - use as described below.", ""}) + ScanQsfUsage());
+  EXPECT_EQ(RunUtility(GetParam().words),
+            Text({"Error in switches - use as described below.", ""}) + QsfScanUsage() + "1");
+  EXPECT_TRUE(Journal().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, SwitchErrorTest,
+    ::testing::Values(
+        SwitchCase{"Unknown", {L"-p", L"Main", L"-x"}},
+        SwitchCase{"UnknownFirst", {L"-x", L"-p", L"Main"}}, SwitchCase{"NoSwitch", {L"Main"}},
+        SwitchCase{"Empty", {L"-p", L"Main", L""}},
+        SwitchCase{"TwoValues", {L"-p", L"Main", L"Other"}},
+        SwitchCase{"CapitalP", {L"-P", L"Main"}}, SwitchCase{"CapitalD", {L"-D", L"Main"}},
+        SwitchCase{"CapitalR", {L"-p", L"Main", L"-R"}},
+        SwitchCase{"CapitalM", {L"-p", L"Main", L"-M"}},
+        SwitchCase{"CapitalV", {L"-p", L"Main", L"-V"}},
+        SwitchCase{"CapitalC", {L"-p", L"Main", L"-C"}}, SwitchCase{"CapitalH", {L"-H"}},
+        SwitchCase{"ValueInTheSwitch", {L"-pMain"}},
+        SwitchCase{"TwoSwitchesInOne", {L"-p", L"Main", L"-rm"}},
+        SwitchCase{"OtherCommand", {L"-p", L"Main", L"-findUsers"}},
+        SwitchCase{"ScanWithoutProfile", {L"-p"}}, SwitchCase{"DeleteWithoutProfile", {L"-d"}},
+        SwitchCase{"SecondProfileMissing", {L"-p", L"Main", L"-p"}},
+        SwitchCase{"SecondDeletionMissing", {L"-d", L"Main", L"-d"}},
+        SwitchCase{"ScanAndDelete", {L"-p", L"a", L"-d", L"b"}},
+        SwitchCase{"DeleteAndScan", {L"-d", L"b", L"-p", L"a"}},
+        SwitchCase{"EmptyScanAndDelete", {L"-p", L"", L"-d", L"b"}},
+        SwitchCase{"EmptyDeleteAndScan", {L"-d", L"", L"-p", L"a"}},
+        SwitchCase{"EmptyProfile", {L"-p", L""}}, SwitchCase{"EmptyDeletion", {L"-d", L""}},
+        SwitchCase{"LastProfileEmpty", {L"-p", L"Main", L"-p", L""}},
+        SwitchCase{"NoProfile", {L"-r", L"-m", L"-c"}}),
+    kByName);
+
+TEST_F(ScanCommandTest, TheCommandWordAloneLacksAProfile) {
+  EXPECT_EQ(Run({L"-scanQsf"}), SwitchError() + ScanQsfUsage());
+  EXPECT_EQ(RunUtility({L"-scanQsf"}), SwitchError() + QsfScanUsage() + "1");
+}
+
+TEST_F(ScanCommandTest, TheLastProfileCounts) {
+  EXPECT_EQ(RunUtility({L"-p", L"a", L"-p", L"b"}), NoFiles("b") + "0");
+  EXPECT_EQ(Run({L"-scanQsf", L"-d", L"a", L"-d", L"b"}), NoFiles("b"));
+  EXPECT_EQ(RunUtility({L"-p", L"", L"-p", L"b"}), NoFiles("b") + "0");
+}
+
+TEST_F(ScanCommandTest, WhateverFollowsIsTheProfile) {
+  EXPECT_EQ(RunUtility({L"-p", L"-d"}), NoFiles("-d") + "0");
+  EXPECT_EQ(RunUtility({L"-p", L"-h"}), NoFiles("-h") + "0");
+  EXPECT_EQ(RunUtility({L"-d", L"-scanQsf"}), NoFiles("-scanQsf") + "0");
+}
+
+TEST_F(ScanCommandTest, TheCommandWordIsPassedOverInAnyCaseAndPlace) {
+  EXPECT_EQ(Run({L"-p", L"Nobody", L"-SCANQSF"}), NoFiles("Nobody"));
+  EXPECT_EQ(Run({L"-scanqsf", L"-p", L"Nobody", L"-ScanQsf", L"-r"}), NoFiles("Nobody"));
+  EXPECT_EQ(RunUtility({L"-SCANQSF", L"-p", L"Nobody"}), NoFiles("Nobody") + "0");
+}
+
+TEST_F(ScanCommandTest, HelpCountsWhereItIsReached) {
+  EXPECT_EQ(RunUtility({L"-r", L"-m", L"-p", L"a", L"-h"}), QsfScanUsage() + "0");
+  EXPECT_EQ(RunUtility({L"-h", L"-x"}), QsfScanUsage() + "0");
+  EXPECT_EQ(RunUtility({L"-x", L"-h"}), SwitchError() + QsfScanUsage() + "1");
+  EXPECT_TRUE(Journal().empty());
+}
+
+TEST_F(ScanCommandTest, HelpBehindEverythingDoesNothingElse) {
+  EXPECT_EQ(RunUtility({L"-r", L"-m", L"-p", L"a", L"-v", L"-h"}),
+            QsfScanUsage() + Text({"Exiting."}) + "0");
+  EXPECT_EQ(Run({L"-scanQsf", L"-r", L"-m", L"-p", L"a", L"-v", L"-h"}), ScanQsfUsage());
+  EXPECT_TRUE(Journal().empty());
+}
+
+TEST_F(ScanCommandTest, VerboseCountsAlsoBeforeAnError) {
+  EXPECT_EQ(RunUtility({L"-v", L"-x"}), SwitchError() + QsfScanUsage() + Text({"Exiting."}) + "1");
+  EXPECT_EQ(Run({L"-scanQsf", L"-v"}), SwitchError() + ScanQsfUsage() + Text({"Exiting."}));
+}
+
+TEST_F(ScanCommandTest, VerboseBehindAnErrorIsNotReached) {
+  EXPECT_EQ(RunUtility({L"-x", L"-v"}), SwitchError() + QsfScanUsage() + "1");
+}
+
+// The frame of a run.
+
+TEST_F(ScanCommandTest, AProfileWithoutStoresIsToldAndTheRunGoesOn) {
+  ASSERT_TRUE(profile_.Create());
+  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main", L"-c"}),
+            NoFiles("Main") + Text({"ServiceStartSvc. OpenService failed (1060)", kStartingLine}));
+  EXPECT_EQ(Uninitialised(), 1U);
+}
+
+TEST_F(ScanCommandTest, NoMarkedStoreHasALineOfItsOwn) {
+  const std::string file = ToUtf8(AddStore(L"ann"));
+  const std::string none = Text({"No .qsf files have been marked as corrupt with [Main] profile"});
+  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main", L"-m"}), none);
+  EXPECT_EQ(RunUtility({L"-m", L"-d", L"Main"}), none + "0");
+}
+
+TEST_F(ScanCommandTest, OtherProgramsWithMapiStopIt) {
+  SetController(lab::ControllerState::kStopped);
+  MapiHolder holder(L"outlook.exe");
+  const std::string inUse = Run({L"-scanQsf", L"-p", L"Main", L"-c"});
+  EXPECT_EQ(Lines(inUse).back(), "outlook.exe");
+  EXPECT_EQ(RunUtility({L"-p", L"Main", L"-c"}), inUse + "1");
+  EXPECT_EQ(Initialised(), 0U);
+  EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
+}
+
+TEST_F(ScanCommandTest, MapiThatDoesNotComeUpIsTold) {
+  SetController(lab::ControllerState::kStopped);
+  Faults().FailEach("MAPIInitialize", 0x80004005);
+  const std::string told =
+      Text({"Failed to initialize MAPI. are you using the right 64/32 bitness?"});
+  EXPECT_EQ(RunUtility({L"-p", L"Main", L"-c"}), told + "1");
+  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main", L"-c", L"-v"}), told + Text({"Exiting."}));
+  EXPECT_EQ(Uninitialised(), 0U);
+  EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
+}
+
+TEST_F(ScanCommandTest, TheControllerIsStartedBehindTheStores) {
+  SetController(lab::ControllerState::kStopped);
+  EXPECT_EQ(RunUtility({L"-c", L"-p", L"Nobody"}), NoFiles("Nobody") + Text({kStartingLine}) + "0");
+  EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
+}
+
+TEST_F(ScanCommandTest, TheControllerIsStartedAlsoAfterAnError) {
+  lab::StoreOptions absent;
+  absent.withFile = false;
+  const std::string file = ToUtf8(AddStore(L"ann", absent));
+  SetController(lab::ControllerState::kRunning);
+  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main", L"-c"}),
+            Text({"scanning " + file,
+                  "CheckRepairQsf. ScanPST Error: The file " + file + " does not exist.",
+                  "file scan error.",
+                  "ServiceStartSvc. Service is already running, currentState=4)", kStartingLine}));
+  EXPECT_EQ(Uninitialised(), 1U);
+}
+
+TEST_F(ScanCommandTest, VerboseShowsTheProviderThenTheHandlerThenTheStores) {
+  const std::string directory = ToUtf8(OutlookDirectory());
+  EXPECT_EQ(
+      Run({L"-v", L"-scanQsf", L"-p", L"Nobody"}),
+      Text({"GetMapiModuleFullPath InitMAPIDir returned '" + directory + "'",
+            "GetMapiModuleFullPath Testing module name '" + directory + "\\mspst32.dll'",
+            "Provider path: " + directory + "\\mspst32.dll", "The Control Handler is installed.",
+            "getQsfPaths. opening key Software\\Microsoft\\Windows NT\\CurrentVersion\\"
+            "Windows Messaging Subsystem\\Profiles\\Nobody returned error 0x00000002",
+            "No .qsf files associated with [Nobody] profile", "Exiting."}));
+}
+
+TEST_F(ScanCommandTest, StoresAreScannedOneAfterTheOtherInTheRegistrysOrder) {
+  const std::vector<std::wstring> files = AddStores(3);
+  Strings expected;
+  for (const std::wstring& file : files) {
+    expected = expected + Strings{"scanning " + ToUtf8(file), "file scan done."};
+  }
+  EXPECT_EQ(RunUtility({L"-p", L"Main"}), Text(expected) + "0");
+  EXPECT_EQ(lab::RepairTexts(Journal()),
+            Strings({ToUtf8(files[0]), ToUtf8(files[1]), ToUtf8(files[2])}));
+}
+
+TEST_F(ScanCommandTest, AScanErrorEndsTheRun) {
+  const std::vector<std::wstring> files = AddStores(2);
+  lab::RepairPlan plan;
+  plan.options.outcome = lab::RepairOutcome::kErrorBox;
+  plan.options.errorText = L"No.";
+  PlanTool(plan);
+  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main"}),
+            Text({"scanning " + ToUtf8(files[0]), "CheckRepairQsf. ScanPST Error: No.",
+                  "file scan error."}));
+  EXPECT_EQ(lab::RepairTexts(Journal()), Strings({ToUtf8(files[0])}));
+}
+
+// Deletion.
+
+class DeleteStoresTest : public ScanCommandTest {
+ protected:
+  static std::string Prompt(const std::wstring& file) {
+    return "Are you sure you want to delete [" + ToUtf8(file) + "] ([y]es/[n]o/[c]ancel)?";
+  }
+  static std::string Deleting(const std::wstring& file) { return "deleting " + ToUtf8(file); }
+
+  std::string Delete(const std::string& input, const Words& more = {}) {
+    Words words = {L"-scanQsf", L"-d", L"Main"};
+    words.insert(words.end(), more.begin(), more.end());
+    RunOptions options;
+    options.input = input;
+    return Run(words, options);
+  }
+};
+
+TEST_F(DeleteStoresTest, YesDeletesTheFile) {
+  const std::wstring file = AddStores(1)[0];
+  EXPECT_EQ(Delete("y\n"), Text({Deleting(file), Prompt(file), kDeleted}));
+  EXPECT_FALSE(Exists(file));
+  EXPECT_TRUE(profile_.Find(L"store0@example.com"));
+}
+
+TEST_F(DeleteStoresTest, TheUtilityDeletesToo) {
+  const std::wstring file = AddStores(1)[0];
+  RunOptions options;
+  options.input = "y\n";
+  EXPECT_EQ(RunUtility({L"-d", L"Main"}, options),
+            Text({Deleting(file), Prompt(file), kDeleted}) + "0");
+  EXPECT_FALSE(Exists(file));
+}
+
+TEST_F(DeleteStoresTest, NoLeavesTheFileAndSaysDone) {
+  const std::wstring file = AddStores(1)[0];
+  EXPECT_EQ(Delete("n\n"), Text({Deleting(file), Prompt(file), kDeleted}));
+  EXPECT_TRUE(IsSound(file));
+}
+
+TEST_F(DeleteStoresTest, EachFileIsAskedFor) {
+  const std::vector<std::wstring> files = AddStores(3);
+  EXPECT_EQ(Delete("y\nn\ny\n"),
+            Text({Deleting(files[0]), Prompt(files[0]), kDeleted, Deleting(files[1]),
+                  Prompt(files[1]), kDeleted, Deleting(files[2]), Prompt(files[2]), kDeleted}));
+  EXPECT_FALSE(Exists(files[0]));
+  EXPECT_TRUE(Exists(files[1]));
+  EXPECT_FALSE(Exists(files[2]));
+}
+
+TEST_F(DeleteStoresTest, CancelEndsTheRunInSilence) {
+  const std::vector<std::wstring> files = AddStores(2);
+  EXPECT_EQ(Delete("c\ny\n"), Text({Deleting(files[0]), Prompt(files[0])}));
+  EXPECT_TRUE(Exists(files[0]));
+  EXPECT_TRUE(Exists(files[1]));
+}
+
+TEST_F(DeleteStoresTest, VerboseTellsTheCancel) {
+  const std::vector<std::wstring> files = AddStores(2);
+  const Strings lines = Lines(Delete("c\ny\n", {L"-v"}));
+  ASSERT_GE(lines.size(), 4U);
+  EXPECT_EQ(
+      Strings(lines.end() - 4, lines.end()),
+      Strings({Deleting(files[0]), Prompt(files[0]), "delete operation cancelled", "Exiting."}));
+  EXPECT_TRUE(Exists(files[0]));
+}
+
+TEST_F(DeleteStoresTest, TheControllerIsStartedAfterACancel) {
+  SetController(lab::ControllerState::kStopped);
+  const std::wstring file = AddStores(1)[0];
+  EXPECT_EQ(Delete("c", {L"-c"}), Text({Deleting(file), Prompt(file), kStartingLine}));
+  EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
+  EXPECT_EQ(Uninitialised(), 1U);
+}
+
+struct IllegalCase {
+  const char* name;
+  std::string input;
+  int times;  // how often it is illegal before the "n" that is given behind it
+};
+
+std::ostream& operator<<(std::ostream& stream, const IllegalCase& value) {
+  return stream << value.name;
+}
+
+class IllegalAnswerTest : public DeleteStoresTest,
+                          public ::testing::WithParamInterface<IllegalCase> {};
+
+TEST_P(IllegalAnswerTest, IsToldAndThePromptComesAgain) {
+  const std::wstring file = AddStores(1)[0];
+  Strings expected = {Deleting(file), Prompt(file)};
+  for (int time = 0; time < GetParam().times; ++time) {
+    expected = expected + Strings{kIllegal, Prompt(file)};
+  }
+  EXPECT_EQ(Delete(GetParam().input + "n\n"), Text(expected + Strings{kDeleted}));
+  EXPECT_TRUE(Exists(file));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Answers, IllegalAnswerTest,
+    ::testing::Values(IllegalCase{"OtherLetter", "x\n", 1}, IllegalCase{"CapitalY", "Y\n", 1},
+                      IllegalCase{"CapitalN", "N\n", 1}, IllegalCase{"CapitalC", "C\n", 1},
+                      IllegalCase{"Digit", "1\n", 1}, IllegalCase{"Twice", "x\nY\n", 2},
+                      IllegalCase{"LettersOfOneLine", "xq ", 2},
+                      IllegalCase{"EmptyLines", "\n\r\n\n", 0},
+                      IllegalCase{"Blanks", " \t  \n\t", 0}),
+    kByName);
+
+TEST_F(DeleteStoresTest, TheRestOfALineAnswersTheNextPrompts) {
+  const std::vector<std::wstring> files = AddStores(2);
+  EXPECT_EQ(Delete("yes\nn\n"), Text({Deleting(files[0]), Prompt(files[0]), kDeleted,
+                                      Deleting(files[1]), Prompt(files[1]), kIllegal,
+                                      Prompt(files[1]), kIllegal, Prompt(files[1]), kDeleted}));
+  EXPECT_FALSE(Exists(files[0]));
+  EXPECT_TRUE(Exists(files[1]));
+}
+
+TEST_F(DeleteStoresTest, LettersOfOneLineAnswerSeveralPrompts) {
+  const std::vector<std::wstring> files = AddStores(3);
+  Delete("nyc");
+  EXPECT_TRUE(Exists(files[0]));
+  EXPECT_FALSE(Exists(files[1]));
+  EXPECT_TRUE(Exists(files[2]));
+}
+
+TEST_F(DeleteStoresTest, ALetterOutsideAsciiIsIllegal) {
+  const std::wstring file = AddStores(1)[0];
+  const Strings lines = Lines(Delete("\xC3\xA9\nc\n"));
+  ASSERT_GE(lines.size(), 4U);
+  EXPECT_EQ(lines[2], kIllegal);
+  EXPECT_EQ(lines[3], Prompt(file));
+  EXPECT_TRUE(Exists(file));
+}
+
+TEST_F(DeleteStoresTest, TheEndOfTheInputEndsTheRun) {
+  const std::vector<std::wstring> files = AddStores(2);
+  EXPECT_EQ(Delete(""), Text({Deleting(files[0]), Prompt(files[0])}));
+  EXPECT_EQ(Delete("x"), Text({Deleting(files[0]), Prompt(files[0]), kIllegal, Prompt(files[0])}));
+  EXPECT_EQ(Delete("\n \n"), Text({Deleting(files[0]), Prompt(files[0])}));
+  EXPECT_TRUE(Exists(files[0]));
+  EXPECT_TRUE(Exists(files[1]));
+}
+
+TEST_F(DeleteStoresTest, TheEndOfTheInputBehindAYesSparesTheNextFile) {
+  const std::vector<std::wstring> files = AddStores(2);
+  EXPECT_EQ(Delete("y"), Text({Deleting(files[0]), Prompt(files[0]), kDeleted, Deleting(files[1]),
+                               Prompt(files[1])}));
+  EXPECT_FALSE(Exists(files[0]));
+  EXPECT_TRUE(Exists(files[1]));
+}
+
+TEST_F(DeleteStoresTest, AFileLivesUntilItsOwnPromptIsAnswered) {
+  const std::vector<std::wstring> files = AddStores(2);
+  RunningProgram program = StartAdmin({L"-scanQsf", L"-d", L"Main"});
+  ASSERT_TRUE(program.WaitForOutput(Prompt(files[0]) + "\r\n"));
+  EXPECT_TRUE(Exists(files[0]));
+  program.Write("y\n");
+  ASSERT_TRUE(program.WaitForOutput(Prompt(files[1]) + "\r\n"));
+  EXPECT_FALSE(Exists(files[0]));
+  EXPECT_TRUE(Exists(files[1]));
+  program.Write("y\n");
+  EXPECT_EQ(program.Wait().exitCode, 0U);
+  EXPECT_FALSE(Exists(files[1]));
+}
+
+TEST_F(DeleteStoresTest, AFileThatIsHeldOpenEndsTheRun) {
+  const std::vector<std::wstring> files = AddStores(2);
+  const lab::QsfLock lock(files[0]);
+  ASSERT_TRUE(lock.Held());
+  EXPECT_EQ(Delete("y\ny\n"), Text({Deleting(files[0]), Prompt(files[0]), "file delete error."}));
+  EXPECT_TRUE(Exists(files[0]));
+  EXPECT_TRUE(Exists(files[1]));
+}
+
+TEST_F(DeleteStoresTest, AFileThatIsNotThereEndsTheRun) {
+  const std::vector<std::wstring> files = AddStores(2);
+  ASSERT_TRUE(DeleteFileW(files[0].c_str()));
+  SetController(lab::ControllerState::kStopped);
+  EXPECT_EQ(Delete("y\ny\n", {L"-c"}),
+            Text({Deleting(files[0]), Prompt(files[0]), "file delete error.", kStartingLine}));
+  EXPECT_TRUE(Exists(files[1]));
+}
+
+TEST_F(DeleteStoresTest, AFileThatIsNotThereIsDoneAfterANo) {
+  const std::vector<std::wstring> files = AddStores(1);
+  ASSERT_TRUE(DeleteFileW(files[0].c_str()));
+  EXPECT_EQ(Delete("n\n"), Text({Deleting(files[0]), Prompt(files[0]), kDeleted}));
+}
+
+TEST_F(DeleteStoresTest, OnlyTheRootStoreWithThatSwitch) {
+  const std::wstring root = StorePath(L"root.qsf");
+  profile_.AddRootStore(L"bes@example.com", root);
+  const std::wstring other = AddStore(L"ann");
+  EXPECT_EQ(Delete("y\ny\n", {L"-r"}), Text({Deleting(root), Prompt(root), kDeleted}));
+  EXPECT_FALSE(Exists(root));
+  EXPECT_TRUE(Exists(other));
+}
+
+TEST_F(DeleteStoresTest, OnlyMarkedStoresWithThatSwitch) {
+  lab::StoreOptions marked;
+  marked.corruptionMark = 0x80000000;
+  const std::wstring file = AddStore(L"ann", marked);
+  const std::wstring other = AddStore(L"bob");
+  EXPECT_EQ(Delete("y\ny\n", {L"-m"}), Text({Deleting(file), Prompt(file), kDeleted}));
+  EXPECT_FALSE(Exists(file));
+  EXPECT_TRUE(Exists(other));
+}
+
+// A line holds 254 characters, the question any number.
+TEST_F(DeleteStoresTest, ALongPathIsAskedForWhole) {
+  const std::wstring file = L"C:\\" + std::wstring(300, L'q') + L".qsf";
+  lab::StoreOptions options;
+  options.withFile = false;
+  options.storedPath = file;
+  AddStore(L"ann", options);
+  EXPECT_EQ(Delete("y\n"),
+            Text({Deleting(file).substr(0, 254), Prompt(file), "file delete error."}));
+}
+
+TEST_F(DeleteStoresTest, APathOutsideTheCodePageIsShownAndDeleted) {
+  const std::wstring file = StorePath(L"\u4e2d \u00fc %s.qsf");
+  profile_.AddSecondaryStore(L"ann@example.com", file);
+  EXPECT_EQ(Delete("y\n"), Text({Deleting(file), Prompt(file), kDeleted}));
+  EXPECT_FALSE(Exists(file));
+}
+
+TEST_F(DeleteStoresTest, CtrlCStopsBeforeTheNextFile) {
+  SetController(lab::ControllerState::kStopped);
+  const std::vector<std::wstring> files = AddStores(2);
+  RunningProgram program = StartAdmin({L"-scanQsf", L"-d", L"Main", L"-c"});
+  ASSERT_TRUE(program.WaitForOutput(Prompt(files[0]) + "\r\n"));
+  ASSERT_TRUE(program.SendCtrlC());
+  ASSERT_TRUE(program.WaitForOutput("*User Break\r\n"));
+  program.Write("y\ny\n");
+  EXPECT_EQ(program.Wait().output,
+            Text({Deleting(files[0]), Prompt(files[0]), "*User Break", kDeleted, kStartingLine}));
+  EXPECT_TRUE(Exists(files[1]));
+  EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
+}
+
+}  // namespace
+}  // namespace e2e

@@ -1,0 +1,91 @@
+#include "tests/e2e/support/scan_lab_test.h"
+
+#include <utility>
+
+#include "lab/common/profile_registry.h"
+#include "lab/common/text.h"
+#include "lab/repair/repair_control.h"
+#include "tests/e2e/support/output.h"
+
+namespace e2e {
+
+void ScanLabTest::SetUp() {
+  lab::KeepDesktopWarm();
+  lab::EndRepairTools();
+  ASSERT_TRUE(lab::WriteOutlookVersion(std::nullopt));
+  LabTest::SetUp();
+  ASSERT_TRUE(lab::PlaceRepairTool(OutlookDirectory(), LabBinaries() / L"SCANPST.EXE"));
+  SetStub(lab::StubPlace::kMapistub, lab::StubState::kPlaced, L"mapistub.dll");
+  PlanStub(lab::StubPlan().Path("*", lab::NarrowFromWide(OutlookDirectory()) + "\\olmapi32.dll"));
+}
+
+void ScanLabTest::TearDown() {
+  EXPECT_EQ(lab::EndRepairTools(), 0U) << "repair tools were left running";
+  LabTest::TearDown();
+  EXPECT_TRUE(lab::WriteOutlookVersion(std::nullopt));
+  stubs_.clear();
+}
+
+std::string ScanLabTest::Run(const std::vector<std::wstring>& arguments, RunOptions options) {
+  const RunResult result = RunAdmin(arguments, std::move(options));
+  EXPECT_EQ(result.exitCode, 0U);
+  EXPECT_EQ(result.errorOutput, "");
+  return result.output;
+}
+
+std::string ScanLabTest::RunUtility(const std::vector<std::wstring>& arguments,
+                                    RunOptions options) {
+  options.program = CopyProgram(L"qsfscan.exe");
+  const RunResult result = RunAdmin(arguments, std::move(options));
+  EXPECT_EQ(result.errorOutput, "");
+  return result.output + std::to_string(result.exitCode);
+}
+
+std::filesystem::path ScanLabTest::CopyProgram(const std::wstring& name) const {
+  std::filesystem::create_directories(ProgramDirectory());
+  return CopyShippedProgram(ProgramDirectory(), name);
+}
+
+std::wstring ScanLabTest::AddStore(const std::wstring& name,
+                                   const lab::StoreOptions& options) const {
+  std::wstring file = StorePath(name + L".qsf");
+  profile_.AddSecondaryStore(name + L"@example.com", file, options);
+  return file;
+}
+
+std::wstring ScanLabTest::AddDamagedStore(const std::wstring& name, lab::QsfDamage damage) const {
+  std::wstring file = AddStore(name);
+  EXPECT_TRUE(lab::DamageQsf(file, damage));
+  return file;
+}
+
+void ScanLabTest::SetStub(lab::StubPlace place, lab::StubState state, const wchar_t* library) {
+  stubs_.push_back(
+      std::make_unique<lab::StubGuard>(place, state, LabBinaries() / L"stub" / library));
+  ASSERT_TRUE(stubs_.back()->Done()) << "error " << GetLastError();
+}
+
+void ScanLabTest::PlanStub(const lab::StubPlan& plan) const {
+  ASSERT_TRUE(plan.Save(Directory().wstring()));
+}
+
+void ScanLabTest::PlanTool(const lab::RepairPlan& plan) const {
+  ASSERT_TRUE(plan.Save(Directory().wstring()));
+}
+
+bool ScanLabTest::Exists(const std::wstring& path) {
+  return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+bool ScanLabTest::IsSound(const std::wstring& path) {
+  std::vector<lab::QsfProblem> problems;
+  return lab::CheckQsf(path, &problems) == lab::QsfStatus::kOk && problems.empty();
+}
+
+std::vector<std::string> operator+(std::vector<std::string> lines,
+                                   const std::vector<std::string>& more) {
+  lines.insert(lines.end(), more.begin(), more.end());
+  return lines;
+}
+
+}  // namespace e2e

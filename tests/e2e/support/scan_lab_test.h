@@ -1,0 +1,68 @@
+// The frame of a test of the scan command, in its two forms.
+//
+//   TEST_F(RepairToolTest, RepairsADamagedStore) {
+//     const std::wstring file = AddDamagedStore(L"ann", lab::QsfDamage::kChecksum);
+//     EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main"}), Text({...}));
+//   }
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "lab/common/installation.h"
+#include "lab/common/qsf_file.h"
+#include "lab/repair/repair_plan.h"
+#include "lab/stub/stub_control.h"
+#include "lab/stub/stub_plan.h"
+#include "tests/e2e/support/lab_test.h"
+
+namespace e2e {
+
+// Each test finds no Outlook registered, and in the system directory the lab's MAPI stub, which
+// answers with a directory of the test's own: there lie the provider and the repair tool. A test
+// leaves none of it, and no repair tool running.
+class ScanLabTest : public LabTest {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  // What the program prints. It must end with code 0 and print nothing on standard error.
+  std::string Run(const std::vector<std::wstring>& arguments, RunOptions options = {});
+
+  // The same of a copy of the program named qsfscan.exe, and its exit code behind it.
+  std::string RunUtility(const std::vector<std::wstring>& arguments, RunOptions options = {});
+
+  // A copy of the program under another name, in a directory with the lab's MAPI and no provider.
+  std::filesystem::path CopyProgram(const std::wstring& name) const;
+  std::wstring ProgramDirectory() const { return StorePath(L"bin"); }
+
+  // Where the MAPI stub says that Outlook's MAPI lies, and the provider there.
+  std::wstring OutlookDirectory() const { return StorePath(L"outlook"); }
+  std::wstring ProviderPath() const { return OutlookDirectory() + L"\\mspst32.dll"; }
+
+  // A store of <name>@example.com in the profile "Main"; returns its file, <name>.qsf.
+  std::wstring AddStore(const std::wstring& name, const lab::StoreOptions& options = {}) const;
+  std::wstring AddDamagedStore(const std::wstring& name, lab::QsfDamage damage) const;
+
+  // Changes what lies in the system directory, and what the stub there answers.
+  void SetStub(lab::StubPlace place, lab::StubState state, const wchar_t* library = L"");
+  void PlanStub(const lab::StubPlan& plan) const;
+  // How the repair tool behaves in the runs to come.
+  void PlanTool(const lab::RepairPlan& plan) const;
+
+  static bool Exists(const std::wstring& path);
+  // Whether the store file has nothing to repair.
+  static bool IsSound(const std::wstring& path);
+
+  const lab::Profile profile_{L"Main"};
+
+ private:
+  std::vector<std::unique_ptr<lab::StubGuard>> stubs_;
+};
+
+// `lines` behind one another.
+std::vector<std::string> operator+(std::vector<std::string> lines,
+                                   const std::vector<std::string>& more);
+
+}  // namespace e2e
