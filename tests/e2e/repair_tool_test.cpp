@@ -660,7 +660,9 @@ TEST_F(RepairToolTest, ARepairedStoresWindowsAreAllClosed) {
 
 // What the automation costs.
 
-TEST_F(RepairToolTest, AddsAtMostTwoPollsToTheToolsTime) {
+using RepairSpeedTest = RepairToolTest;
+
+TEST_F(RepairSpeedTest, AddsAtMostTwoPollsToTheToolsTime) {
   constexpr milliseconds kScan{2600};
   constexpr milliseconds kRepair{2600};
   RepairPlan plan;
