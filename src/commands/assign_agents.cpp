@@ -49,7 +49,7 @@ using Addresses = std::vector<std::wstring>;
 // This computer's NetBIOS name in capitals, as the database keeps server names.
 HRESULT ServerName(std::wstring& name) {
   wchar_t buffer[260] = {};
-  DWORD size = static_cast<DWORD>(std::size(buffer));
+  auto size = static_cast<DWORD>(std::size(buffer));
   if (!GetComputerNameExW(ComputerNameNetBIOS, buffer, &size)) {
     PrintLine(L"%hs: GetComputerNameEx failed : 0x%x", kFunction, GetLastError());
     return E_FAIL;

@@ -142,7 +142,7 @@ bool FindBesideLoadedModules(std::wstring& path) {
 }  // namespace
 
 std::string InitMAPIDir() {
-  const std::string systemDirectory = SystemDirectory();
+  std::string systemDirectory = SystemDirectory();
   if (systemDirectory.empty()) return {};
   const Stub mapiStub = LoadStub(systemDirectory, "mapistub.dll");
   Stub mapi;
