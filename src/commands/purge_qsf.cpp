@@ -1,6 +1,5 @@
 #include "src/commands/purge_qsf.h"
 
-#include <map>
 #include <string_view>
 
 #include "src/commands/store_cache.h"
@@ -110,19 +109,23 @@ void PurgeFile(const std::string& path, const WIN32_FIND_DATAA& entry, std::uint
   PrintLine(L" ");
 }
 
-// Returns whether the directory holds an unused file.
-bool PurgeDirectory(const std::string& directory, const Paths& inUseQsfPaths, std::uint32_t force) {
-  bool found = false;
-  for (FileSearch search(directory + "*.qsf"); search.Found(); search.Next()) {
-    if (platform::IsDirectory(search.Entry())) continue;
-    std::string path = directory + search.Entry().cFileName;
-    platform::LowerAscii(path);
-    if (inUseQsfPaths.contains(path)) continue;
-    found = true;
-    PurgeFile(path, search.Entry(), force);
+// Answers whether paths are in use. A directory's files come mostly in the order of their paths,
+// and the one behind the last answer then needs no search.
+class InUseLookup {
+ public:
+  explicit InUseLookup(const Paths& paths) : paths_(paths), next_(paths.begin()) {}
+
+  bool Contains(const std::string& path) {
+    if (next_ == paths_.end() || next_->first != path) next_ = paths_.lower_bound(path);
+    if (next_ == paths_.end() || next_->first != path) return false;
+    ++next_;
+    return true;
   }
-  return found;
-}
+
+ private:
+  const Paths& paths_;
+  Paths::const_iterator next_;
+};
 
 void PurgeDirectories(const Paths& searchDirs, const Paths& inUseQsfPaths, std::uint32_t force) {
   bool found = false;
@@ -135,6 +138,24 @@ void PurgeDirectories(const Paths& searchDirs, const Paths& inUseQsfPaths, std::
 }
 
 }  // namespace
+
+bool PurgeDirectory(const std::string& directory,
+                    const std::map<std::string, std::string>& inUseQsfPaths, std::uint32_t force) {
+  bool found = false;
+  InUseLookup inUse(inUseQsfPaths);
+  // The directory is that of a path in use, and in lower case already.
+  std::string path = directory;
+  for (FileSearch search(directory + "*.qsf"); search.Found(); search.Next()) {
+    if (platform::IsDirectory(search.Entry())) continue;
+    std::string name = search.Entry().cFileName;
+    platform::LowerAscii(name);
+    path.replace(directory.size(), std::string::npos, name);
+    if (inUse.Contains(path)) continue;
+    found = true;
+    PurgeFile(path, search.Entry(), force);
+  }
+  return found;
+}
 
 void DeleteQsfFileSet(const std::string& path, std::uint32_t force) {
   const std::string directory = DirectoryPart(path);

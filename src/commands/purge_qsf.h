@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 // The command's handler: reads the switches and runs PurgeQsf unless another program uses MAPI.
@@ -16,6 +17,12 @@ int qrvAdminPurgeQsf(int argc, wchar_t** argv);
 // did, else the result of the last profile's load. MAPI must be initialised on the calling thread;
 // after a failure COM stays initialised.
 HRESULT PurgeQsf(std::uint32_t force);
+
+// The same for one directory: lists the store files in it that are not among the paths in use.
+// `directory` ends in a backslash and, like those paths, is in lower case. Returns whether there
+// was any.
+bool PurgeDirectory(const std::string& directory,
+                    const std::map<std::string, std::string>& inUseQsfPaths, std::uint32_t force);
 
 // Lists, and with `force` deletes, every file whose name begins like that of the store file `path`
 // (lower case) without its extension: the file itself and what the connector keeps beside it, but
