@@ -8,6 +8,7 @@
 #include "lab/common/lab_config.h"
 #include "lab/common/text.h"
 #include "lab/controller/controller_control.h"
+#include "lab/labctl/outcome.h"
 #include "lab/labctl/output.h"
 #include "lab/oledb/bes_database.h"
 #include "lab/oledb/registration.h"
@@ -17,10 +18,6 @@
 
 namespace lab {
 namespace {
-
-constexpr int kDone = 0;
-constexpr int kFailed = 1;
-constexpr int kNotUnderstood = 2;
 
 struct StateName {
   const wchar_t* name;
@@ -32,11 +29,6 @@ constexpr StateName kStates[] = {
     {L"pending", ControllerState::kStartPending}, {L"broken", ControllerState::kBroken},
     {L"disabled", ControllerState::kDisabled},
 };
-
-int Outcome(bool done, const char* failure) {
-  if (!done) PrintError(std::string("labctl: ") + failure + "\n");
-  return done ? kDone : kFailed;
-}
 
 // A file of the lab, beside this program.
 std::wstring LabFile(const wchar_t* name) {

@@ -15,16 +15,13 @@
 #include "lab/common/installation.h"
 #include "lab/common/journal.h"
 #include "lab/common/lab_config.h"
+#include "lab/labctl/outcome.h"
 #include "lab/labctl/output.h"
 #include "lab/labctl/store_options.h"
 #include "lab/labctl/surroundings.h"
 
 namespace lab {
 namespace {
-
-constexpr int kDone = 0;
-constexpr int kFailed = 1;
-constexpr int kNotUnderstood = 2;
 
 struct Verb {
   const wchar_t* name;
@@ -35,12 +32,9 @@ struct Verb {
   int (*run)(const Words& words, const StoreOptions& options);
 };
 
-int Outcome(bool done, const char* failure) {
-  if (!done) PrintError(std::string("labctl: ") + failure + "\n");
-  return done ? kDone : kFailed;
+int QsfOutcome(QsfStatus status) {
+  return Outcome(status == QsfStatus::kOk, QsfStatusText(status));
 }
-
-int Outcome(QsfStatus status) { return Outcome(status == QsfStatus::kOk, QsfStatusText(status)); }
 
 int MakeProfile(const Words& words, const StoreOptions&) {
   return Outcome(Profile(words[0]).Create(), "the registry refuses the profile");
@@ -93,11 +87,11 @@ int Damage(const Words& words, const StoreOptions&) {
 }
 
 int Repair(const Words& words, const StoreOptions&) {
-  return Outcome(RepairQsf(words[0], nullptr));
+  return QsfOutcome(RepairQsf(words[0], nullptr));
 }
 
 int Compact(const Words& words, const StoreOptions&) {
-  return Outcome(CompactQsf(words[0], nullptr));
+  return QsfOutcome(CompactQsf(words[0], nullptr));
 }
 
 int Lock(const Words& words, const StoreOptions&) {
