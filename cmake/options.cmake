@@ -19,6 +19,10 @@ else()
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
   # -static: nothing but the platform's own libraries beside the executable.
   target_link_options(qrv_options INTERFACE -static -Wl,--gc-sections)
+  # The same sources make the same file: neither the time nor the place of the build goes into it.
+  target_link_options(qrv_options INTERFACE -Wl,--no-insert-timestamp)
+  target_compile_options(qrv_options INTERFACE
+    -ffile-prefix-map=${CMAKE_BINARY_DIR}=build -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 endif()
 
 # Moves the debug symbols of `target` into a file beside it and strips the target.
@@ -26,9 +30,11 @@ function(qrv_split_symbols target)
   if(MSVC OR NOT CMAKE_BUILD_TYPE STREQUAL "Release" OR NOT QRV_OBJCOPY)
     return()
   endif()
+  # objcopy would put the time of its run into the file's header.
+  set(objcopy ${CMAKE_COMMAND} -E env SOURCE_DATE_EPOCH=0 ${QRV_OBJCOPY})
   add_custom_command(TARGET ${target} POST_BUILD
-    COMMAND ${QRV_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
-    COMMAND ${QRV_OBJCOPY} --strip-all $<TARGET_FILE:${target}>
-    COMMAND ${QRV_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>
+    COMMAND ${objcopy} --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
+    COMMAND ${objcopy} --strip-all $<TARGET_FILE:${target}>
+    COMMAND ${objcopy} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>
     VERBATIM)
 endfunction()
