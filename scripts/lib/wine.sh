@@ -7,6 +7,7 @@
 
 wine_root=${QRV_WINE_DIR:-$build_root/wine}
 slot_count=${QRV_LAB_SLOTS:-8}
+lab_binaries=$build_root/release/lab
 
 # Wine's servers stay this many seconds after the last program, which makes the next start quick.
 linger_seconds=60
@@ -153,4 +154,53 @@ for_each_free_slot() {
 remove_prefix() {
   stop_prefix "$1"
   rm -rf "$1" "$1.busy"
+}
+
+# Runs a command that writes into the files OUT and ERR, and passes on what it writes as long as it
+# runs. Whoever reads our output through a pipe waits for the last process that holds it: that must
+# not be one that Wine leaves running for a while, its desktop above all.
+# usage: run_relayed OUT ERR COMMAND...
+run_relayed() {
+  local out=$1 err=$2 status=0 program relays=()
+  : >"$out"
+  : >"$err"
+  "${@:3}" <&0 >>"$out" 2>>"$err" &
+  program=$!
+  tail -n +1 -f -s 0.05 --pid="$program" "$out" 2>/dev/null &
+  relays+=($!)
+  tail -n +1 -f -s 0.05 --pid="$program" "$err" >&2 2>/dev/null &
+  relays+=($!)
+  wait "$program" || status=$?
+  wait "${relays[@]}"
+  return "$status"
+}
+
+build_lab() {
+  "$repo_root/scripts/setup" build test
+  "$repo_root/scripts/build" release lab >&2
+}
+
+# A simulated installation to look at: the prefix `$1`, with the lab's directory beside it. It is
+# made unless it is there, and what runs from now on runs in it.
+enter_installation() {
+  ensure_prefix "$1"
+  warm_prefix "$1"
+  mkdir -p "$1-lab"
+  export WINEPREFIX=$1
+  export QRVLAB_DIR=Z:${1//\//\\}-lab
+}
+
+remove_installation() {
+  remove_prefix "$1"
+  rm -rf "$1-lab"
+}
+
+# Runs a program of the lab. Through a pipe, so that a terminal shows what a file gets.
+run_in_installation() {
+  local directory status=0
+  directory=$(mktemp -d "$wine_root/run.XXXXXX")
+  run_relayed "$directory/out" "$directory/err" wine "$lab_binaries/$1.exe" "${@:2}" |
+    tr -d '\r' || status=$?
+  rm -rf "$directory"
+  return "$status"
 }
