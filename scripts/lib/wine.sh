@@ -7,7 +7,7 @@
 
 wine_root=${QRV_WINE_DIR:-$build_root/wine}
 slot_count=${QRV_LAB_SLOTS:-8}
-lab_binaries=$build_root/release/lab
+lab_binaries=${QRV_LAB_BINARIES:-$build_root/release/lab}
 
 # Wine's servers stay this many seconds after the last program, which makes the next start quick.
 linger_seconds=60
@@ -156,11 +156,23 @@ remove_prefix() {
   rm -rf "$1" "$1.busy"
 }
 
-# Runs a command that writes into the files OUT and ERR, and passes on what it writes as long as it
-# runs. Whoever reads our output through a pipe waits for the last process that holds it: that must
-# not be one that Wine leaves running for a while, its desktop above all.
+# Runs a Wine program that writes into the files OUT and ERR, and passes on what it writes as long as
+# it runs. Whoever reads our output through a pipe waits for the last process that holds it: that
+# must not be one that Wine leaves running for a while, its desktop above all.
 # usage: run_relayed OUT ERR COMMAND...
 run_relayed() {
+  local status=0
+  relay_command "$@" || status=$?
+  # Under load Wine now and then fails to start a program at all: nothing is said then.
+  if ((status)) && [[ ! -s $1 && ! -s $2 ]]; then
+    step "a program said nothing and ended with $status; once more: ${*:3}"
+    status=0
+    relay_command "$@" || status=$?
+  fi
+  return "$status"
+}
+
+relay_command() {
   local out=$1 err=$2 status=0 program relays=()
   : >"$out"
   : >"$err"
