@@ -8,7 +8,7 @@
 #include "src/frontend/user_break.h"
 #include "src/platform/handle.h"
 #include "src/platform/mapi.h"
-#include "src/stores/store_logon_slot.h"
+#include "src/stores/store_logon_worker.h"
 #include "src/stores/store_manager.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "src/stores/store_logon_slot.h"
+#include "src/stores/store_logon_worker.h"
 
 #include <array>
 #include <new>
