@@ -2,12 +2,16 @@
 # -Wthread-safety, and it finds what GCC takes for granted.
 include(${CMAKE_CURRENT_LIST_DIR}/mingw-toolchain.cmake)
 
+# Where that GCC keeps what is its own.
+execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-libgcc-file-name
+  OUTPUT_VARIABLE qrv_gcc_root OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+cmake_path(GET qrv_gcc_root PARENT_PATH qrv_gcc_root)
+
 set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_C_COMPILER clang)
 set(CMAKE_CXX_COMPILER_TARGET x86_64-w64-mingw32)
 set(CMAKE_C_COMPILER_TARGET x86_64-w64-mingw32)
 
-set(qrv_gcc_root /usr/lib/gcc/x86_64-w64-mingw32/12-posix)
 set(CMAKE_CXX_FLAGS_INIT
     "-isystem ${qrv_gcc_root}/include/c++ -isystem ${qrv_gcc_root}/include/c++/x86_64-w64-mingw32 -Qunused-arguments")
 # -pthread: GCC's library needs winpthread behind it, which only GCC adds by itself.
