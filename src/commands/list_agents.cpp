@@ -16,6 +16,29 @@ namespace {
 
 constexpr const char* kFunction = "qrvAdminListAgents";
 
+HRESULT ListAgents(std::wstring server);
+
+}  // namespace
+
+HRESULT qrvAdminListAgents(int argc, wchar_t** argv, const wchar_t* programName) {
+  std::wstring server;
+  ScanSwitches(argc, argv, {{L"-s", &server}, {L"-v", &VerboseOutput}});
+  // A last argument "-s" asks for help even when an earlier one had a value.
+  const bool endsInSwitch = argc > 1 && wcscmp(argv[argc - 1], L"-s") == 0;
+  if (server.empty() || endsInSwitch) {
+    PrintListAgentsUsage(programName);
+    return 1;
+  }
+  const platform::ComApartment apartment;
+  if (FAILED(apartment.Status())) {
+    PrintLine(L"%hs: CoInitialize failed : 0x%x", kFunction, apartment.Status());
+    return apartment.Status();
+  }
+  return ListAgents(server);
+}
+
+namespace {
+
 HRESULT PrintAgents(CBESDatabase& database, std::int32_t serverId) {
   std::set<std::int32_t> agentIds;
   std::multimap<std::int32_t, std::wstring> usersByAgent;
@@ -41,20 +64,3 @@ HRESULT ListAgents(std::wstring server) {
 }
 
 }  // namespace
-
-HRESULT qrvAdminListAgents(int argc, wchar_t** argv, const wchar_t* programName) {
-  std::wstring server;
-  ScanSwitches(argc, argv, {{L"-s", &server}, {L"-v", &VerboseOutput}});
-  // A last argument "-s" asks for help even when an earlier one had a value.
-  const bool endsInSwitch = argc > 1 && wcscmp(argv[argc - 1], L"-s") == 0;
-  if (server.empty() || endsInSwitch) {
-    PrintListAgentsUsage(programName);
-    return 1;
-  }
-  const platform::ComApartment apartment;
-  if (FAILED(apartment.Status())) {
-    PrintLine(L"%hs: CoInitialize failed : 0x%x", kFunction, apartment.Status());
-    return apartment.Status();
-  }
-  return ListAgents(server);
-}

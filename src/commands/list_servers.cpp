@@ -7,32 +7,7 @@
 
 namespace {
 
-HRESULT PrintUserCount(CBESDatabase& database, std::int32_t serverId) {
-  std::uint32_t count = 0;
-  const HRESULT hr = database.CountServerUsers(serverId, count);
-  if (FAILED(hr)) return hr;
-  PrintLine(L"Id: %d", serverId);
-  PrintLine(L"Users: %d", count);
-  return hr;
-}
-
-HRESULT ListServers(bool withCounts) {
-  CBESDatabase database;
-  CBESDatabase::ServerMap servers;
-  HRESULT hr = database.GetServers(servers);
-  for (const auto& [name, id] : servers) {
-    if (FAILED(hr)) break;
-    if (withCounts) {
-      hr = PrintUserCount(database, id);
-      if (FAILED(hr)) break;
-    } else {
-      PrintLine(L"Id: %d", id);
-    }
-    PrintLine(L"MachineName: %s", name.c_str());
-    PrintLine(L" ");
-  }
-  return hr;
-}
+HRESULT ListServers(bool withCounts);
 
 }  // namespace
 
@@ -43,7 +18,38 @@ HRESULT qrvAdminListServers(int argc, wchar_t** argv) {
     return apartment.Status();
   }
   bool withCounts = false;
-  // No "-v", though the help screen lists it: it has never done anything here.
+  // No "-v": the help screen lists it, and it does nothing here.
   ScanSwitches(argc, argv, {{L"-c", &withCounts}});
   return ListServers(withCounts);
 }
+
+namespace {
+
+// A server whose users cannot be counted shows nothing.
+HRESULT PrintServer(CBESDatabase& database, const std::wstring& name, std::int32_t id,
+                    bool withCounts) {
+  std::uint32_t users = 0;
+  if (withCounts) {
+    const HRESULT hr = database.CountServerUsers(id, users);
+    if (FAILED(hr)) return hr;
+  }
+  PrintLine(L"Id: %d", id);
+  if (withCounts) PrintLine(L"Users: %d", users);
+  PrintLine(L"MachineName: %s", name.c_str());
+  PrintLine(L" ");
+  return S_OK;
+}
+
+HRESULT ListServers(bool withCounts) {
+  CBESDatabase database;
+  CBESDatabase::ServerMap servers;
+  HRESULT hr = database.GetServers(servers);
+  if (FAILED(hr)) return hr;
+  for (const auto& [name, id] : servers) {
+    hr = PrintServer(database, name, id, withCounts);
+    if (FAILED(hr)) return hr;
+  }
+  return hr;
+}
+
+}  // namespace
