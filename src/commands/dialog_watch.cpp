@@ -1,8 +1,15 @@
 #include "src/commands/dialog_watch.h"
 
 #include <cwchar>
+#include <string>
+#include <vector>
 
 namespace {
+
+struct DialogWindow {
+  HWND window;
+  std::wstring title;
+};
 
 constexpr int kTextSize = 2048;
 
@@ -28,13 +35,14 @@ BOOL CALLBACK CollectDialog(HWND window, LPARAM parameter) {
   return TRUE;
 }
 
-}  // namespace
-
+// The dialogs among the thread's top-level windows.
 std::vector<DialogWindow> DialogsOfThread(DWORD threadId) {
   std::vector<DialogWindow> dialogs;
   EnumThreadWindows(threadId, CollectDialog, reinterpret_cast<LPARAM>(&dialogs));
   return dialogs;
 }
+
+}  // namespace
 
 void CloseStrayDialog(DWORD threadId) {
   const std::vector<DialogWindow> dialogs = DialogsOfThread(threadId);

@@ -99,6 +99,27 @@ void PrintLastAccess(const WIN32_FIND_DATAA& entry) {
             time.wHour, time.wMinute, time.wSecond);
 }
 
+// Lists, and with `force` deletes, every file whose name begins like that of the store file `path`
+// (lower case) without its extension: the file itself and what the connector keeps beside it, but
+// other stores' files too when their names begin so (ann.qsf takes anna.qsf along).
+void DeleteQsfFileSet(const std::string& path, std::uint32_t force) {
+  const std::string directory = DirectoryPart(path);
+  const size_t extension = path.rfind(".qsf");
+  if (extension == std::string::npos) return;
+  const std::string stem = path.substr(0, extension);
+  // A name that the ANSI code page cannot hold comes with question marks, and as a pattern would
+  // take files of other names.
+  if (platform::FileNamePart(std::string_view(stem)).find_first_of("?*") != std::string::npos) {
+    return;
+  }
+  for (FileSearch search(stem + "*"); search.Found(); search.Next()) {
+    if (platform::IsDirectory(search.Entry())) continue;
+    const std::string file = directory + search.Entry().cFileName;
+    PrintLine(L"Deleting: %s", platform::FromCodePage(file, CP_ACP).c_str());
+    if (force) DeleteFileA(file.c_str());
+  }
+}
+
 void PurgeFile(const std::string& path, const WIN32_FIND_DATAA& entry, std::uint32_t force) {
   const std::wstring name =
       platform::FromCodePage(platform::FileNamePart(std::string_view(path)), CP_ACP);
@@ -155,23 +176,6 @@ bool PurgeDirectory(const std::string& directory,
     PurgeFile(path, search.Entry(), force);
   }
   return found;
-}
-
-void DeleteQsfFileSet(const std::string& path, std::uint32_t force) {
-  const std::string directory = DirectoryPart(path);
-  const size_t extension = path.rfind(".qsf");
-  if (extension == std::string::npos) return;
-  const std::string stem = path.substr(0, extension);
-  // A name that the ANSI code page cannot hold comes with question marks, and as a pattern would
-  // take files of other names.
-  if (platform::FileNamePart(std::string_view(stem)).find_first_of("?*") != std::string::npos)
-    return;
-  for (FileSearch search(stem + "*"); search.Found(); search.Next()) {
-    if (platform::IsDirectory(search.Entry())) continue;
-    const std::string file = directory + search.Entry().cFileName;
-    PrintLine(L"Deleting: %s", platform::FromCodePage(file, CP_ACP).c_str());
-    if (force) DeleteFileA(file.c_str());
-  }
 }
 
 HRESULT PurgeQsf(std::uint32_t force) {

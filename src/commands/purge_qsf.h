@@ -23,8 +23,3 @@ HRESULT PurgeQsf(std::uint32_t force);
 // was any.
 bool PurgeDirectory(const std::string& directory,
                     const std::map<std::string, std::string>& inUseQsfPaths, std::uint32_t force);
-
-// Lists, and with `force` deletes, every file whose name begins like that of the store file `path`
-// (lower case) without its extension: the file itself and what the connector keeps beside it, but
-// other stores' files too when their names begin so (ann.qsf takes anna.qsf along).
-void DeleteQsfFileSet(const std::string& path, std::uint32_t force);

@@ -37,6 +37,9 @@ using KernelHandle = UniqueHandle<HANDLE, &CloseHandle>;
 // The service control manager and the services opened through it.
 using ServiceHandle = UniqueHandle<SC_HANDLE, &CloseServiceHandle>;
 
+// Modules loaded with LoadLibrary.
+using ModuleHandle = UniqueHandle<HMODULE, &FreeLibrary>;
+
 // A nameless manual-reset event.
 inline KernelHandle MakeManualResetEvent(bool signalled) {
   return KernelHandle(CreateEventW(nullptr, TRUE, signalled ? TRUE : FALSE, nullptr));

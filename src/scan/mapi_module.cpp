@@ -3,13 +3,13 @@
 #include <windows.h>
 
 #include <array>
-#include <cstring>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "src/frontend/console.h"
 #include "src/frontend/user_break.h"
-#include "src/platform/module.h"
+#include "src/platform/handle.h"
 #include "src/platform/text.h"
 
 namespace {
@@ -139,8 +139,9 @@ bool FindBesideLoadedModules(std::wstring& path) {
   return false;
 }
 
-}  // namespace
-
+// The directory of the MAPI subsystem in the ANSI code page, without a backslash at its end, as the
+// MAPI stub library knows it; the system directory when the stub does not know; empty only when not
+// even that can be had.
 std::string InitMAPIDir() {
   std::string systemDirectory = SystemDirectory();
   if (systemDirectory.empty()) return {};
@@ -154,6 +155,8 @@ std::string InitMAPIDir() {
   const std::string directory = WithoutFileName(path);
   return directory.empty() ? systemDirectory : directory;
 }
+
+}  // namespace
 
 std::wstring GetMapiModuleFullPath() {
   constexpr const char* kFunction = "GetMapiModuleFullPath";

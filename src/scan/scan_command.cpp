@@ -4,6 +4,7 @@
 
 #include <cwchar>
 #include <iostream>
+#include <string>
 #include <vector>
 
 #include "src/frontend/console.h"
@@ -83,6 +84,29 @@ bool ScanFile(const std::wstring& path) {
   return true;
 }
 
+enum class DeleteAnswer { kYes, kNo, kCancel };
+
+// Asks on the console whether to delete the file, until the answer begins with y, n or c. It reads
+// one character: the rest of the line answers the next question. The end of the input counts as
+// cancel.
+DeleteAnswer ConfirmDelete(const std::wstring& path) {
+  for (;;) {
+    PrintText(L"Are you sure you want to delete [" + path + L"] ([y]es/[n]o/[c]ancel)?");
+    wchar_t answer = L'\0';
+    if (!(std::wcin >> answer)) return DeleteAnswer::kCancel;
+    switch (answer) {
+      case L'y':
+        return DeleteAnswer::kYes;
+      case L'n':
+        return DeleteAnswer::kNo;
+      case L'c':
+        return DeleteAnswer::kCancel;
+      default:
+        PrintText(L"illegal value");
+    }
+  }
+}
+
 bool DeleteStoreFile(const std::wstring& path) {
   PrintLine(L"deleting %s", path.c_str());
   switch (ConfirmDelete(path)) {
@@ -144,22 +168,4 @@ int ScanQsfCommand(int argc, wchar_t** argv, const wchar_t* programName) {
   }
   return RunExclusiveMapiCommand(
       {[&] { return ProcessStores(options); }, [&](HRESULT) { return options.restart; }});
-}
-
-DeleteAnswer ConfirmDelete(const std::wstring& path) {
-  for (;;) {
-    PrintText(L"Are you sure you want to delete [" + path + L"] ([y]es/[n]o/[c]ancel)?");
-    wchar_t answer = L'\0';
-    if (!(std::wcin >> answer)) return DeleteAnswer::kCancel;
-    switch (answer) {
-      case L'y':
-        return DeleteAnswer::kYes;
-      case L'n':
-        return DeleteAnswer::kNo;
-      case L'c':
-        return DeleteAnswer::kCancel;
-      default:
-        PrintText(L"illegal value");
-    }
-  }
 }
