@@ -11,6 +11,7 @@
 #include "src/guards/switches.h"
 #include "src/platform/handle.h"
 #include "src/platform/mapi.h"
+#include "src/stores/profile_admin.h"
 
 int qrvAdminCompactQsf(int argc, wchar_t** argv, const wchar_t* programName) {
   std::wstring profileName;
@@ -33,21 +34,6 @@ using platform::ComPtr;
 
 constexpr const char* kFunction = "CompactQsf";
 constexpr DWORD kPollMilliseconds = 100;
-
-HRESULT OpenProfileAdmin(ComPtr<IProfAdmin>& profileAdmin) {
-  const HRESULT hr = MAPIAdminProfiles(0, &profileAdmin);
-  if (FAILED(hr)) PrintLine(L"%hs: MAPIAdminProfiles failed : 0x%x", kFunction, hr);
-  return hr;
-}
-
-// Shows that the profile's services can be had, before any thread asks for them.
-HRESULT OpenServiceAdmin(const std::wstring& profileName, IProfAdmin* profileAdmin,
-                         ComPtr<IMsgServiceAdmin>& serviceAdmin) {
-  const HRESULT hr = profileAdmin->AdminServices(platform::MapiUnicodeText(profileName.c_str()),
-                                                 nullptr, 0, MAPI_UNICODE, &serviceAdmin);
-  if (FAILED(hr)) PrintLine(L"%hs: AdminServices failed : 0x%x", kFunction, hr);
-  return hr;
-}
 
 // Watches the thread's dialogs until it has ended, and once more then.
 void WatchDialogs(HANDLE thread, DWORD threadId) {
@@ -93,9 +79,11 @@ void CompactStores(const CStoreManager& storeManager, const std::vector<std::wst
 HRESULT CompactQsf(const std::wstring& profileName, const std::vector<std::wstring>& fragments) {
   CStoreManager storeManager;
   storeManager.ProfileName = profileName;
+  // These show that the profile's services can be had; each compaction thread opens its own. On
+  // purpose released only after COM has ended.
   ComPtr<IProfAdmin> profileAdmin;
   ComPtr<IMsgServiceAdmin> serviceAdmin;
-  // Twice, and a verbose run says so twice; scripts count the lines.
+  // On purpose twice: a verbose run says so in two lines.
   InstallConsoleCtrlHandler();
   InstallConsoleCtrlHandler();
 
@@ -105,10 +93,10 @@ HRESULT CompactQsf(const std::wstring& profileName, const std::vector<std::wstri
     return hr;
   }
   hr = LoadStoreCache(storeManager, kFunction);
-  if (SUCCEEDED(hr)) hr = OpenProfileAdmin(profileAdmin);
+  if (SUCCEEDED(hr)) hr = OpenProfileAdmin(kFunction, profileAdmin);
   // On purpose without CoUninitialize: only a run that asks for the profile's services ends COM.
   if (FAILED(hr)) return hr;
-  hr = OpenServiceAdmin(profileName, profileAdmin.Get(), serviceAdmin);
+  hr = OpenServiceAdmin(profileAdmin.Get(), profileName, kFunction, serviceAdmin);
   if (SUCCEEDED(hr)) CompactStores(storeManager, fragments);
   CoUninitialize();
   return hr;

@@ -5,6 +5,7 @@
 
 #include "src/frontend/console.h"
 #include "src/platform/mapi.h"
+#include "src/stores/profile_admin.h"
 
 namespace {
 
@@ -14,19 +15,6 @@ constexpr const char* kFunction = "CompactQsfThread";
 
 // The connector's own: its presence asks the service to compact instead of showing its settings.
 constexpr ULONG kPrCompactionRequest = PROP_TAG(PT_OBJECT, 0x6666);
-
-HRESULT OpenServiceAdmin(const std::wstring& profileName, ComPtr<IProfAdmin>& profileAdmin,
-                         ComPtr<IMsgServiceAdmin>& serviceAdmin) {
-  HRESULT hr = MAPIAdminProfiles(0, &profileAdmin);
-  if (FAILED(hr)) {
-    PrintLine(L"%hs: MAPIAdminProfiles failed : 0x%x", kFunction, hr);
-    return hr;
-  }
-  hr = profileAdmin->AdminServices(platform::MapiUnicodeText(profileName.c_str()), nullptr, 0,
-                                   MAPI_UNICODE, &serviceAdmin);
-  if (FAILED(hr)) PrintLine(L"%hs: AdminServices failed : 0x%x", kFunction, hr);
-  return hr;
-}
 
 HRESULT Compact(IMsgServiceAdmin* serviceAdmin, const CompactQsfThreadParams& params) {
   MAPIUID serviceUid = {};
@@ -45,16 +33,22 @@ HRESULT Compact(IMsgServiceAdmin* serviceAdmin, const CompactQsfThreadParams& pa
 
 DWORD WINAPI CompactQsfThread(LPVOID lpvCompactQsfThreadParams) {
   if (!lpvCompactQsfThreadParams) {
-    // Scripts match this line; "i" stays.
+    // "i NULL" is the text of this line.
     PrintLine(L"%hs: lpvCompactQsfThreadParams i NULL", kFunction);
     return 0;
   }
   auto& params = *static_cast<CompactQsfThreadParams*>(lpvCompactQsfThreadParams);
+  // On purpose released only after MAPI has ended on this thread.
   ComPtr<IProfAdmin> profileAdmin;
   ComPtr<IMsgServiceAdmin> serviceAdmin;
+  // A failure shows in the next call.
   MAPIInitialize(nullptr);
-  // A thread that gets no further leaves its MAPI initialised.
-  if (FAILED(OpenServiceAdmin(params.profileName, profileAdmin, serviceAdmin))) return 0;
+  HRESULT hr = OpenProfileAdmin(kFunction, profileAdmin);
+  if (SUCCEEDED(hr)) {
+    hr = OpenServiceAdmin(profileAdmin.Get(), params.profileName, kFunction, serviceAdmin);
+  }
+  // On purpose without MAPIUninitialize: only a thread that gets to the compaction ends its MAPI.
+  if (FAILED(hr)) return 0;
   params.result = Compact(serviceAdmin.Get(), params);
   MAPIUninitialize();
   return 0;

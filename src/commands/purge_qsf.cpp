@@ -10,6 +10,7 @@
 #include "src/platform/file_search.h"
 #include "src/platform/mapi.h"
 #include "src/platform/text.h"
+#include "src/stores/profile_admin.h"
 
 int qrvAdminPurgeQsf(int argc, wchar_t** argv) {
   std::uint32_t force = 0;
@@ -35,7 +36,7 @@ std::string DirectoryPart(const std::string& path) {
   return backslash == std::string::npos ? path : path.substr(0, backslash + 1);
 }
 
-// The MAPI profiles of the current user. Released after COM has ended.
+// The MAPI profiles of the current user. On purpose released only after COM has ended.
 struct ProfileList {
   ComPtr<IProfAdmin> admin;
   ComPtr<IMAPITable> table;
@@ -43,11 +44,8 @@ struct ProfileList {
 };
 
 HRESULT QueryProfiles(ProfileList& profiles) {
-  HRESULT hr = MAPIAdminProfiles(0, &profiles.admin);
-  if (FAILED(hr)) {
-    PrintLine(L"%hs: MAPIAdminProfiles failed : 0x%x", kFunction, hr);
-    return hr;
-  }
+  HRESULT hr = OpenProfileAdmin(kFunction, profiles.admin);
+  if (FAILED(hr)) return hr;
   hr = profiles.admin->GetProfileTable(0, &profiles.table);
   if (FAILED(hr)) {
     PrintLine(L"%hs: GetProfileTable failed : 0x%x", kFunction, hr);

@@ -97,6 +97,16 @@ inline std::span<const BYTE> BinaryOf(const SPropValue& value) {
   return {value.Value.bin.lpb, value.Value.bin.cb};
 }
 
+// "The property has this value." The restriction refers to `value`, which must outlive it.
+inline SRestriction PropertyEquals(SPropValue& value) {
+  SRestriction restriction = {};
+  restriction.rt = RES_PROPERTY;
+  restriction.res.resProperty.relop = RELOP_EQ;
+  restriction.res.resProperty.ulPropTag = value.ulPropTag;
+  restriction.res.resProperty.lpProp = &value;
+  return restriction;
+}
+
 // A list of property tags on the stack, laid out as MAPI's SPropTagArray.
 template <size_t Count>
 struct PropTags {

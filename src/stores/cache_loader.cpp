@@ -8,6 +8,7 @@
 #include "src/frontend/console.h"
 #include "src/platform/text.h"
 #include "src/stores/entry_id.h"
+#include "src/stores/profile_admin.h"
 
 namespace {
 
@@ -61,11 +62,7 @@ HRESULT RestrictToStoreProviders(IMAPITable* providers) {
   SPropValue type = {};
   type.ulPropTag = PR_RESOURCE_TYPE;
   type.Value.l = MAPI_STORE_PROVIDER;
-  SRestriction isStore = {};
-  isStore.rt = RES_PROPERTY;
-  isStore.res.resProperty.relop = RELOP_EQ;
-  isStore.res.resProperty.ulPropTag = PR_RESOURCE_TYPE;
-  isStore.res.resProperty.lpProp = &type;
+  SRestriction isStore = platform::PropertyEquals(type);
   return providers->Restrict(&isStore, 0);
 }
 
@@ -90,7 +87,7 @@ std::vector<BYTE> BytesOf(const MAPIUID& uid) { return {std::begin(uid.ab), std:
 
 HRESULT CacheLoader::Load(const std::wstring& profileName, bool includeRootStore) {
   RowSet services;
-  const bool complete = OpenServiceAdmin(profileName) &&
+  const bool complete = OpenAdministration(profileName) &&
                         QueryServices(includeRootStore, services) && LoadServices(services);
   if (complete && SUCCEEDED(status_)) LinkEmbeddedStores();
   return status_;
@@ -102,12 +99,11 @@ bool CacheLoader::Failed(const wchar_t* message) const {
   return true;
 }
 
-bool CacheLoader::OpenServiceAdmin(const std::wstring& profileName) {
-  status_ = MAPIAdminProfiles(0, &profileAdmin_);
-  if (Failed(L"%hs: MAPIAdminProfiles failed : 0x%x")) return false;
-  status_ = profileAdmin_->AdminServices(platform::MapiUnicodeText(profileName.c_str()), nullptr, 0,
-                                         MAPI_UNICODE, &serviceAdmin_);
-  return !Failed(L"%hs: AdminServices failed : 0x%x");
+bool CacheLoader::OpenAdministration(const std::wstring& profileName) {
+  status_ = OpenProfileAdmin(kFunction, profileAdmin_);
+  if (FAILED(status_)) return false;
+  status_ = OpenServiceAdmin(profileAdmin_.Get(), profileName, kFunction, serviceAdmin_);
+  return SUCCEEDED(status_);
 }
 
 bool CacheLoader::QueryServices(bool includeRootStore, RowSet& services) {

@@ -31,7 +31,7 @@ class CacheLoader {
     MAPIUID serviceUid;
   };
 
-  bool OpenServiceAdmin(const std::wstring& profileName);
+  bool OpenAdministration(const std::wstring& profileName);
   bool QueryServices(bool includeRootStore, platform::RowSet& services);
   bool LoadServices(const platform::RowSet& services);
   Outcome LoadService(const SRow& row, int index);

@@ -53,11 +53,7 @@ HRESULT QueryDefaultStore(MainLogon& logon, platform::RowSet& rows) {
   SPropValue yes = {};
   yes.ulPropTag = PR_DEFAULT_STORE;
   yes.Value.b = TRUE;
-  SRestriction isDefault = {};
-  isDefault.rt = RES_PROPERTY;
-  isDefault.res.resProperty.relop = RELOP_EQ;
-  isDefault.res.resProperty.ulPropTag = PR_DEFAULT_STORE;
-  isDefault.res.resProperty.lpProp = &yes;
+  SRestriction isDefault = platform::PropertyEquals(yes);
   auto columns = platform::MakePropTags(PR_ENTRYID, PR_DEFAULT_STORE);
   hr = HrQueryAllRows(logon.storesTable.Get(), columns.Get(), &isDefault, nullptr, 0, rows.Put());
   // The service table's text, for the stores table too: scripts know it.
