@@ -21,6 +21,18 @@ std::wstring WithCarriageReturns(std::wstring_view text) {
   return result;
 }
 
+// Hands `text` to `write`, which is WriteConsoleW or WriteFile, until all of it is written or the
+// system takes no more.
+template <typename Text, typename WriteFunction>
+void WriteAll(HANDLE output, Text text, WriteFunction write) {
+  while (!text.empty()) {
+    DWORD written = 0;
+    const BOOL ok = write(output, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    if (!ok || written == 0) return;
+    text.remove_prefix(written);
+  }
+}
+
 }  // namespace
 
 ConsoleStreamBuffer::ConsoleStreamBuffer(HANDLE output)
@@ -58,30 +70,9 @@ void ConsoleStreamBuffer::Write(std::wstring_view text) {
   if (text.empty()) return;
   const std::wstring withLineEnds = WithCarriageReturns(text);
   if (isConsole_) {
-    WriteConsoleText(withLineEnds);
+    WriteAll(output_, std::wstring_view(withLineEnds), WriteConsoleW);
   } else {
-    WriteUtf8(withLineEnds);
-  }
-}
-
-void ConsoleStreamBuffer::WriteConsoleText(std::wstring_view text) {
-  while (!text.empty()) {
-    DWORD written = 0;
-    const bool ok = WriteConsoleW(output_, text.data(), static_cast<DWORD>(text.size()), &written,
-                                  nullptr) != FALSE;
-    if (!ok || written == 0) return;
-    text.remove_prefix(written);
-  }
-}
-
-void ConsoleStreamBuffer::WriteUtf8(std::wstring_view text) {
-  const std::string utf8 = platform::ToCodePage(text, CP_UTF8).value_or("");
-  std::string_view rest = utf8;
-  while (!rest.empty()) {
-    DWORD written = 0;
-    const bool ok = WriteFile(output_, rest.data(), static_cast<DWORD>(rest.size()), &written,
-                              nullptr) != FALSE;
-    if (!ok || written == 0) return;
-    rest.remove_prefix(written);
+    const std::string utf8 = platform::ToCodePage(withLineEnds, CP_UTF8).value_or("");
+    WriteAll(output_, std::string_view(utf8), WriteFile);
   }
 }

@@ -16,6 +16,7 @@ class ConsoleStreamBuffer : public std::wstreambuf {
  public:
   // `output` stays the caller's.
   explicit ConsoleStreamBuffer(HANDLE output);
+  // Writes what is left, half a surrogate pair included.
   ~ConsoleStreamBuffer() override;
 
  protected:
@@ -26,8 +27,6 @@ class ConsoleStreamBuffer : public std::wstreambuf {
   // Writes the buffered text, all but a first half of a surrogate pair at its end.
   void WriteBuffered();
   void Write(std::wstring_view text);
-  void WriteConsoleText(std::wstring_view text);
-  void WriteUtf8(std::wstring_view text);
 
   const HANDLE output_;
   const bool isConsole_;

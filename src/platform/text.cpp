@@ -6,24 +6,22 @@ namespace platform {
 
 namespace {
 
-template <typename String>
-void FoldLetters(String& text) {
-  for (auto& character : text) {
-    if (character >= 'A' && character <= 'Z') character += 'a' - 'A';
+// Replaces the letters from `first` to `last` by those from `target` on.
+template <typename Char>
+void FoldLetters(std::basic_string<Char>& text, char first, char last, char target) {
+  for (Char& character : text) {
+    if (character < first || character > last) continue;
+    character = static_cast<Char>(character - first + target);
   }
 }
 
 }  // namespace
 
-void LowerAscii(std::wstring& text) { FoldLetters(text); }
+void LowerAscii(std::wstring& text) { FoldLetters(text, 'A', 'Z', 'a'); }
 
-void LowerAscii(std::string& text) { FoldLetters(text); }
+void LowerAscii(std::string& text) { FoldLetters(text, 'A', 'Z', 'a'); }
 
-void UpperAscii(std::wstring& text) {
-  for (wchar_t& character : text) {
-    if (character >= L'a' && character <= L'z') character -= L'a' - L'A';
-  }
-}
+void UpperAscii(std::wstring& text) { FoldLetters(text, 'a', 'z', 'A'); }
 
 std::optional<std::string> ToCodePage(std::wstring_view text, unsigned codePage) {
   if (text.empty()) return std::string();
