@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <list>
+#include <string>
+#include <vector>
 
 #include "src/frontend/console.h"
 #include "src/frontend/user_break.h"
@@ -17,7 +19,7 @@ using platform::ComPtr;
 
 constexpr const char* kFunction = "CStoreManager::LogonToStores";
 
-constexpr size_t StoreLogonWorkerCount = 5;
+constexpr DWORD StoreLogonWorkerCount = 5;
 // How long the opened stores are held, for the connector to finish setting them up.
 constexpr DWORD kHoldMilliseconds = 10000;
 
@@ -56,7 +58,7 @@ HRESULT QueryDefaultStore(MainLogon& logon, platform::RowSet& rows) {
   SRestriction isDefault = platform::PropertyEquals(yes);
   auto columns = platform::MakePropTags(PR_ENTRYID, PR_DEFAULT_STORE);
   hr = HrQueryAllRows(logon.storesTable.Get(), columns.Get(), &isDefault, nullptr, 0, rows.Put());
-  // The service table's text, for the stores table too: scripts know it.
+  // The text of another table's failure, on purpose for this one too.
   if (FAILED(hr)) PrintLine(L"%hs: HrQueryAllRows on MsgServiceTable failed : 0x%x", kFunction, hr);
   return hr;
 }
@@ -78,11 +80,11 @@ HRESULT OpenDefaultStore(MainLogon& logon) {
 
 // A look ahead: the workers will ask the default store for the same interface.
 HRESULT QueryManageStore(MainLogon& logon) {
-  const HRESULT hr = logon.defaultStore->QueryInterface(
-      platform::kIidExchangeManageStore,
-      reinterpret_cast<void**>(logon.manageStore.ReleaseAndGetAddressOf()));
-  if (FAILED(hr))
+  const HRESULT hr =
+      logon.defaultStore->QueryInterface(platform::kIidExchangeManageStore, &logon.manageStore);
+  if (FAILED(hr)) {
     PrintLine(L"%hs: Failed query IExchangeManageStore interface : 0x%x", kFunction, hr);
+  }
   return hr;
 }
 
@@ -162,7 +164,7 @@ class Dispatcher {
   }
 
   // Makes the slot that is ready the one in use. After a failed wait the slot used last is used
-  // again; before any has been used there is none.
+  // again, even if its worker has not finished; before any has been used there is none.
   void TakeSlot(DWORD waited) {
     if (waited >= WAIT_OBJECT_0 + StoreLogonWorkerCount) {
       PrintLine(L"Error WaitForMultipleObjects returned : 0x%x", waited);
@@ -207,7 +209,7 @@ class Dispatcher {
 };
 
 // Runs the jobs to their end. The slots go with it, and with them the results and the stores of
-// each slot's last job: that those results never count is how the commands have always worked.
+// each slot's last job, on purpose: the commands take those jobs for successful.
 HRESULT RunJobs(const std::vector<std::wstring>& userNames, const JobSettings& settings,
                 HRESULT status, std::vector<HRESULT>& results, HeldStores& heldStores) {
   Slots slots;

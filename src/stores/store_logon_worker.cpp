@@ -3,6 +3,7 @@
 #include <array>
 #include <new>
 #include <optional>
+#include <string>
 
 #include "src/frontend/console.h"
 #include "src/platform/text.h"
@@ -30,11 +31,10 @@ HRESULT LogOn(const StoreLogonSlot& slot, Logon& logon) {
     PrintLine(L"%hs: MAPILogonEx failed : 0x%x", kFunction, hr);
     return hr;
   }
-  hr = slot.defaultStore->QueryInterface(
-      platform::kIidExchangeManageStore,
-      reinterpret_cast<void**>(logon.manageStore.ReleaseAndGetAddressOf()));
-  if (FAILED(hr))
+  hr = slot.defaultStore->QueryInterface(platform::kIidExchangeManageStore, &logon.manageStore);
+  if (FAILED(hr)) {
     PrintLine(L"%hs: Failed query IExchangeManageStore interface : 0x%x", kFunction, hr);
+  }
   return hr;
 }
 
@@ -51,7 +51,7 @@ HRESULT OpenUserStore(StoreLogonSlot& slot, const Logon& logon, MapiBuffer<ENTRY
     return hr;
   }
   hr = logon.session->OpenMsgStore(0, entryIdSize, entryId.Get(), nullptr, kOpenStoreFlags,
-                                   slot.openedStore.ReleaseAndGetAddressOf());
+                                   &slot.openedStore);
   if (FAILED(hr)) {
     PrintLine(L"%hs: Failed to open delegate store for user '%s' : 0x%x", kFunction,
               slot.userName.c_str(), hr);
@@ -62,8 +62,7 @@ HRESULT OpenUserStore(StoreLogonSlot& slot, const Logon& logon, MapiBuffer<ENTRY
 HRESULT OpenRootFolder(const StoreLogonSlot& slot, ComPtr<IMAPIFolder>& root) {
   ULONG type = 0;
   const HRESULT hr =
-      slot.openedStore->OpenEntry(0, nullptr, nullptr, MAPI_BEST_ACCESS, &type,
-                                  reinterpret_cast<IUnknown**>(root.ReleaseAndGetAddressOf()));
+      slot.openedStore->OpenEntry(0, nullptr, nullptr, MAPI_BEST_ACCESS, &type, &root);
   if (FAILED(hr)) {
     PrintLine(L"%hs: Failed to open root folder for user '%s' : 0x%x", kFunction,
               slot.userName.c_str(), hr);
@@ -99,7 +98,7 @@ HRESULT OpenSearchFolder(const StoreLogonSlot& slot, IMAPIFolder* root) {
   ComPtr<IMAPITable> contents;
   hr = folder->GetContentsTable(MAPI_UNICODE, &contents);
   if (FAILED(hr)) {
-    // Names the first folder although the table is the search folder's; scripts know the line.
+    // On purpose names the first folder, although the table is the search folder's.
     PrintLine(L"%hs: Failed to get BlackBerryHandHeldInfo contents table for user '%s' : 0x%x",
               kFunction, slot.userName.c_str(), hr);
   }

@@ -8,8 +8,9 @@
 #include "src/platform/handle.h"
 #include "src/platform/mapi.h"
 
-// The dispatcher touches a slot only while `ready` is signalled, its worker only between `go` and
-// `ready`; no lock is needed. The events and the store references go with the slot.
+// The dispatcher touches a slot only while `ready` is signalled (or after its wait has failed), its
+// worker only between `go` and `ready`; no lock is needed. The events and the store references go
+// with the slot.
 struct StoreLogonSlot {
   StoreLogonSlot();
   StoreLogonSlot(const StoreLogonSlot&) = delete;

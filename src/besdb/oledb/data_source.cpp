@@ -7,8 +7,8 @@ namespace oledb {
 
 namespace {
 
-// DBGUID_DEFAULT, the provider's own dialect, which is SQL; oledb.h gives the value, but no library
-// of either toolchain holds it.
+// DBGUID_DEFAULT, the provider's own dialect, which is SQL. oledb.h defines its constants only for
+// a file that asks for all of them, and mingw-w64 has no library with this one.
 constexpr GUID kDefaultDialect = {
     0xC8B521FB, 0x5CF3, 0x11CE, {0xAD, 0xE5, 0x00, 0xAA, 0x00, 0x44, 0x77, 0x3D}};
 
@@ -38,8 +38,7 @@ HRESULT Session::Open(const DataSource& source) {
   platform::ComPtr<IUnknown> created;
   hr = factory->CreateSession(nullptr, IID_IOpenRowset, &created);
   if (FAILED(hr)) return hr;
-  return created->QueryInterface(IID_IOpenRowset,
-                                 reinterpret_cast<void**>(session_.ReleaseAndGetAddressOf()));
+  return created->QueryInterface(IID_IOpenRowset, &session_);
 }
 
 HRESULT Session::CreateCommand(const std::wstring& sql,
@@ -50,8 +49,7 @@ HRESULT Session::CreateCommand(const std::wstring& sql,
   platform::ComPtr<IUnknown> created;
   hr = factory->CreateCommand(nullptr, IID_ICommandText, &created);
   if (FAILED(hr)) return hr;
-  hr = created->QueryInterface(IID_ICommandText,
-                               reinterpret_cast<void**>(command.ReleaseAndGetAddressOf()));
+  hr = created->QueryInterface(IID_ICommandText, &command);
   return FAILED(hr) ? hr : command->SetCommandText(kDefaultDialect, sql.c_str());
 }
 

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <cwchar>
 #include <limits>
+#include <utility>
 
 namespace oledb {
 
@@ -146,7 +147,7 @@ bool Rowset::HasValue(const Column& column) const {
 
 std::wstring Rowset::TextOf(const Column& column) const {
   // The length is the whole text's, in bytes, even when the value was cut.
-  const size_t whole = static_cast<size_t>(At<DBLENGTH>(column.length)) / sizeof(wchar_t);
+  const size_t whole = At<DBLENGTH>(column.length) / sizeof(wchar_t);
   std::wstring text(whole < kLongestText ? whole : kLongestText, L'\0');
   std::memcpy(text.data(), buffer_.data() + column.value, text.size() * sizeof(wchar_t));
   return text;
