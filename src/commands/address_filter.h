@@ -13,3 +13,8 @@ inline bool ContainsAny(const std::wstring& address, const std::vector<std::wstr
     return address.find(fragment) != std::wstring::npos;
   });
 }
+
+// The same for the commands that work on every address when no fragment is given.
+inline bool IsSelected(const std::wstring& address, const std::vector<std::wstring>& fragments) {
+  return fragments.empty() || ContainsAny(address, fragments);
+}

@@ -10,19 +10,17 @@
 
 int qrvAdminCheckQsf(int argc, wchar_t** argv, const wchar_t* programName) {
   std::wstring profileName;
-  std::vector<std::wstring> addressFilters;
+  std::vector<std::wstring> fragments;
   bool restart = false;
-  ScanSwitches(argc, argv,
-               {{L"-p", &profileName},
-                {L"-e", &addressFilters},
-                {L"-c", &restart},
-                {L"-v", &VerboseOutput}});
+  ScanSwitches(
+      argc, argv,
+      {{L"-p", &profileName}, {L"-e", &fragments}, {L"-c", &restart}, {L"-v", &VerboseOutput}});
   if (profileName.empty()) {
     PrintCheckQsfUsage(programName);
     return 1;
   }
   const int result =
-      RunExclusiveMapiCommand({[&] { return CheckQsf(profileName, addressFilters); },
+      RunExclusiveMapiCommand({[&] { return CheckQsf(profileName, fragments); },
                                [&](HRESULT checked) { return SUCCEEDED(checked) && restart; }});
   if (result == 0) PrintLine(L"Done");
   return result;
@@ -33,10 +31,10 @@ namespace {
 constexpr const char* kFunction = "CheckQsf";
 
 std::vector<std::wstring> SelectAddresses(const CStoreManager& storeManager,
-                                          const std::vector<std::wstring>& addressFilters) {
+                                          const std::vector<std::wstring>& fragments) {
   std::vector<std::wstring> addresses;
   for (const auto& [entryId, record] : storeManager.Stores) {
-    if (addressFilters.empty() || ContainsAny(record.Email, addressFilters)) {
+    if (IsSelected(record.Email, fragments)) {
       addresses.push_back(record.Email);
     }
   }
@@ -57,14 +55,14 @@ HRESULT ReportResults(const std::vector<std::wstring>& addresses,
 
 }  // namespace
 
-HRESULT CheckQsf(const std::wstring& profileName, const std::vector<std::wstring>& addressFilters) {
+HRESULT CheckQsf(const std::wstring& profileName, const std::vector<std::wstring>& fragments) {
   InstallConsoleCtrlHandler();
   CStoreManager storeManager;
   storeManager.ProfileName = profileName;
   HRESULT hr = LoadStoreCache(storeManager, kFunction);
   if (FAILED(hr)) return hr;
 
-  const std::vector<std::wstring> addresses = SelectAddresses(storeManager, addressFilters);
+  const std::vector<std::wstring> addresses = SelectAddresses(storeManager, fragments);
   PrintLine(L"%hs: Checking %d MAPI stores...", kFunction, static_cast<int>(addresses.size()));
   std::vector<HRESULT> results;
   hr = storeManager.LogonToStores(addresses, /*createMode=*/false, /*checkMode=*/true, results);

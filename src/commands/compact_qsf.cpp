@@ -68,8 +68,7 @@ void CompactStores(const CStoreManager& storeManager, const std::vector<std::wst
   const HWND parentWindow = GetTopWindow(nullptr);
   for (const auto& [entryId, record] : storeManager.Stores) {
     if (UserBreakRequested()) return;
-    const bool selected = fragments.empty() || ContainsAny(record.Email, fragments);
-    if (!selected || record.Kind != StoreKind::FileStore) continue;
+    if (record.Kind != StoreKind::FileStore || !IsSelected(record.Email, fragments)) continue;
     CompactStore(record, storeManager.ProfileName, parentWindow);
   }
 }

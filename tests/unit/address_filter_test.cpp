@@ -27,4 +27,14 @@ TEST(ContainsAny, ComparesLettersOutsideAsciiAsTheyAre) {
   EXPECT_FALSE(ContainsAny(L"\u00C4nn@example.com", {L"\u00E4"}));
 }
 
+TEST(IsSelected, NoFragmentMatchesEverything) {
+  EXPECT_TRUE(IsSelected(L"ann@example.com", {}));
+  EXPECT_TRUE(IsSelected(L"", {}));
+}
+
+TEST(IsSelected, ComparesWhenThereIsAFragment) {
+  EXPECT_TRUE(IsSelected(L"ann@example.com", {L"ann"}));
+  EXPECT_FALSE(IsSelected(L"ann@example.com", {L"bob"}));
+}
+
 }  // namespace
