@@ -67,13 +67,13 @@ SRWLOCK lineLock = SRWLOCK_INIT;
 
 }  // namespace
 
-ConsoleStream::ConsoleStream(std::wostream& stream)
+ScopedConsoleStreamBuffer::ScopedConsoleStreamBuffer(std::wostream& stream)
     : stream_(stream), buffer_(GetStdHandle(STD_OUTPUT_HANDLE)) {
   const platform::SlimLockGuard guard(lineLock);
   previous_ = stream_.rdbuf(&buffer_);
 }
 
-ConsoleStream::~ConsoleStream() {
+ScopedConsoleStreamBuffer::~ScopedConsoleStreamBuffer() {
   const platform::SlimLockGuard guard(lineLock);
   stream_.flush();
   stream_.rdbuf(previous_);

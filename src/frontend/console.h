@@ -9,12 +9,12 @@
 
 // Puts a ConsoleStreamBuffer on standard output behind `stream` for as long as it lives. Other
 // threads may print meanwhile; what they print before and after goes to the stream's own buffer.
-class ConsoleStream {
+class ScopedConsoleStreamBuffer {
  public:
-  explicit ConsoleStream(std::wostream& stream);
-  ~ConsoleStream();
-  ConsoleStream(const ConsoleStream&) = delete;
-  ConsoleStream& operator=(const ConsoleStream&) = delete;
+  explicit ScopedConsoleStreamBuffer(std::wostream& stream);
+  ~ScopedConsoleStreamBuffer();
+  ScopedConsoleStreamBuffer(const ScopedConsoleStreamBuffer&) = delete;
+  ScopedConsoleStreamBuffer& operator=(const ScopedConsoleStreamBuffer&) = delete;
 
  private:
   std::wostream& stream_;

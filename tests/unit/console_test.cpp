@@ -97,11 +97,11 @@ TEST(PrintLine, LinesOfManyThreadsNeverMix) {
   EXPECT_TRUE(all == expected);
 }
 
-TEST(ConsoleStream, GivesTheOldBufferBack) {
+TEST(ScopedConsoleStreamBuffer, GivesTheOldBufferBack) {
   std::wostream stream(nullptr);
   std::wstreambuf* const old = stream.rdbuf();
   {
-    const ConsoleStream console(stream);
+    const ScopedConsoleStreamBuffer console(stream);
     EXPECT_NE(stream.rdbuf(), old);
   }
   EXPECT_EQ(stream.rdbuf(), old);

@@ -73,7 +73,7 @@ void RunAll(const std::vector<std::wstring>& words) {
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
-  const ConsoleStream console(std::wcout);
+  const ScopedConsoleStreamBuffer console(std::wcout);
   std::vector<std::wstring> words(argv + 1, argv + argc);
   VerboseOutput = std::erase(words, L"-v") != 0;
   const platform::ComApartment apartment;
