@@ -1,11 +1,34 @@
 #include "src/besdb/bes_database.h"
 
 #include <optional>
+#include <string>
+#include <utility>
 
 #include "src/besdb/database_location.h"
 #include "src/frontend/console.h"
 #include "src/frontend/user_break.h"
 #include "src/platform/text.h"
+
+namespace {
+
+// The end of every statement about a server's users.
+std::wstring OfServer(std::int32_t serverId) {
+  return L" From UserConfig WHERE ServerConfigId=" + std::to_wstring(serverId) +
+         L" AND UserDeleteStatus=0;";
+}
+
+// The row's user name in lower case; nothing, with a line, when there is none.
+std::optional<std::wstring> UserNameOf(const oledb::Rowset& row, const char* function) {
+  std::optional<std::wstring> userName = row.Text(L"UserName");
+  if (!userName) {
+    PrintLine(L"%hs: NULL user name", function);
+    return std::nullopt;
+  }
+  platform::LowerAscii(*userName);
+  return userName;
+}
+
+}  // namespace
 
 CBESDatabase::~CBESDatabase() {
   if (!connected_) return;
@@ -100,92 +123,68 @@ HRESULT CBESDatabase::ReadRows(const char* function, const std::wstring& sqlText
 
 HRESULT CBESDatabase::GetServers(ServerMap& servers) {
   constexpr const char* kFunction = "CBESDatabase::GetServers";
+  const auto addServer = [&](const oledb::Rowset& row) {
+    const std::optional<std::int32_t> id = row.Integer(L"Id");
+    if (!id) {
+      PrintLine(L"%hs: Failed to read Id column", kFunction);
+      return E_FAIL;
+    }
+    const std::optional<std::wstring> name = row.Text(L"MachineName");
+    if (!name) {
+      PrintLine(L"%hs: NULL server name", kFunction);
+      return E_FAIL;
+    }
+    // As stored, not in capitals: callers that look a name up rely on it.
+    servers.emplace(*name, *id);
+    return S_OK;
+  };
   return ReadRows(kFunction,
                   L"SELECT Id,MachineName From ServerConfig WHERE MailStoreType='Exchange';", 2,
-                  [&](const oledb::Rowset& row) {
-                    const std::optional<std::int32_t> id = row.Integer(L"Id");
-                    if (!id) {
-                      PrintLine(L"%hs: Failed to read Id column", kFunction);
-                      return E_FAIL;
-                    }
-                    const std::optional<std::wstring> name = row.Text(L"MachineName");
-                    if (!name) {
-                      PrintLine(L"%hs: NULL server name", kFunction);
-                      return E_FAIL;
-                    }
-                    // As stored, not in capitals: callers that look a name up rely on it.
-                    servers.emplace(*name, *id);
-                    return S_OK;
-                  });
+                  addServer);
 }
-
-namespace {
-
-// The end of every statement about a server's users.
-std::wstring OfServer(std::int32_t serverId) {
-  return L" From UserConfig WHERE ServerConfigId=" + std::to_wstring(serverId) +
-         L" AND UserDeleteStatus=0;";
-}
-
-}  // namespace
 
 HRESULT CBESDatabase::CountServerUsers(std::int32_t serverId, std::uint32_t& count) {
   constexpr const char* kFunction = "CBESDatabase::CountServerUsers";
-  return ReadRows(kFunction, L"SELECT COUNT(*)" + OfServer(serverId), 1,
-                  [&](const oledb::Rowset& row) {
-                    // The column has no name.
-                    const std::optional<std::int32_t> value = row.Integer(size_t{0});
-                    if (!value) {
-                      PrintLine(L"%hs: Failed to read COUNT column", kFunction);
-                      return E_FAIL;
-                    }
-                    count = static_cast<std::uint32_t>(*value);
-                    return S_OK;
-                  });
+  const auto takeCount = [&](const oledb::Rowset& row) {
+    // The column has no name.
+    const std::optional<std::int32_t> value = row.Integer(size_t{0});
+    if (!value) {
+      PrintLine(L"%hs: Failed to read COUNT column", kFunction);
+      return E_FAIL;
+    }
+    count = static_cast<std::uint32_t>(*value);
+    return S_OK;
+  };
+  return ReadRows(kFunction, L"SELECT COUNT(*)" + OfServer(serverId), 1, takeCount);
 }
-
-namespace {
-
-// The row's user name in lower case; nothing, with a line, when there is none.
-std::optional<std::wstring> UserNameOf(const oledb::Rowset& row, const char* function) {
-  std::optional<std::wstring> userName = row.Text(L"UserName");
-  if (!userName) {
-    PrintLine(L"%hs: NULL user name", function);
-    return std::nullopt;
-  }
-  platform::LowerAscii(*userName);
-  return userName;
-}
-
-}  // namespace
 
 HRESULT CBESDatabase::GetServerUserNames(std::int32_t serverId,
                                          std::vector<std::wstring>& userNames) {
   constexpr const char* kFunction = "CBESDatabase::GetServerUserNames";
-  return ReadRows(kFunction, L"SELECT UserName" + OfServer(serverId), 1,
-                  [&](const oledb::Rowset& row) {
-                    std::optional<std::wstring> userName = UserNameOf(row, kFunction);
-                    if (!userName) return E_FAIL;
-                    userNames.push_back(std::move(*userName));
-                    return S_OK;
-                  });
+  const auto addName = [&](const oledb::Rowset& row) {
+    std::optional<std::wstring> userName = UserNameOf(row, kFunction);
+    if (!userName) return E_FAIL;
+    userNames.push_back(std::move(*userName));
+    return S_OK;
+  };
+  return ReadRows(kFunction, L"SELECT UserName" + OfServer(serverId), 1, addName);
 }
 
 HRESULT CBESDatabase::GetServerUserNamesByAgentId(
     std::int32_t serverId, std::set<std::int32_t>& agentIds,
     std::multimap<std::int32_t, std::wstring>& usersByAgent) {
   constexpr const char* kFunction = "CBESDatabase::GetServerUserNamesByAgentId";
-  return ReadRows(kFunction, L"SELECT AgentId, UserName" + OfServer(serverId), 2,
-                  [&](const oledb::Rowset& row) {
-                    const std::optional<std::int32_t> agentId = row.Integer(L"AgentId");
-                    if (!agentId) {
-                      PrintLine(L"%hs: Failed to read AgentId column", kFunction);
-                      return E_FAIL;
-                    }
-                    std::optional<std::wstring> userName = UserNameOf(row, kFunction);
-                    if (!userName) return E_FAIL;
-                    agentIds.insert(*agentId);
-                    usersByAgent.emplace(*agentId, std::move(*userName));
-                    return S_OK;
-                  });
+  const auto addUser = [&](const oledb::Rowset& row) {
+    const std::optional<std::int32_t> agentId = row.Integer(L"AgentId");
+    if (!agentId) {
+      PrintLine(L"%hs: Failed to read AgentId column", kFunction);
+      return E_FAIL;
+    }
+    std::optional<std::wstring> userName = UserNameOf(row, kFunction);
+    if (!userName) return E_FAIL;
+    agentIds.insert(*agentId);
+    usersByAgent.emplace(*agentId, std::move(*userName));
+    return S_OK;
+  };
+  return ReadRows(kFunction, L"SELECT AgentId, UserName" + OfServer(serverId), 2, addUser);
 }
