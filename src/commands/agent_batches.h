@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+// Prints one line for each batch, under the name of the command's worker when it fails. One thread
+// only.
 class AgentBatches {
  public:
   // `execute` runs a batch; `storeCount` is the number that progress is shown against, `status` the

@@ -150,8 +150,7 @@ void PurgeDirectories(const Paths& searchDirs, const Paths& inUseQsfPaths, std::
   bool found = false;
   for (const auto& [directory, sameDirectory] : searchDirs) {
     if (PurgeDirectory(directory, inUseQsfPaths, force)) found = true;
-    // Said of the run as a whole, once for each directory until something turns up; scripts count
-    // it.
+    // On purpose inside the loop: said once for each directory until something turns up.
     if (!found) PrintLine(L"No unused QSFs found");
   }
 }

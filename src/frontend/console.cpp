@@ -81,7 +81,7 @@ ScopedConsoleStreamBuffer::~ScopedConsoleStreamBuffer() {
 
 void PrintLine(const wchar_t* format, ...) {
   const std::unique_ptr<wchar_t[]> buffer(new wchar_t[kLineSize]());
-  // Bytes, not characters: half of the buffer, which is clear already.
+  // On purpose again and in bytes: half of the buffer, which is clear already.
   memset(buffer.get(), 0, kLineSize);
 
   va_list arguments;

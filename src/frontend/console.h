@@ -1,5 +1,6 @@
-// The one way to the console. Everything that the program says goes to the wide standard output,
-// one line at a time; nothing goes to standard error and there is no log file.
+// The way to the console. Everything that the program says goes to the wide standard output, one
+// line at a time; nothing goes to standard error and there is no log file. Only the help screens,
+// which come before any other thread, are written into the stream without these functions.
 #pragma once
 
 #include <iosfwd>
@@ -28,6 +29,6 @@ class ScopedConsoleStreamBuffer {
 // shown. May be called from any thread; lines of different threads never mix.
 void PrintLine(const wchar_t* format, ...);
 
-// Writes a text of any length as it stands, with a line end, flushed, while other threads may
-// print.
+// Writes a text of any length as it stands, with a line end, flushed. May be called from any thread
+// as well.
 void PrintText(const std::wstring& text);

@@ -6,7 +6,7 @@
 #include "src/platform/text.h"
 
 std::wstring ProgramShortName(const wchar_t* firstArgument) {
-  // 260 characters with the terminator: what the name's buffer has always held.
+  // What a buffer of MAX_PATH characters holds beside the terminator.
   constexpr size_t kLongestName = 259;
   const std::wstring_view fileName =
       platform::FileNamePart(std::wstring_view(firstArgument)).substr(0, kLongestName);

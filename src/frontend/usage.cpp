@@ -1,6 +1,5 @@
 #include "src/frontend/usage.h"
 
-#include <cwchar>
 #include <initializer_list>
 #include <iostream>
 
@@ -52,8 +51,8 @@ void PrintGeneralUsage(const wchar_t* programName) {
   }
 }
 
-// The synopses of -checkQsf, -compactQsf, -purgeQsf and -listServers leave out the "-c" that their
-// option lists have. Scripts compare these screens; they stay as they are.
+// On purpose the synopses of -checkQsf, -compactQsf, -purgeQsf and -listServers leave out the "-c"
+// that their option lists have.
 
 void PrintCheckQsfUsage(const wchar_t* programName) {
   PrintUsage(programName, L" -checkQsf -p profileName [-e email1 email2 ...] [-v]",

@@ -10,7 +10,7 @@ namespace Quorvel::Util {
 
 // Carries a Win32 error code and a context text. what() joins the context, ": " and the system's
 // own description of the code, line end included; for a code that the system does not know it is
-// the context alone. The description is fetched on the first call and kept.
+// the context alone. The description is fetched on the first call and kept; one thread at a time.
 class Win32Error : public std::runtime_error {
  public:
   Win32Error(const std::string& context, DWORD errorCode);

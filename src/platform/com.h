@@ -37,6 +37,7 @@ class CoTaskMemory {
   ~CoTaskMemory() { CoTaskMemFree(memory_); }
 
   T* Get() const { return memory_; }
+  // Only for an owner that holds none yet.
   T** Put() { return &memory_; }
 
  private:

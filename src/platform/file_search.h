@@ -7,6 +7,8 @@
 
 namespace platform {
 
+// A search over the entries; subdirectories, "." and ".." are among them.
+//
 //   for (FileSearch search(pattern); search.Found(); search.Next()) Use(search.Entry());
 class FileSearch {
  public:
@@ -22,6 +24,7 @@ class FileSearch {
   // Whether there is a current entry: not when nothing matches, when the directory does not exist,
   // or after the last one.
   bool Found() const { return found_; }
+  // The current entry, and the step to the next one. Only while there is one.
   const WIN32_FIND_DATAA& Entry() const { return entry_; }
   void Next() { found_ = FindNextFileA(search_, &entry_) != FALSE; }
 

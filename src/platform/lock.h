@@ -7,8 +7,8 @@
 
 namespace platform {
 
-// A Windows critical section that the compiler knows as a lock. Its owner initialises and deletes
-// it with the Windows functions; it has no constructor of its own.
+// A Windows critical section that clang's analysis knows as a lock. Its owner initialises and
+// deletes it with the Windows functions; it has no constructor of its own.
 struct QRV_CAPABILITY("mutex") CriticalSection : CRITICAL_SECTION {};
 
 // Holds a critical section for as long as it lives.

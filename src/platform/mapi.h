@@ -11,11 +11,11 @@
 #include <mapix.h>
 #include <wrl/client.h>
 
+#include <cstddef>
 #include <span>
-#include <string>
 
 // The mailbox-opening interface of stores that can serve other users' mailboxes. Published with the
-// Exchange interfaces of MAPI; neither toolchain's headers declare it. Only CreateStoreEntryID is
+// Exchange interfaces of MAPI (edkmdb.h), which mingw-w64 does not have. Only CreateStoreEntryID is
 // called; the others keep their places in the table.
 struct IExchangeManageStore : public IUnknown {
   // Makes the entry ID with which a session opens the mailbox `mailboxName`. `*entryId` is a MAPI
@@ -77,6 +77,7 @@ class RowSet {
     if (rows_) FreeProws(rows_);
   }
 
+  // Only for an owner that holds none yet.
   LPSRowSet* Put() { return &rows_; }
   // The rows in table order; they live as long as the owner.
   std::span<const SRow> Rows() const {
@@ -116,6 +117,7 @@ struct PropTags {
   LPSPropTagArray Get() { return reinterpret_cast<LPSPropTagArray>(this); }
 };
 
+// The list of these tags. The column of a tag in the answer is its place here.
 template <typename... Tag>
 PropTags<sizeof...(Tag)> MakePropTags(Tag... tags) {
   return {sizeof...(Tag), {static_cast<ULONG>(tags)...}};

@@ -18,7 +18,8 @@ RegistryKey::~RegistryKey() {
 LSTATUS RegistryKey::Open(HKEY parent, const wchar_t* path, REGSAM access) {
   HKEY opened = nullptr;
   const LSTATUS error = RegOpenKeyExW(parent, path, 0, access, &opened);
-  RegistryKey previous(std::move(*this));
+  // Closed at the end of the call.
+  const RegistryKey previous(std::move(*this));
   if (error == ERROR_SUCCESS) key_ = opened;
   return error;
 }

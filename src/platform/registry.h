@@ -20,6 +20,7 @@ struct RegistryValue {
   std::wstring Text() const;
 };
 
+// Sole owner of an open key, or of none.
 class RegistryKey {
  public:
   RegistryKey() = default;
@@ -34,6 +35,7 @@ class RegistryKey {
   // Returns the Win32 error code; on failure the owner holds none.
   LSTATUS Open(HKEY parent, const wchar_t* path, REGSAM access);
 
+  // The key, still owned here; null when there is none.
   HKEY Get() const { return key_; }
 
   // The value called `name`; nothing when it does not exist or cannot be read.

@@ -58,7 +58,7 @@ MailClient ReadMailClient() {
                     KEY_QUERY_VALUE, &key) != ERROR_SUCCESS) {
     return client;
   }
-  // Closed with CloseHandle, as it always was; the system takes it for a registry key too.
+  // On purpose closed with CloseHandle, which the system takes for a registry key too.
   const platform::KernelHandle closer(reinterpret_cast<HANDLE>(key));
   client.applicationLocale = ReadQualifier(key, "MSIApplicationLCID");
   client.officeLocale = ReadQualifier(key, "MSIOfficeLCID");

@@ -65,7 +65,7 @@ bool IsMarked(const RegistryKey& section) {
 void CollectPath(HKEY profile, const std::wstring& sectionName, bool rootOnly, bool markedOnly,
                  std::vector<std::wstring>& paths) {
   RegistryKey section;
-  // All access, though nothing is written, as ever: what may not be changed is not looked at. A
+  // On purpose all access, though nothing is written: what may not be changed is not looked at. A
   // section that does not open has no values.
   section.Open(profile, sectionName.c_str(), KEY_ALL_ACCESS);
   if (!BelongsToConnector(section, rootOnly)) return;

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <array>
+#include <string>
 
 #include "src/frontend/console.h"
 #include "src/frontend/user_break.h"
@@ -53,9 +54,11 @@ class RepairTool {
   bool Start(const std::wstring& toolPath);
   void StartScan(const std::wstring& storePath);
   ScanEnd WaitForScan();
-  // Both return CheckRepairQsf's result.
+  // After a scan that finished, and after one that found errors. Both return CheckRepairQsf's
+  // result.
   int TakeResult();
   int Repair();
+  // Closes the tool's windows and waits for it to end.
   void Quit();
   void Release();
 
@@ -79,7 +82,7 @@ bool RepairTool::Start(const std::wstring& toolPath) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof(startup);
   PROCESS_INFORMATION created = {};
-  // The path alone, unquoted, as it always was; the call may write into it.
+  // On purpose the path alone and unquoted. The call may write into it.
   std::wstring commandLine = toolPath;
   if (VerboseOutput) PrintLine(L"%hs. Creating process", kFunction);
   if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS,

@@ -117,7 +117,7 @@ bool DeleteStoreFile(const std::wstring& path) {
       }
       break;
     case DeleteAnswer::kNo:
-      // Said of a file that stays, too; scripts match the line.
+      // On purpose "done" is said of a file that stays, too.
       break;
     case DeleteAnswer::kCancel:
       if (VerboseOutput) PrintLine(L"delete operation cancelled");

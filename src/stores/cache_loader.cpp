@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "src/frontend/console.h"
@@ -130,12 +131,13 @@ CacheLoader::Outcome CacheLoader::LoadService(const SRow& row, int index) {
   draft.serviceUid = UidOf(row.lpProps[0]);
   ComPtr<IProfSect> section;
   status_ = serviceAdmin_->OpenProfileSection(&draft.serviceUid, nullptr, kSectionFlags, &section);
-  // The text of the step before, for this step too: scripts know it.
+  // On purpose the text of the step before.
   if (Failed(L"%hs: HrQueryAllRows on MsgServiceTable failed : 0x%x")) return Outcome::kEndLoad;
 
   const SPropValue& name = row.lpProps[1];
   if (name.ulPropTag != kServiceName) {
-    // The load comes back with the success of the call before, and a cache that lacks the rest.
+    // On purpose the load comes back with the success of the call before, and a cache that lacks
+    // the rest.
     PrintLine(L"%hs: PR_SERVICE_NAME_A not found at index %d", kFunction, index);
     return Outcome::kEndLoad;
   }

@@ -22,6 +22,7 @@ class DataSource {
 
   void Close() { source_.Reset(); }
 
+  // The open database, still owned here; null when there is none.
   IDBInitialize* Get() const { return source_.Get(); }
 
  private:
@@ -31,14 +32,15 @@ class DataSource {
 // A session on a data source, held by the one interface that every session has.
 class Session {
  public:
+  // Makes the session; `source` must be open. Returns the first failure.
   HRESULT Open(const DataSource& source);
 
   void Close() { session_.Reset(); }
 
-  // A new command with the statement `sql`.
+  // Makes a new command with the statement `sql`. Returns the first failure.
   HRESULT CreateCommand(const std::wstring& sql, platform::ComPtr<ICommandText>& command) const;
 
-  // Runs statements that return no rows.
+  // Runs statements that return no rows. Returns the first failure.
   HRESULT Execute(const std::wstring& sql) const;
 
  private:

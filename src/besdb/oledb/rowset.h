@@ -28,7 +28,8 @@ class Rowset {
   Rowset& operator=(const Rowset&) = delete;
   ~Rowset();
 
-  // Runs `sql` and prepares for reading. To be called once.
+  // Runs `sql` and prepares for reading. Returns the first failure; E_NOINTERFACE when the
+  // statement has no rows to return. To be called once.
   HRESULT Open(const Session& session, const std::wstring& sql);
 
   // The number of the result's columns, a bookmark not counted.
