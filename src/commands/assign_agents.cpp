@@ -32,12 +32,11 @@ int qrvAdminAssignAgents(int argc, wchar_t** argv, const wchar_t* programName) {
     PrintAssignAgentsUsage(programName);
     return 1;
   }
-  return RunExclusiveMapiCommand({[&] {
-                                    return AssignUsersToAgents(profileName, baseAgentId.Value(),
-                                                               numberOfAgents.Value(),
-                                                               existingOnly);
-                                  },
-                                  [&](HRESULT) { return restart; }});
+  const auto assign = [&] {
+    return AssignUsersToAgents(profileName, baseAgentId.Value(), numberOfAgents.Value(),
+                               existingOnly);
+  };
+  return RunExclusiveMapiCommand({assign, [&](HRESULT) { return restart; }});
 }
 
 namespace {

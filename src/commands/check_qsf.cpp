@@ -34,9 +34,7 @@ std::vector<std::wstring> SelectAddresses(const CStoreManager& storeManager,
                                           const std::vector<std::wstring>& fragments) {
   std::vector<std::wstring> addresses;
   for (const auto& [entryId, record] : storeManager.Stores) {
-    if (IsSelected(record.Email, fragments)) {
-      addresses.push_back(record.Email);
-    }
+    if (IsSelected(record.Email, fragments)) addresses.push_back(record.Email);
   }
   return addresses;
 }
