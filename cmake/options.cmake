@@ -5,7 +5,7 @@ target_compile_definitions(qrv_options INTERFACE
 target_include_directories(qrv_options INTERFACE ${PROJECT_SOURCE_DIR})
 
 if(MSVC)
-  # Nothing beside the executable.
+  # The runtime is linked in: nothing beside the executable.
   set(CMAKE_MSVC_RUNTIME_LIBRARY MultiThreaded$<$<CONFIG:Debug>:Debug>)
   # C4996: the C library functions that the program's behaviour is pinned to are "deprecated" there.
   target_compile_options(qrv_options INTERFACE /utf-8 /W4 /wd4996 /permissive-

@@ -1,6 +1,9 @@
 #include "src/commands/list_agents.h"
 
+#include <cstdint>
 #include <cwchar>
+#include <map>
+#include <set>
 #include <string>
 
 #include "src/besdb/bes_database.h"

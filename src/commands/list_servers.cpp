@@ -1,5 +1,8 @@
 #include "src/commands/list_servers.h"
 
+#include <cstdint>
+#include <string>
+
 #include "src/besdb/bes_database.h"
 #include "src/frontend/console.h"
 #include "src/guards/switches.h"

@@ -1,6 +1,9 @@
 // How the commands find a BES server.
 #pragma once
 
+#include <windows.h>
+
+#include <cstdint>
 #include <string>
 
 #include "src/besdb/bes_database.h"

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <streambuf>
 #include <string>
 
 #include "src/frontend/console_stream.h"

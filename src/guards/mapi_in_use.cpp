@@ -7,6 +7,7 @@
 #include <cwchar>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "src/frontend/console.h"

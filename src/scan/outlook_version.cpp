@@ -1,7 +1,7 @@
 #include "src/scan/outlook_version.h"
 
 #include <cwchar>
-#include <optional>
+#include <string>
 
 #include "src/frontend/win32_error.h"
 #include "src/platform/registry.h"

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <iterator>
 #include <utility>
+#include <vector>
 
 #include "src/frontend/console.h"
 #include "src/platform/text.h"
