@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cwctype>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -12,13 +11,11 @@
 #include "lab/common/registry_key.h"
 #include "tests/e2e/support/database_lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
 
 namespace e2e {
 namespace {
-
-using Arguments = std::vector<std::wstring>;
-using Strings = std::vector<std::string>;
 
 constexpr int32_t kServerId = 7;
 constexpr uint32_t kSqlError = 0x80040E14;  // DB_E_ERRORSINCOMMAND
@@ -67,12 +64,6 @@ std::string Output(const Strings& lines) {
 const Strings kSqlFailed = {"CBESDatabase::Execute: Failed to execute SQL : 0x80040e14",
                             "AssignUsersToAgents: Failed to execute SQL : 0x80040e14"};
 
-// Two lists, one behind the other.
-Strings operator+(Strings first, const Strings& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
-
 class AssignAgentsTest : public DatabaseLabTest {
  protected:
   void SetUp() override {
@@ -81,10 +72,8 @@ class AssignAgentsTest : public DatabaseLabTest {
     root_ = profile_.AddRootStore(Address(L"bes"), StorePath(L"bes.qsf"));
   }
 
-  std::string Assign(const Arguments& more = {}) {
-    Arguments arguments = {L"-assignAgents", L"-p", L"Main"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return Run(arguments);
+  std::string Assign(const Words& more = {}) {
+    return Run(Words{L"-assignAgents", L"-p", L"Main"} + more);
   }
 
   // A store of <name>@example.com, with the user and without.
@@ -261,7 +250,7 @@ TEST_F(AssignAgentsTest, OneMoreIsABatchOfItsOwn) {
 TEST_F(AssignAgentsTest, BatchesAreRunAsTheyFill) {
   AddSampleUsers(201);
   Faults().DelayNth("ICommand::Execute", 4, 3000);  // the second batch
-  RunningProgram program = Start({L"-assignAgents", L"-p", L"Main"});
+  RunningProgram program = StartAdmin({L"-assignAgents", L"-p", L"Main"});
   ASSERT_TRUE(program.WaitForOutput("Assigned 100 of 201 users ...\r\n"));
   EXPECT_EQ(program.OutputSoFar(), Output({Assigned(100, 201)}));
   EXPECT_EQ(program.Wait().output,
@@ -394,22 +383,21 @@ TEST_F(AssignAgentsTest, EmbeddedStoresOfTheRootAreTakenForOrphans) {
 
 // Switches.
 
-struct Limits {
-  const char* name;
-  Arguments arguments;
+struct Limits : NamedCase {
+  Words arguments;
   int base;
   int agents;
 };
-void PrintTo(const Limits& limits, std::ostream* out) { *out << limits.name; }
 
 class AssignAgentsLimitsTest : public AssignAgentsTest,
                                public ::testing::WithParamInterface<Limits> {};
 
 TEST_P(AssignAgentsLimitsTest, AreThese) {
-  const auto& [name, arguments, base, agents] = GetParam();
+  const int base = GetParam().base;
+  const int agents = GetParam().agents;
   Add(L"ann");
   Add(L"bob");
-  EXPECT_EQ(Assign(arguments),
+  EXPECT_EQ(Assign(GetParam().arguments),
             Text({"Base Agentid=" + std::to_string(base),
                   "Number of Agents=" + std::to_string(agents), Assigned(2, 2), "Done"}));
   EXPECT_EQ(Updates(),
@@ -434,7 +422,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Limits{"AgentsInLetters", {L"-n", L"many"}, 200, 0},
                       Limits{"Both", {L"-n", L"3", L"-b", L"1"}, 1, 3},
                       Limits{"Capitals", {L"-B", L"10", L"-N", L"3"}, 200, 2}),
-    [](const auto& testCase) { return testCase.param.name; });
+    kByName);
 
 TEST_F(AssignAgentsTest, WithoutAProfileTheUsageIsShown) {
   const std::string usage =
@@ -663,7 +651,7 @@ TEST_F(AssignAgentsTest, TheLogonThatFailsEndsTheCommand) {
 TEST_F(AssignAgentsTest, CtrlCWhileCreatingEndsTheCommand) {
   Database().AddSampleUsers(kServerId, 7);
   Faults().DelayMatching("IExchangeManageStore::CreateStoreEntryID", L"user", 3000);
-  RunningProgram program = Start({L"-assignAgents", L"-p", L"Main"});
+  RunningProgram program = StartAdmin({L"-assignAgents", L"-p", L"Main"});
   ASSERT_TRUE(program.WaitForOutput("Creating store for 'user5@example.com'\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
   Strings expected = {"AssignUsersToAgents: Creating 7 MAPI stores..."};
@@ -681,7 +669,7 @@ TEST_F(AssignAgentsTest, CtrlCWhileCreatingEndsTheCommand) {
 TEST_F(AssignAgentsTest, CtrlCDoesNotEndTheAssignment) {
   AddSampleUsers(150);
   Faults().DelayNth("ICommand::Execute", 3, 3000);  // the first batch
-  RunningProgram program = Start({L"-assignAgents", L"-p", L"Main", L"-v"});
+  RunningProgram program = StartAdmin({L"-assignAgents", L"-p", L"Main", L"-v"});
   ASSERT_TRUE(program.WaitForOutput(kConnectionLine));
   ASSERT_TRUE(program.SendCtrlC());
   ASSERT_TRUE(program.WaitForOutput("*User Break"));

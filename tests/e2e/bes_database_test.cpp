@@ -4,7 +4,6 @@
 #include <objbase.h>
 
 #include <cstdio>
-#include <ostream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -13,13 +12,11 @@
 #include "lab/common/registry_key.h"
 #include "lab/oledb/registration.h"
 #include "tests/e2e/support/database_lab_test.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
 
 namespace e2e {
 namespace {
-
-using Arguments = std::vector<std::wstring>;
-using Strings = std::vector<std::string>;
 
 constexpr uint32_t kFail = 0x80004005;          // E_FAIL
 constexpr uint32_t kFileNotFound = 0x80070002;  // Win32 error 2
@@ -64,7 +61,7 @@ class BesDatabaseTest : public DatabaseLabTest {
     }
   }
 
-  std::string RunClient(const Arguments& operations) { return Run(operations, Client()); }
+  std::string RunClient(const Words& operations) { return Run(operations, Client()); }
 
   // The user whom the query returns next to the two.
   lab::BesUser User(const std::optional<std::wstring>& name, std::optional<int32_t> agentId) {
@@ -77,13 +74,11 @@ class BesDatabaseTest : public DatabaseLabTest {
 };
 
 // The commands, each with what it prints around a failure to read the servers.
-struct Command {
-  const char* name;
-  Arguments arguments;
+struct Command : NamedCase {
+  Words arguments;
   Strings before;
   Strings after;  // with the HRESULT in the place of "#"
 };
-void PrintTo(const Command& command, std::ostream* out) { *out << command.name; }
 
 const Command kListServers = {"listServers", {L"-listServers"}, {}, {}};
 const Command kListAgents = {"listAgents",
@@ -99,9 +94,7 @@ const Command kAssignAgents = {"assignAgents",
 std::string Around(const Command& command, const Strings& lines, uint32_t result) {
   char number[16];
   std::snprintf(number, sizeof(number), "0x%x", result);
-  Strings all = command.before;
-  all.insert(all.end(), lines.begin(), lines.end());
-  all.insert(all.end(), command.after.begin(), command.after.end());
+  Strings all = command.before + lines + command.after;
   for (std::string& line : all) {
     if (line.ends_with('#')) line.replace(line.size() - 1, 1, number);
   }
@@ -128,16 +121,13 @@ TEST_P(BesLocationTest, AMissingKeyIsTold) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, BesLocationTest,
-                         ::testing::Values(kListServers, kListAgents, kAssignAgents),
-                         [](const auto& testCase) { return testCase.param.name; });
+                         ::testing::Values(kListServers, kListAgents, kAssignAgents), kByName);
 
 // A value of the key, and how it is spoilt.
-struct Spoilt {
-  const char* name;
+struct Spoilt : NamedCase {
   const wchar_t* value;
   std::optional<lab::RawValue> content;  // none removes it
 };
-void PrintTo(const Spoilt& spoilt, std::ostream* out) { *out << spoilt.name; }
 
 class BesLocationValueTest : public BesDatabaseTest,
                              public ::testing::WithParamInterface<Spoilt> {};
@@ -167,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
         Spoilt{"DatabaseNumber", lab::kBesDatabaseValue, Number()},
         Spoilt{"ServerSeveralTexts", lab::kBesServerValue, lab::TextValue(L"SRV", REG_MULTI_SZ)},
         Spoilt{"DatabaseBinary", lab::kBesDatabaseValue, lab::TextValue(L"BES", REG_BINARY)}),
-    [](const auto& testCase) { return testCase.param.name; });
+    kByName);
 
 TEST_F(BesDatabaseTest, TheKeyIsNotLookedForAmong32BitPrograms) {
   const std::wstring other = L"SOFTWARE\\Wow6432Node\\Research In Motion";
@@ -186,23 +176,21 @@ TEST_F(BesDatabaseTest, TheKeyIsNotLookedForAmong32BitPrograms) {
 
 // The connection string.
 
-struct Location {
-  const char* name;
+struct Location : NamedCase {
   std::wstring server;
   std::wstring database;
 };
-void PrintTo(const Location& location, std::ostream* out) { *out << location.name; }
 
 class ConnectionStringTest : public BesDatabaseTest,
                              public ::testing::WithParamInterface<Location> {};
 
 TEST_P(ConnectionStringTest, HoldsTheValuesAsTheyAre) {
-  const auto& [name, server, database] = GetParam();
-  ASSERT_TRUE(lab::SetBesDatabaseLocation(server, database));
+  const Location& location = GetParam();
+  ASSERT_TRUE(lab::SetBesDatabaseLocation(location.server, location.database));
   const Strings lines = Lines(Run({L"-listAgents", L"-s", L"none", L"-v"}));
   ASSERT_FALSE(lines.empty());
-  EXPECT_EQ(lines[0], "Connection string=Provider=SQLOLEDB;Server=" + ToUtf8(server) +
-                          ";Database=" + ToUtf8(database) + ";Trusted_Connection=Yes");
+  EXPECT_EQ(lines[0], "Connection string=Provider=SQLOLEDB;Server=" + ToUtf8(location.server) +
+                          ";Database=" + ToUtf8(location.database) + ";Trusted_Connection=Yes");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -212,7 +200,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Location{"Separators", L"a;b='c'", L"\"d\"=e;"},
                       Location{"PercentSigns", L"%s%d", L"%WINDIR%%n"},
                       Location{"OutsideAscii", L"B\u00fcro", L"\u65e5\u672c"}),
-    [](const auto& testCase) { return testCase.param.name; });
+    kByName);
 
 TEST_F(BesDatabaseTest, TheProviderGetsServerAndDatabase) {
   SetProviderOptions(L"server=SRV;database=BES");
@@ -258,13 +246,11 @@ TEST_F(BesDatabaseTest, ALocationThatCannotBeReadIsNotShown) {
 
 // Opening.
 
-struct OpenFailure {
-  const char* name;
+struct OpenFailure : NamedCase {
   const char* operation;
   const char* step;
   uint32_t result;
 };
-void PrintTo(const OpenFailure& failure, std::ostream* out) { *out << failure.name; }
 
 class OpenFailureTest : public BesDatabaseTest,
                         public ::testing::WithParamInterface<std::tuple<Command, OpenFailure>> {};
@@ -342,11 +328,9 @@ TEST_F(BesDatabaseTest, AfterAFailedOpeningTheNextOperationTriesAgain) {
                   "connect = 0x80004005", "2", "count = 0x0"}));
 }
 
-struct Operation {
-  const char* name;
-  Arguments words;
+struct Operation : NamedCase {
+  Words words;
 };
-void PrintTo(const Operation& operation, std::ostream* out) { *out << operation.name; }
 
 class UnconnectedTest : public BesDatabaseTest, public ::testing::WithParamInterface<Operation> {};
 
@@ -365,7 +349,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Operation{"GetServerUserNames", {L"names", L"7"}},
                       Operation{"GetServerUserNamesByAgentId", {L"agents", L"7"}},
                       Operation{"Execute", {L"execute", L"UPDATE UserConfig SET AgentId=1;"}}),
-    [](const auto& testCase) { return testCase.param.name; });
+    kByName);
 
 TEST_F(BesDatabaseTest, AStatementThatFailsIsToldAndTheConnectionKept) {
   EXPECT_EQ(RunClient({L"execute", L"UPDATE NoTable SET AgentId=1;", L"execute",
@@ -433,14 +417,12 @@ INSTANTIATE_TEST_SUITE_P(Queries, QueryTest,
                          ::testing::Values(&ServersQuery, &CountQuery, &NamesQuery, &AgentsQuery),
                          [](const auto& testCase) { return QueryName(testCase.param); });
 
-struct QueryFailure {
-  const char* name;
+struct QueryFailure : NamedCase {
   const char* operation;
   const char* message;  // with the HRESULT in the place of "#"
   uint32_t result;      // that is injected
   uint32_t shown;       // that the command shows
 };
-void PrintTo(const QueryFailure& failure, std::ostream* out) { *out << failure.name; }
 
 class QueryFailureTest
     : public BesDatabaseTest,
@@ -489,14 +471,12 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 // Values that cannot be used. All of them are E_FAIL to the command.
-struct ValueFailure {
-  const char* name;
+struct ValueFailure : NamedCase {
   QueryMaker query;
   const char* operation;
   uint32_t status;
   const char* message;
 };
-void PrintTo(const ValueFailure& failure, std::ostream* out) { *out << failure.name; }
 
 class ValueFailureTest : public BesDatabaseTest,
                          public ::testing::WithParamInterface<ValueFailure> {};
@@ -543,7 +523,7 @@ INSTANTIATE_TEST_SUITE_P(
                      "NULL user name"},
         ValueFailure{"AgentsUserNameNameless", &AgentsQuery, "column-nameless:UserName", 1,
                      "NULL user name"}),
-    [](const auto& testCase) { return testCase.param.name; });
+    kByName);
 
 TEST_F(BesDatabaseTest, OfARowWithoutAnythingTheIdIsMissedFirst) {
   Database().AddServer({std::nullopt, std::nullopt});

@@ -49,13 +49,13 @@ inline std::string WorkerLine(std::string_view what, std::wstring_view address, 
 
 // The lines of `output` that workers print, in byte order; and all others, as they were printed.
 inline bool IsWorkerLine(const std::string& line) { return line.starts_with("StoreLogonThread: "); }
-inline std::vector<std::string> WorkerLines(std::string_view output) {
-  std::vector<std::string> lines = SortedLines(output);
+inline Strings WorkerLines(std::string_view output) {
+  Strings lines = SortedLines(output);
   std::erase_if(lines, [](const std::string& line) { return !IsWorkerLine(line); });
   return lines;
 }
-inline std::vector<std::string> MainLines(std::string_view output) {
-  std::vector<std::string> lines = Lines(output);
+inline Strings MainLines(std::string_view output) {
+  Strings lines = Lines(output);
   std::erase_if(lines, IsWorkerLine);
   return lines;
 }
@@ -90,10 +90,8 @@ class CheckQsfFrame : public LabTest {
   // Where AddStore put the store of `address`.
   const std::wstring& FileOf(const std::wstring& address) const { return files_.at(address); }
 
-  RunResult Check(const std::vector<std::wstring>& more = {}) { return RunAdmin(Arguments(more)); }
-  RunningProgram StartCheck(const std::vector<std::wstring>& more = {}) {
-    return StartAdmin(Arguments(more));
-  }
+  RunResult Check(const Words& more = {}) { return RunAdmin(Arguments(more)); }
+  RunningProgram StartCheck(const Words& more = {}) { return StartAdmin(Arguments(more)); }
 
   // The journalled calls of one name, of the main thread or of the workers.
   Entries MainCalls(std::string_view call) const { return CallsOn(call, false); }
@@ -136,10 +134,8 @@ class CheckQsfFrame : public LabTest {
   lab::Profile profile_{L"Main"};
 
  private:
-  static std::vector<std::wstring> Arguments(const std::vector<std::wstring>& more) {
-    std::vector<std::wstring> arguments = {L"-checkQsf", L"-p", L"Main"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return arguments;
+  static std::vector<std::wstring> Arguments(const Words& more) {
+    return Words{L"-checkQsf", L"-p", L"Main"} + more;
   }
 
   // The main thread initialises MAPI before anything else is journalled. Another process may write

@@ -23,7 +23,7 @@ class CheckQsfTest : public CheckQsfFrame {
  protected:
   // What a check prints that finds every store in order: the stores in their order.
   static std::string SoundCheck(const std::vector<std::wstring>& addresses) {
-    std::vector<std::string> lines = {CheckingLine(addresses.size())};
+    Strings lines = {CheckingLine(addresses.size())};
     for (const std::wstring& address : addresses) lines.push_back(StoreLine(address));
     lines.insert(lines.end(), {kAllOk, kShuttingDown, kDone});
     return Text(lines);
@@ -128,9 +128,9 @@ TEST_F(CheckQsfTest, AddressesOutsideAsciiAreShownAndPassedInTheCodePage) {
   const std::vector<std::wstring> users = {L"m\u00fcller@user.com", L"\u65e5\u672c\u8a9e@user.com",
                                            L"\u0434\u043c\u0438\u0442\u0440\u0438\u0439@user.com",
                                            L"\U0001f600@user.com", L"zed@user.com"};
-  std::vector<std::string> mailboxes;
-  std::vector<std::string> expected = {CheckingLine(users.size())};
-  std::vector<std::string> messages;
+  Strings mailboxes;
+  Strings expected = {CheckingLine(users.size())};
+  Strings messages;
   for (const std::wstring& user : users) {
     AddStore(user);
     const std::wstring mailbox = lab::WideFromNarrow(lab::NarrowFromWide(user));
@@ -144,7 +144,7 @@ TEST_F(CheckQsfTest, AddressesOutsideAsciiAreShownAndPassedInTheCodePage) {
   const RunResult result = Check({L"-e", L"user"});
   EXPECT_EQ(MainLines(result.output), expected);
   EXPECT_EQ(WorkerLines(result.output), Sorted(messages));
-  std::vector<std::string> passed;
+  Strings passed;
   for (const auto& call : Calls("IExchangeManageStore::CreateStoreEntryID")) {
     passed.push_back(call.Argument("mailbox"));
   }
@@ -166,10 +166,10 @@ TEST_F(CheckQsfTest, FailedStoresAreReportedAndTheControllerIsNotStarted) {
   SetController(lab::ControllerState::kStopped);
 
   const RunResult result = Check({L"-e", L"user", L"-c"});
-  std::vector<std::string> expected = {"CheckQsf: Checking 12 MAPI stores...",
-                                       "Checking store for 'user-damaged@example.com'",
-                                       "Checking store for 'user-locked@example.com'",
-                                       "Checking store for 'user-embedded@example.com'"};
+  Strings expected = {"CheckQsf: Checking 12 MAPI stores...",
+                      "Checking store for 'user-damaged@example.com'",
+                      "Checking store for 'user-locked@example.com'",
+                      "Checking store for 'user-embedded@example.com'"};
   for (const std::wstring& address : slow) expected.push_back(StoreLine(address));
   expected.insert(expected.end(),
                   {"CheckQsf: Logon failed for 'user-damaged@example.com' : 0x80040600",

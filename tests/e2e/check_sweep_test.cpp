@@ -106,8 +106,8 @@ class CheckSweepTest : public LabTest, public ::testing::WithParamInterface<uint
     const auto failed = std::find_if(journal.begin(), journal.end(), [](const auto& entry) {
       return entry.Argument("injected") == "yes";
     });
-    EXPECT_EQ(lab::Leaks(journal), std::vector<std::string>{});
-    EXPECT_EQ(lab::UnexpectedCalls(journal), std::vector<std::string>{});
+    EXPECT_EQ(lab::Leaks(journal), Strings{});
+    EXPECT_EQ(lab::UnexpectedCalls(journal), Strings{});
     EXPECT_EQ(result.exitCode, 0U);
     EXPECT_EQ(result.errorOutput, "");
     for (const std::string& line : Lines(result.output)) {
@@ -132,7 +132,7 @@ class CheckSweepTest : public LabTest, public ::testing::WithParamInterface<uint
     EXPECT_NE(result.output, Text(CleanLines())) << failed.call;
   }
 
-  static std::vector<std::string> CleanLines() {
+  static Strings CleanLines() {
     return {"The Control Handler is installed.",
             CheckingLine(3),
             "Checking store for 'bes@example.com'",

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +10,7 @@
 #include "lab/common/installation.h"
 #include "tests/e2e/command_lab_test.h"
 #include "tests/e2e/support/child_process.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/usage_text.h"
 
 namespace e2e {
@@ -27,9 +27,7 @@ const char kAgentsFailed[] = "AssignUsersToAgents: GetServers failed : 0x8007000
 class CommandFrameTest : public CommandLabTest {
  protected:
   // The profiles that the runs so far asked for.
-  std::vector<std::string> Profiles() const {
-    return ArgumentsOf("IProfAdmin::AdminServices", "profile");
-  }
+  Strings Profiles() const { return ArgumentsOf("IProfAdmin::AdminServices", "profile"); }
 
   size_t Initialisations() const { return Calls("MAPIInitialize").size(); }
   size_t Uninitialisations() const { return Calls("MAPIUninitialize").size(); }
@@ -37,15 +35,10 @@ class CommandFrameTest : public CommandLabTest {
 
 // Help instead of a run.
 
-struct UsageCase {
-  const char* name;
+struct UsageCase : NamedCase {
   Words words;
   std::string usage;
 };
-
-std::ostream& operator<<(std::ostream& stream, const UsageCase& value) {
-  return stream << value.name;
-}
 
 class MissingValueTest : public CommandFrameTest,
                          public ::testing::WithParamInterface<UsageCase> {};
@@ -113,17 +106,17 @@ TEST_F(CommandFrameTest, AValueIsTakenAsItStands) {
   EXPECT_EQ(Run({L"-compactQsf", L"-p", L"-c"}), NoProfile("CompactQsf"));
   EXPECT_EQ(Run({L"-findUsers", L"-p", L"-e", L"-e", L"ann"}), NoProfile("FindUsers"));
   EXPECT_EQ(Run({L"-compactQsf", L"-p", L" two words "}), NoProfile("CompactQsf"));
-  EXPECT_EQ(Profiles(), (std::vector<std::string>{"-v", "-c", "-e", " two words "}));
+  EXPECT_EQ(Profiles(), (Strings{"-v", "-c", "-e", " two words "}));
 }
 
 TEST_F(CommandFrameTest, OfSeveralValuesTheLastIsTaken) {
   Run({L"-compactQsf", L"-p", L"First", L"-p", L"Second"});
-  EXPECT_EQ(Profiles(), std::vector<std::string>{"Second"});
+  EXPECT_EQ(Profiles(), Strings{"Second"});
 }
 
 TEST_F(CommandFrameTest, AnEarlierValueStaysWhenALaterOneIsMissing) {
   Run({L"-compactQsf", L"-p", L"First", L"-p"});
-  EXPECT_EQ(Profiles(), std::vector<std::string>{"First"});
+  EXPECT_EQ(Profiles(), Strings{"First"});
 }
 
 TEST_F(CommandFrameTest, SwitchesMayStandBeforeTheCommand) {
@@ -156,7 +149,7 @@ TEST_F(CommandFrameTest, LongProfileNamesAreUnknownProfiles) {
   EXPECT_EQ(Run({L"-findUsers", L"-p", name, L"-e", L"ann"}), NoProfile("FindUsers"));
   EXPECT_EQ(Run({L"-assignAgents", L"-p", name}), Text({"Base Agentid=200", "Number of Agents=2"}) +
                                                       NoDatabase() + Text({kAgentsFailed}));
-  EXPECT_EQ(Profiles(), std::vector<std::string>(3, std::string(5000, 'p')));
+  EXPECT_EQ(Profiles(), Strings(3, std::string(5000, 'p')));
 }
 
 TEST_F(CommandFrameTest, LongAddressesFindNobody) {
@@ -241,16 +234,11 @@ TEST_F(AddressListTest, TakesAValueThatLooksLikeAProfile) {
 
 // The numbers of -assignAgents.
 
-struct NumberCase {
-  const char* name;
+struct NumberCase : NamedCase {
   Words words;
   int base;
   int count;
 };
-
-std::ostream& operator<<(std::ostream& stream, const NumberCase& value) {
-  return stream << value.name;
-}
 
 class NumberTest : public CommandFrameTest, public ::testing::WithParamInterface<NumberCase> {};
 

@@ -1,49 +1,25 @@
-// The frame of tests that look at command lines: whatever is on one, the program ends by itself
-// with exit code 0 and writes nothing to standard error.
+// The frame of tests that look at command lines.
 #pragma once
 
-#include <ostream>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "tests/e2e/support/lab_test.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
 
 namespace e2e {
 
-using Words = std::vector<std::wstring>;
-
-inline Words operator+(Words first, const Words& second) {
-  first.insert(first.end(), second.begin(), second.end());
-  return first;
-}
-
 // A command line with a name to tell a test by.
-struct LineCase {
-  const char* name;
+struct LineCase : NamedCase {
   Words words;
 };
 
-inline std::ostream& operator<<(std::ostream& stream, const LineCase& value) {
-  return stream << value.name;
-}
-
-// For INSTANTIATE_TEST_SUITE_P, of cases that have a name.
-inline constexpr auto kByName = [](const auto& test) { return std::string(test.param.name); };
-
 class CommandLabTest : public LabTest {
  protected:
-  // What the program prints on standard output.
-  std::string Run(const Words& arguments, RunOptions options = {}) {
-    const RunResult result = RunAdmin(arguments, std::move(options));
-    EXPECT_EQ(result.exitCode, 0U);
-    EXPECT_EQ(result.errorOutput, "");
-    return result.output;
-  }
-
-  // The same under another name as the first argument of the program.
+  // What the program prints under another name as its first argument.
   std::string RunAs(const std::wstring& programName, const Words& arguments) {
     RunOptions options;
     options.programName = programName;
@@ -51,8 +27,8 @@ class CommandLabTest : public LabTest {
   }
 
   // What a call was given in the runs so far.
-  std::vector<std::string> ArgumentsOf(std::string_view call, std::string_view argument) const {
-    std::vector<std::string> values;
+  Strings ArgumentsOf(std::string_view call, std::string_view argument) const {
+    Strings values;
     for (const lab::JournalEntry& entry : Calls(call)) values.push_back(entry.Argument(argument));
     return values;
   }

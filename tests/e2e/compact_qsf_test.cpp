@@ -17,6 +17,7 @@
 #include "lab/common/qsf_file.h"
 #include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
 
 namespace e2e {
@@ -64,21 +65,12 @@ class CompactQsfTest : public LabTest {
     return profile_.AddEmbeddedStore(name + L"@example.com", parent);
   }
 
-  static std::vector<std::wstring> Arguments(const std::vector<std::wstring>& more) {
-    std::vector<std::wstring> arguments = {L"-compactQsf", L"-p", L"Main"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return arguments;
-  }
-
-  std::string Run(const std::vector<std::wstring>& arguments) {
-    const RunResult result = RunAdmin(arguments);
-    EXPECT_EQ(result.exitCode, 0U);
-    EXPECT_EQ(result.errorOutput, "");
-    return result.output;
+  static Words Arguments(const Words& more = {}) {
+    return Words{L"-compactQsf", L"-p", L"Main"} + more;
   }
 
   // Compacts the profile's stores, with more arguments behind the profile's name.
-  std::string Compact(const std::vector<std::wstring>& more = {}) { return Run(Arguments(more)); }
+  std::string Compact(const Words& more = {}) { return Run(Arguments(more)); }
 
   void Plan(const CompactionPlan& plan) const { ASSERT_TRUE(plan.Save(Directory().wstring())); }
 
@@ -102,8 +94,8 @@ class CompactQsfTest : public LabTest {
   }
 
   // The UIDs of the services that were told to compact, in order.
-  std::vector<std::string> ToldServices() const {
-    std::vector<std::string> uids;
+  Strings ToldServices() const {
+    Strings uids;
     for (const auto& call : Calls(kConfigure)) uids.push_back(call.Argument("uid"));
     return uids;
   }
@@ -176,16 +168,11 @@ TEST_F(CompactQsfTest, AnAddressOutsideTheCodePageIsShown) {
   EXPECT_EQ(Compact(), Failed("\u4e2d", "0x80004005"));
 }
 
-struct FragmentCase {
-  const char* name;
-  std::vector<std::wstring> fragments;
+struct FragmentCase : NamedCase {
+  Words fragments;
   // Of ann@example.com, joanna@example.com and zoe@example.com.
-  std::vector<std::string> compacted;
+  Strings compacted;
 };
-
-std::ostream& operator<<(std::ostream& stream, const FragmentCase& value) {
-  return stream << value.name;
-}
 
 class CompactQsfFragmentTest : public CompactQsfTest,
                                public ::testing::WithParamInterface<FragmentCase> {};
@@ -193,11 +180,9 @@ class CompactQsfFragmentTest : public CompactQsfTest,
 TEST_P(CompactQsfFragmentTest, SelectsTheStoresWhoseAddressContainsIt) {
   for (const wchar_t* name : {L"ann", L"joanna", L"zoe"}) Add(name);
   Plan(CompactionPlan().Takes(L"*", 0));
-  std::vector<std::wstring> arguments = {L"-e"};
-  arguments.insert(arguments.end(), GetParam().fragments.begin(), GetParam().fragments.end());
   std::string expected;
   for (const std::string& name : GetParam().compacted) expected += Compacted(name);
-  EXPECT_EQ(Compact(arguments), expected);
+  EXPECT_EQ(Compact(Words{L"-e"} + GetParam().fragments), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -216,7 +201,7 @@ INSTANTIATE_TEST_SUITE_P(
                       FragmentCase{"NoPattern", {L"*", L"zo?"}, {}},
                       FragmentCase{"TwoLists", {L"zoe", L"-e", L"joa"}, {"joanna", "zoe"}},
                       FragmentCase{"ASwitchEndsTheList", {L"zoe", L"-x", L"joa"}, {"zoe"}}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 // What the connector is told.
 
@@ -224,8 +209,7 @@ TEST_F(CompactQsfTest, TheConnectorIsAskedForCompactionOfEachService) {
   const lab::Service ann = Add(L"ann");
   const lab::Service bob = Add(L"bob");
   Compact();
-  EXPECT_EQ(ToldServices(),
-            (std::vector<std::string>{lab::UidText(ann.uid), lab::UidText(bob.uid)}));
+  EXPECT_EQ(ToldServices(), (Strings{lab::UidText(ann.uid), lab::UidText(bob.uid)}));
   for (const auto& call : Calls(kConfigure)) {
     EXPECT_EQ(call.Argument("flags"), "0x2");
     EXPECT_EQ(call.Argument("count"), "0x1");
@@ -301,7 +285,7 @@ TEST_F(CompactQsfTest, TheParentIsTheTopWindowOfTheRunsBeginning) {
   Plan(CompactionPlan().Takes(L"ann", 1500));
   const OwnWindow first = ShowWindowOnTop(L"STATIC", L"first");
   ASSERT_EQ(GetTopWindow(nullptr), first.get());
-  RunningProgram program = StartAdmin(Arguments({}));
+  RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(program.WaitForOutput("compacting ann@example.com\r\n"));
   const OwnWindow second = ShowWindowOnTop(L"STATIC", L"second");
   ASSERT_EQ(GetTopWindow(nullptr), second.get());
@@ -486,15 +470,11 @@ TEST_F(CompactQsfTest, AWarningIsNoFailure) {
 }
 
 // A call that the thread makes before it tells the connector.
-struct ThreadCase {
+struct ThreadCase : NamedCase {
   const char* call;
   uint32_t nth;  // the second store's
   const char* line;
 };
-
-std::ostream& operator<<(std::ostream& stream, const ThreadCase& value) {
-  return stream << value.call;
-}
 
 class CompactQsfThreadTest : public CompactQsfTest,
                              public ::testing::WithParamInterface<ThreadCase> {};
@@ -520,10 +500,11 @@ TEST_P(CompactQsfThreadTest, SaysSoAndTheStorePassesForCompacted) {
 // Loading the cache and setting up take the first two calls, the stores the following.
 INSTANTIATE_TEST_SUITE_P(
     Calls, CompactQsfThreadTest,
-    ::testing::Values(ThreadCase{"MAPIAdminProfiles", 4,
+    ::testing::Values(ThreadCase{"Profiles", "MAPIAdminProfiles", 4,
                                  "CompactQsfThread: MAPIAdminProfiles failed : 0x80004005"},
-                      ThreadCase{"IProfAdmin::AdminServices", 4,
-                                 "CompactQsfThread: AdminServices failed : 0x80004005"}));
+                      ThreadCase{"Services", "IProfAdmin::AdminServices", 4,
+                                 "CompactQsfThread: AdminServices failed : 0x80004005"}),
+    kByName);
 
 TEST_F(CompactQsfTest, AThreadWithoutMapiFindsOutAtTheProfiles) {
   Add(L"ann");
@@ -538,16 +519,11 @@ TEST_F(CompactQsfTest, AThreadWithoutMapiFindsOutAtTheProfiles) {
 
 // Set-up that fails.
 
-struct SetUpCase {
-  const char* name;
+struct SetUpCase : NamedCase {
   const char* call;
   uint32_t nth;
-  std::vector<std::string> lines;
+  Strings lines;
 };
-
-std::ostream& operator<<(std::ostream& stream, const SetUpCase& value) {
-  return stream << value.name;
-}
 
 class CompactQsfSetUpTest : public CompactQsfTest,
                             public ::testing::WithParamInterface<SetUpCase> {};
@@ -591,7 +567,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "IProfAdmin::AdminServices",
                   2,
                   {"CompactQsf: AdminServices failed : 0x80004005"}}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 TEST_F(CompactQsfTest, AProfileThatDoesNotExistEndsTheCommand) {
   EXPECT_EQ(Compact(), Text({"CStoreManager::LoadCache: AdminServices failed : 0x8004010f",
@@ -632,7 +608,7 @@ TEST_F(CompactQsfTest, OtherProgramsMustNotHaveMapiLoaded) {
 TEST_F(CompactQsfTest, CtrlCLetsTheRunningStoreFinishAndBeginsNoOther) {
   for (const wchar_t* name : {L"ann", L"bob", L"cid"}) Add(name);
   Plan(CompactionPlan().Takes(L"*", 2500));
-  RunningProgram program = StartAdmin(Arguments({}));
+  RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(program.WaitForOutput("compacting ann@example.com\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
   const RunResult result = program.Wait();
@@ -700,8 +676,7 @@ TEST_F(CompactQsfTest, TheHandlerIsInstalledBeforeTheLoad) {
                   "CompactQsf: storeManager LoadCache failed : 0x8004010f", "Exiting."}));
 }
 
-class CompactQsfUsageTest : public CompactQsfTest,
-                            public ::testing::WithParamInterface<std::vector<std::wstring>> {};
+class CompactQsfUsageTest : public CompactQsfTest, public ::testing::WithParamInterface<Words> {};
 
 TEST_P(CompactQsfUsageTest, IsShownAndMapiIsLeftAlone) {
   Add(L"ann");
@@ -713,13 +688,12 @@ TEST_P(CompactQsfUsageTest, IsShownAndMapiIsLeftAlone) {
   EXPECT_TRUE(Journal().empty());
 }
 
-using Line = std::vector<std::wstring>;
 INSTANTIATE_TEST_SUITE_P(Lines, CompactQsfUsageTest,
-                         ::testing::Values(Line{L"-compactQsf"}, Line{L"-compactQsf", L"-p"},
-                                           Line{L"-compactQsf", L"-c", L"-e", L"ann"},
-                                           Line{L"-compactQsf", L"-P", L"Main"},
-                                           Line{L"-compactQsf", L"-p", L""},
-                                           Line{L"-compactQsf", L"-h", L"-p", L"Main"}));
+                         ::testing::Values(Words{L"-compactQsf"}, Words{L"-compactQsf", L"-p"},
+                                           Words{L"-compactQsf", L"-c", L"-e", L"ann"},
+                                           Words{L"-compactQsf", L"-P", L"Main"},
+                                           Words{L"-compactQsf", L"-p", L""},
+                                           Words{L"-compactQsf", L"-h", L"-p", L"Main"}));
 
 }  // namespace
 }  // namespace e2e

@@ -7,6 +7,7 @@
 
 #include "lab/common/installation.h"
 #include "tests/e2e/command_lab_test.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/usage_text.h"
 
 namespace e2e {
@@ -149,8 +150,7 @@ TEST_F(DispatchTest, AWordThatIsAValueCountsToo) {
 TEST_F(DispatchTest, AWordThatIsAValueIsTheValueToo) {
   EXPECT_EQ(Run({L"-findUsers", L"-p", L"-checkQsf", L"-e", L"ann"}),
             NoProfile("CheckQsf") + Text({"Done"}));
-  EXPECT_EQ(ArgumentsOf("IProfAdmin::AdminServices", "profile"),
-            std::vector<std::string>{"-checkQsf"});
+  EXPECT_EQ(ArgumentsOf("IProfAdmin::AdminServices", "profile"), Strings{"-checkQsf"});
 }
 
 // What the commands that know no "-v" do with it.

@@ -68,7 +68,7 @@ class FindUsersFaultSweepTest : public LabTest,
     profile.AddEmbeddedStore(L"dan@example.com", root);
   }
 
-  RunResult Run() { return RunAdmin({L"-findUsers", L"-p", L"Main", L"-e", L""}); }
+  RunResult FindAll() { return RunAdmin({L"-findUsers", L"-p", L"Main", L"-e", L""}); }
 
   // The call that the rule made fail; none when the run was over before it.
   static const lab::JournalEntry* FailedCall(const std::vector<lab::JournalEntry>& journal) {
@@ -96,14 +96,14 @@ class FindUsersFaultSweepTest : public LabTest,
 
 TEST_P(FindUsersFaultSweepTest, EveryFailureIsToldInKnownWordsAndLeaksNothing) {
   MakeProfile();
-  const std::string clean = Run().output;
+  const std::string clean = FindAll().output;
   const uint32_t calls = lab::CountFaultableCalls(Journal());
   ClearJournal();
 
   for (uint32_t nth = 1; nth < kTooMany; ++nth) {
     MakeProfile();
     Faults() = lab::FaultPlan().SetOutParameters(GetParam()).FailNth("*", nth, kInjected);
-    const RunResult result = Run();
+    const RunResult result = FindAll();
     const std::vector<lab::JournalEntry> journal = Journal();
     const lab::JournalEntry* failed = FailedCall(journal);
     if (failed == nullptr) {

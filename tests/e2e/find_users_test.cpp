@@ -1,13 +1,13 @@
 // -findUsers: which stores it lists and what it shows of them.
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "lab/common/installation.h"
 #include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
 
 namespace e2e {
@@ -26,17 +26,8 @@ Options With(Member Options::*member, const Value& value) {
 class FindUsersTest : public LabTest {
  protected:
   // Runs -findUsers on the profile with these fragments.
-  std::string Find(const std::vector<std::wstring>& fragments) {
-    std::vector<std::wstring> arguments = {L"-findUsers", L"-p", L"Main", L"-e"};
-    arguments.insert(arguments.end(), fragments.begin(), fragments.end());
-    return Run(arguments);
-  }
-
-  std::string Run(const std::vector<std::wstring>& arguments) {
-    const RunResult result = RunAdmin(arguments);
-    EXPECT_EQ(result.exitCode, 0U);
-    EXPECT_EQ(result.errorOutput, "");
-    return result.output;
+  std::string Find(const Words& fragments) {
+    return Run(Words{L"-findUsers", L"-p", L"Main", L"-e"} + fragments);
   }
 
   // A store of <name>@example.com in the file <name>.qsf.
@@ -161,15 +152,10 @@ TEST_F(FindUsersTest, ALineEndsAfter254CharactersAndTheNextIsWhole) {
 
 // The file's name.
 
-struct PathCase {
-  const char* name;
+struct PathCase : NamedCase {
   const wchar_t* path;
   const char* fileName;
 };
-
-std::ostream& operator<<(std::ostream& stream, const PathCase& value) {
-  return stream << value.name;
-}
 
 class FindUsersFileNameTest : public FindUsersTest,
                               public ::testing::WithParamInterface<PathCase> {};
@@ -198,20 +184,15 @@ INSTANTIATE_TEST_SUITE_P(
                       PathCase{"EndsInABackslash", L"C:\\one\\", ""}, PathCase{"Empty", L"", ""},
                       PathCase{"Blanks", L"C:\\a b\\ ann b .qsf", " ann b .qsf"},
                       PathCase{"PercentSigns", L"C:\\one\\%s%n%d.qsf", "%s%n%d.qsf"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 // The fragments.
 
-struct FragmentCase {
-  const char* name;
-  std::vector<std::wstring> fragments;
+struct FragmentCase : NamedCase {
+  Words fragments;
   // Of ann@example.com, joanna@example.com and zoe@example.com.
-  std::vector<std::string> found;
+  Strings found;
 };
-
-std::ostream& operator<<(std::ostream& stream, const FragmentCase& value) {
-  return stream << value.name;
-}
 
 class FindUsersFragmentTest : public FindUsersTest,
                               public ::testing::WithParamInterface<FragmentCase> {};
@@ -250,7 +231,7 @@ INSTANTIATE_TEST_SUITE_P(
         FragmentCase{"ASecondListThatIsEmpty", {L"zoe", L"-e"}, {"zoe"}},
         FragmentCase{"AnotherSwitchEndsTheList", {L"zoe", L"-x", L"ann"}, {"zoe"}},
         FragmentCase{"ALoneDashEndsTheList", {L"zoe", L"-", L"ann"}, {"zoe"}}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 TEST_F(FindUsersTest, AnAddressWrittenInCapitalsIsFoundInLowerCase) {
   profile_.AddSecondaryStore(L"ANN@EXAMPLE.COM", StorePath(L"ann.qsf"));
@@ -288,8 +269,7 @@ TEST_F(FindUsersTest, OutputGoesOnBehindCharactersOutsideTheCodePage) {
 
 // The command line.
 
-class FindUsersUsageTest : public FindUsersTest,
-                           public ::testing::WithParamInterface<std::vector<std::wstring>> {};
+class FindUsersUsageTest : public FindUsersTest, public ::testing::WithParamInterface<Words> {};
 
 TEST_P(FindUsersUsageTest, IsShownAndMapiIsLeftAlone) {
   Add(L"ann");
@@ -297,21 +277,20 @@ TEST_P(FindUsersUsageTest, IsShownAndMapiIsLeftAlone) {
   EXPECT_TRUE(Journal().empty());
 }
 
-using Line = std::vector<std::wstring>;
-INSTANTIATE_TEST_SUITE_P(Lines, FindUsersUsageTest,
-                         ::testing::Values(Line{L"-findUsers"}, Line{L"-findUsers", L"-p", L"Main"},
-                                           Line{L"-findUsers", L"-e", L"ann"},
-                                           Line{L"-findUsers", L"-p", L"Main", L"-e"},
-                                           Line{L"-findUsers", L"-e", L"ann", L"-p"},
-                                           Line{L"-findUsers", L"-e", L"-p", L"Main"},
-                                           Line{L"-findUsers", L"-p", L"", L"-e", L"ann"},
-                                           // The switch behind -p is the profile's name.
-                                           Line{L"-findUsers", L"-p", L"-e", L"ann"},
-                                           Line{L"-findUsers", L"-P", L"Main", L"-e", L"ann"},
-                                           Line{L"-findUsers", L"-p", L"Main", L"-E", L"ann"},
-                                           Line{L"-findUsers", L"-pMain", L"-e", L"ann"},
-                                           Line{L"-h", L"-findUsers", L"-p", L"Main", L"-e",
-                                                L"ann"}));
+INSTANTIATE_TEST_SUITE_P(
+    Lines, FindUsersUsageTest,
+    ::testing::Values(Words{L"-findUsers"}, Words{L"-findUsers", L"-p", L"Main"},
+                      Words{L"-findUsers", L"-e", L"ann"},
+                      Words{L"-findUsers", L"-p", L"Main", L"-e"},
+                      Words{L"-findUsers", L"-e", L"ann", L"-p"},
+                      Words{L"-findUsers", L"-e", L"-p", L"Main"},
+                      Words{L"-findUsers", L"-p", L"", L"-e", L"ann"},
+                      // The switch behind -p is the profile's name.
+                      Words{L"-findUsers", L"-p", L"-e", L"ann"},
+                      Words{L"-findUsers", L"-P", L"Main", L"-e", L"ann"},
+                      Words{L"-findUsers", L"-p", L"Main", L"-E", L"ann"},
+                      Words{L"-findUsers", L"-pMain", L"-e", L"ann"},
+                      Words{L"-h", L"-findUsers", L"-p", L"Main", L"-e", L"ann"}));
 
 TEST_F(FindUsersTest, VerboseUsageSaysThatItExits) {
   EXPECT_EQ(Run({L"-findUsers", L"-v"}), Usage() + Text({"Exiting."}));

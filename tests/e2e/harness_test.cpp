@@ -25,7 +25,7 @@ RunOptions EchoChild() {
   return options;
 }
 
-std::vector<std::string> EchoedArguments(const std::vector<std::wstring>& arguments) {
+Strings EchoedArguments(const Words& arguments) {
   std::vector<std::wstring> words = {L"echo"};
   words.insert(words.end(), arguments.begin(), arguments.end());
   return Lines(RunProgram(words, EchoChild()).output);
@@ -36,7 +36,7 @@ TEST(HarnessTest, EveryArgumentArrivesUnchanged) {
       L"plain",      L"",          L"two words",       L"tab\there",
       L"say \"hi\"", L"C:\\dir\\", L"C:\\a b\\",       L"\\\"",
       L"a\\\\\"b",   L"*.cpp",     L"\u00fcser\u4e2d", std::wstring(5000, L'x')};
-  std::vector<std::string> expected;
+  Strings expected;
   for (const std::wstring& argument : arguments) {
     expected.push_back("[" + ToUtf8(argument) + "]");
   }
@@ -154,10 +154,10 @@ TEST(HarnessTest, ProcessesLeftBehindAreKilledWithTheProgram) {
 }
 
 TEST(HarnessTest, LinesRejectsOtherLineEnds) {
-  EXPECT_EQ(Lines("a\r\n\r\n b \r\n"), (std::vector<std::string>{"a", "", " b "}));
+  EXPECT_EQ(Lines("a\r\n\r\n b \r\n"), (Strings{"a", "", " b "}));
   EXPECT_NONFATAL_FAILURE(Lines("a\nb\r\n"), "not CR LF");
   EXPECT_NONFATAL_FAILURE(Lines("a\r\nb"), "not ended");
-  EXPECT_EQ(SortedLines("b\r\na\r\n"), (std::vector<std::string>{"a", "b"}));
+  EXPECT_EQ(SortedLines("b\r\na\r\n"), (Strings{"a", "b"}));
   EXPECT_EQ(CountLines("b\r\na\r\nb\r\n", "b"), 2);
 }
 

@@ -1,18 +1,16 @@
 // -listAgents: how a server is found, and what is shown of its agents.
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "tests/e2e/support/database_lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
 
 namespace e2e {
 namespace {
-
-using Arguments = std::vector<std::wstring>;
 
 class ListAgentsTest : public DatabaseLabTest {
  protected:
@@ -42,11 +40,11 @@ TEST_F(ListAgentsTest, ShowsIdUsersAndABlank) {
 TEST_F(ListAgentsTest, MakesTheseStatements) {
   Database().AddServer(7, L"BES01");
   List(L"BES01");
-  EXPECT_EQ(Statements(), (std::vector<std::string>{
-                              "SELECT Id,MachineName From ServerConfig WHERE "
-                              "MailStoreType='Exchange';",
-                              "SELECT AgentId, UserName From UserConfig WHERE ServerConfigId=7 AND "
-                              "UserDeleteStatus=0;"}));
+  EXPECT_EQ(Statements(),
+            (Strings{"SELECT Id,MachineName From ServerConfig WHERE "
+                     "MailStoreType='Exchange';",
+                     "SELECT AgentId, UserName From UserConfig WHERE ServerConfigId=7 AND "
+                     "UserDeleteStatus=0;"}));
 }
 
 TEST_F(ListAgentsTest, AgentsComeInSignedOrder) {
@@ -186,11 +184,9 @@ TEST_F(ListAgentsTest, MapiIsLeftToOthersAndTheControllerAlone) {
   EXPECT_TRUE(Calls("Controller::Start").empty());
 }
 
-struct UsageCase {
-  const char* name;
-  Arguments arguments;
+struct UsageCase : NamedCase {
+  Words arguments;
 };
-void PrintTo(const UsageCase& c, std::ostream* out) { *out << c.name; }
 
 class ListAgentsUsageTest : public DatabaseLabTest,
                             public ::testing::WithParamInterface<UsageCase> {};
@@ -208,7 +204,7 @@ INSTANTIATE_TEST_SUITE_P(
                       UsageCase{"EmptyServer", {L"-listAgents", L"-s", L""}},
                       UsageCase{"CapitalSwitch", {L"-listAgents", L"-S", L"BES01"}},
                       UsageCase{"ServerSwitchLastAgain", {L"-listAgents", L"-s", L"BES01", L"-s"}}),
-    [](const auto& testCase) { return testCase.param.name; });
+    kByName);
 
 TEST_F(ListAgentsTest, VerboseUsageSaysThatItExits) {
   EXPECT_EQ(Run({L"-listAgents", L"-v"}), Usage() + Text({"Exiting."}));

@@ -48,7 +48,7 @@ TEST_F(ListServersTest, TheCountSwitchMayComeFirst) {
 TEST_F(ListServersTest, ACapitalCIsNoSwitch) {
   Database().AddServer(7, L"BES01");
   EXPECT_EQ(Run({L"-listServers", L"-C"}), Server(7, "BES01"));
-  EXPECT_EQ(Statements(), (std::vector<std::string>{kSelectServers}));
+  EXPECT_EQ(Statements(), (Strings{kSelectServers}));
 }
 
 TEST_F(ListServersTest, VerboseIsNoSwitchEither) {
@@ -107,9 +107,9 @@ TEST_F(ListServersTest, IdsMayBeNegative) {
   Database().AddServer(-7, L"BES01");
   AddUser(-7, L"ann@example.com");
   EXPECT_EQ(Run({L"-listServers", L"-c"}), Counted(-7, 1, "BES01"));
-  EXPECT_EQ(Statements(), (std::vector<std::string>{kSelectServers,
-                                                    "SELECT COUNT(*) From UserConfig WHERE "
-                                                    "ServerConfigId=-7 AND UserDeleteStatus=0;"}));
+  EXPECT_EQ(Statements(), (Strings{kSelectServers,
+                                   "SELECT COUNT(*) From UserConfig WHERE "
+                                   "ServerConfigId=-7 AND UserDeleteStatus=0;"}));
 }
 
 TEST_F(ListServersTest, CountsAreOfTheServersOwnUsersWhoAreNotDeleted) {

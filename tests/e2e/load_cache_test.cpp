@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -11,6 +10,7 @@
 #include "lab/common/installation.h"
 #include "lab/common/profile_registry.h"
 #include "tests/e2e/support/lab_test.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
 
 namespace e2e {
@@ -63,10 +63,7 @@ class LoadCacheTest : public LabTest {
  protected:
   // Lists the stores whose address contains `fragment`, all of them by default.
   std::string ListStores(const std::wstring& fragment = L"") {
-    const RunResult result = RunAdmin({L"-findUsers", L"-p", profile_.Name(), L"-e", fragment});
-    EXPECT_EQ(result.exitCode, 0U);
-    EXPECT_EQ(result.errorOutput, "");
-    return result.output;
+    return Run({L"-findUsers", L"-p", profile_.Name(), L"-e", fragment});
   }
 
   lab::Service AddRoot(const Options& options = {}) {
@@ -142,15 +139,15 @@ TEST_F(LoadCacheTest, AProfileThatDoesNotExistIsAFailure) {
 TEST_F(LoadCacheTest, TheProfileNameIsPassedAsWideText) {
   const lab::Profile profile(L"\u00dcber \u4e2d");
   profile.AddSecondaryStore(L"ann@example.com", StorePath(L"ann.qsf"));
-  EXPECT_EQ(RunAdmin({L"-findUsers", L"-p", profile.Name(), L"-e", L""}).output,
+  EXPECT_EQ(Run({L"-findUsers", L"-p", profile.Name(), L"-e", L""}),
             QsfStore("ann@example.com", "ann.qsf"));
 }
 
 // The calls.
 
 // The journal without what gives memory back, each call with the arguments that matter.
-std::vector<std::string> CallTexts(const std::vector<lab::JournalEntry>& journal) {
-  std::vector<std::string> texts;
+Strings CallTexts(const std::vector<lab::JournalEntry>& journal) {
+  Strings texts;
   for (const lab::JournalEntry& entry : journal) {
     if (entry.call == "MAPIFreeBuffer" || entry.call == "FreeProws") continue;
     std::string text = entry.call;
@@ -169,7 +166,7 @@ std::string OpenSection(const std::string& kind, const lab::Uid& uid) {
 }
 
 // The calls for one service, up to its provider's properties.
-std::vector<std::string> ServiceCalls(const lab::Service& service, const std::string& addressTag) {
+Strings ServiceCalls(const lab::Service& service, const std::string& addressTag) {
   const lab::Uid& provider = service.Store()->uid;
   return {OpenSection("ServiceSection", service.uid),
           "HrGetOneProp on=ServiceSection tag=" + addressTag,
@@ -182,10 +179,6 @@ std::vector<std::string> ServiceCalls(const lab::Service& service, const std::st
               " tags=0FFF0102,6700001E flags=0x0"};
 }
 
-void Append(std::vector<std::string>* list, const std::vector<std::string>& more) {
-  list->insert(list->end(), more.begin(), more.end());
-}
-
 TEST_F(LoadCacheTest, MakesTheseCallsInThisOrder) {
   const lab::Service root = AddRoot();
   const lab::Service ann = Add(L"ann");
@@ -193,7 +186,7 @@ TEST_F(LoadCacheTest, MakesTheseCallsInThisOrder) {
   const lab::Service cid = AddOrphan(L"cid");
   ListStores();
 
-  std::vector<std::string> expected = {
+  const Strings begin = {
       "MAPIInitialize flags=0x0",
       "MAPIAdminProfiles flags=0x0",
       "IProfAdmin::AdminServices profile=Main password=NULL parent=0x0 flags=0x80000000",
@@ -203,16 +196,16 @@ TEST_F(LoadCacheTest, MakesTheseCallsInThisOrder) {
       "content(3D09001E,0x10000,\"LSMS_Embedded\"),content(3D09001E,0x10000,\"LSMS\"))",
       "HrQueryAllRows on=MsgServiceTable columns=3D0C0102,3D09001E restriction=NULL order=NULL "
       "most=0"};
-  Append(&expected, ServiceCalls(root, "0x6646001f"));
-  Append(&expected, ServiceCalls(ann, "0x6650001f"));
-  Append(&expected, ServiceCalls(bob, "0x6650001f"));
-  Append(&expected, {OpenSection("ProviderSection", ann.Store()->uid),
-                     "HrGetOneProp on=ProviderSection tag=0xfff0102"});
-  Append(&expected, ServiceCalls(cid, "0x6650001f"));
-  Append(&expected, {OpenSection("OtherSection", *lab::ParentProviderOfEntryId(cid.EntryId())),
-                     "HrGetOneProp on=OtherSection tag=0xfff0102",
-                     "IMsgServiceAdmin::DeleteMsgService uid=" + Hex(cid.uid), "MAPIUninitialize"});
-  EXPECT_EQ(CallTexts(Journal()), expected);
+  const Strings parentOfBob = {OpenSection("ProviderSection", ann.Store()->uid),
+                               "HrGetOneProp on=ProviderSection tag=0xfff0102"};
+  const Strings end = {OpenSection("OtherSection", *lab::ParentProviderOfEntryId(cid.EntryId())),
+                       "HrGetOneProp on=OtherSection tag=0xfff0102",
+                       "IMsgServiceAdmin::DeleteMsgService uid=" + Hex(cid.uid),
+                       "MAPIUninitialize"};
+  EXPECT_EQ(CallTexts(Journal()), begin + ServiceCalls(root, "0x6646001f") +
+                                      ServiceCalls(ann, "0x6650001f") +
+                                      ServiceCalls(bob, "0x6650001f") + parentOfBob +
+                                      ServiceCalls(cid, "0x6650001f") + end);
 }
 
 // Addresses and paths.
@@ -319,17 +312,12 @@ lab::Bytes EntryIdWithSignatureAt(const std::vector<size_t>& offsets, size_t siz
   return bytes;
 }
 
-struct EntryIdCase {
-  const char* name;
+struct EntryIdCase : NamedCase {
   std::vector<size_t> signatures;
   size_t size;
   // Where the parent's provider UID is to be found; none when the store is no embedded one.
   std::optional<size_t> parentUid;
 };
-
-std::ostream& operator<<(std::ostream& stream, const EntryIdCase& value) {
-  return stream << value.name;
-}
 
 class LoadCacheEmbeddedTest : public LoadCacheTest,
                               public ::testing::WithParamInterface<EntryIdCase> {};
@@ -369,7 +357,7 @@ INSTANTIATE_TEST_SUITE_P(
         EntryIdCase{"TheSignatureAlone", {0}, 16, {}}, EntryIdCase{"Fifteen", {0}, 15, {}},
         EntryIdCase{"TwentyWithACutSignature", {5}, 20, {}}, EntryIdCase{"OneByte", {}, 1, {}},
         EntryIdCase{"None", {}, 100, {}}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 TEST_F(LoadCacheTest, OneWrongByteInTheSignatureMakesAFileStore) {
   lab::Bytes entryId = EntryIdWithSignatureAt({36}, 100);
@@ -436,18 +424,13 @@ TEST_F(LoadCacheTest, TheReportShowsTheErrorHeldInTheValue) {
 
 // Services that are skipped without one, and what is left of them when they come last.
 
-struct SkipCase {
-  const char* name;
+struct SkipCase : NamedCase {
   // Adds the service of "ann", or has its calls fail: its provider is the nth in the table.
   void (*add)(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan& faults,
               uint32_t nth);
   // What the load comes back with when nothing follows; empty for success.
   const char* status;
 };
-
-std::ostream& operator<<(std::ostream& stream, const SkipCase& value) {
-  return stream << value.name;
-}
 
 constexpr wchar_t kAnn[] = L"ann@example.com";
 
@@ -527,7 +510,7 @@ INSTANTIATE_TEST_SUITE_P(
                       SkipCase{"NoStoreProvider", AddWithTransportOnly, ""},
                       SkipCase{"UnreadableProperties", AddWithUnreadableProperties, "0x80070005"},
                       SkipCase{"NoParentEntryId", AddWithEmptyParentSection, "0x8004010f"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 TEST_F(LoadCacheTest, APathlessLastServiceIsNoFailureAndLinkingRuns) {
   const lab::Service ann = Add(L"ann");
@@ -556,16 +539,11 @@ TEST_F(LoadCacheTest, SkippedServicesAloneFailTheLoadOfAnOtherwiseEmptyProfile) 
 
 // Calls that end the load.
 
-struct FailureCase {
-  const char* name;
+struct FailureCase : NamedCase {
   const char* operation;
   uint32_t nth;
   const char* message;
 };
-
-std::ostream& operator<<(std::ostream& stream, const FailureCase& value) {
-  return stream << value.operation << " " << value.nth;
-}
 
 class LoadCacheFailureTest : public LoadCacheTest,
                              public ::testing::WithParamInterface<FailureCase> {};
@@ -616,7 +594,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "OpenProfileSection on parent provider UID failed"},
         FailureCase{"OrphansParentSection", "IMsgServiceAdmin::OpenProfileSection@OtherSection", 1,
                     "OpenProfileSection on parent provider UID failed"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 TEST_F(LoadCacheTest, ARowWithoutServiceNameEndsTheLoadWithSuccess) {
   const lab::Service root = AddRoot();

@@ -1,13 +1,13 @@
 // The refusal to run while other programs have MAPI loaded.
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "lab/common/installation.h"
 #include "tests/e2e/command_lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/usage_text.h"
 
 namespace e2e {
@@ -26,7 +26,7 @@ class MapiInUseTest : public CommandLabTest {
 };
 
 // The message with the names of `programs`.
-std::string InUse(const std::vector<std::string>& programs) {
+std::string InUse(const Strings& programs) {
   return Text({"MAPI is in use. Please close the following applications and try again:"}) +
          Text(programs);
 }
@@ -46,14 +46,9 @@ TEST_F(MapiInUseTest, AfterItsEndTheCommandRuns) {
 
 // Which modules count.
 
-struct ModuleCase {
-  const char* name;
+struct ModuleCase : NamedCase {
   std::vector<std::wstring> modules;
 };
-
-std::ostream& operator<<(std::ostream& stream, const ModuleCase& value) {
-  return stream << value.name;
-}
 
 class CountedModuleTest : public MapiInUseTest, public ::testing::WithParamInterface<ModuleCase> {};
 

@@ -21,7 +21,6 @@ using lab::RegistryKey;
 using lab::StubPlace;
 using lab::StubPlan;
 using lab::StubState;
-using Strings = std::vector<std::string>;
 
 constexpr wchar_t kMailClient[] = L"Software\\Clients\\Mail\\Microsoft Outlook";
 constexpr char kOutlookComponent[] = "{FF1D0740-D227-11D1-A4B0-006008AF820E}";
@@ -88,16 +87,16 @@ class MapiModuleTest : public ScanLabTest {
   std::string Locate() {
     RunOptions options;
     options.program = CopyProgram(L"qrvadmin.exe");
-    return ModuleLines(Run(Words(), options));
+    return ModuleLines(Run(Arguments(), options));
   }
-  static std::vector<std::wstring> Words() { return {L"-scanQsf", L"-v", L"-p", L"Nobody"}; }
+  static Words Arguments() { return {L"-scanQsf", L"-v", L"-p", L"Nobody"}; }
 
   // The same with other MAPI libraries in the process, copies of an empty one.
   std::string LocateWith(const std::vector<std::wstring>& libraries) {
     Faults().DelayEach("MAPIInitialize", 4000);
     RunOptions options;
     options.program = CopyProgram(L"qrvadmin.exe");
-    RunningProgram program = StartAdmin(Words(), options);
+    RunningProgram program = StartAdmin(Arguments(), options);
     Sleep(1000);
     for (const std::wstring& library : libraries) {
       std::filesystem::create_directories(std::filesystem::path(library).parent_path());

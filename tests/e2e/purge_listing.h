@@ -58,13 +58,13 @@ struct UnusedFile {
   std::string name;
   int64_t kilobytes = 0;
   std::string lastAccess;
-  std::vector<std::string> deleted;  // whole paths
+  Strings deleted;  // whole paths
 };
 
 inline std::string Block(const UnusedFile& file) {
-  std::vector<std::string> lines = {"Unused Qsf: '" + file.name + "'",
-                                    "Size: " + std::to_string(file.kilobytes) + " KB",
-                                    "Last access time: " + file.lastAccess};
+  Strings lines = {"Unused Qsf: '" + file.name + "'",
+                   "Size: " + std::to_string(file.kilobytes) + " KB",
+                   "Last access time: " + file.lastAccess};
   for (const std::string& path : file.deleted) lines.push_back(std::string(kDeleting) + path);
   lines.push_back(" ");
   return Text(lines);
@@ -72,7 +72,7 @@ inline std::string Block(const UnusedFile& file) {
 
 // `output` with each row of "Deleting:" lines in byte order: a folder's order is nobody's promise.
 inline std::string SortDeleting(std::string_view output) {
-  std::vector<std::string> lines = Lines(output);
+  Strings lines = Lines(output);
   const auto isDeleting = [](const std::string& line) { return line.starts_with(kDeleting); };
   for (auto first = lines.begin(); first != lines.end();) {
     const auto last = std::find_if_not(first, lines.end(), isDeleting);
@@ -83,8 +83,8 @@ inline std::string SortDeleting(std::string_view output) {
 }
 
 // The output cut behind each separator line, in byte order, for several unused files of one folder.
-inline std::vector<std::string> SortedBlocks(std::string_view output) {
-  std::vector<std::string> blocks(1);
+inline Strings SortedBlocks(std::string_view output) {
+  Strings blocks(1);
   for (const std::string& line : Lines(SortDeleting(output))) {
     blocks.back() += Text({line});
     if (line == " ") blocks.emplace_back();

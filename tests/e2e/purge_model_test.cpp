@@ -338,7 +338,7 @@ class ModelFolder {
   std::map<std::string, File> unused_;
   std::map<std::string, File> inUse_;
   std::set<std::string> listed_;
-  std::vector<std::string> stems_;
+  Strings stems_;
 };
 
 // What all rounds met, so that a run shows that it tried something.
@@ -371,9 +371,7 @@ class PurgeModelTest : public LabTest, public ::testing::WithParamInterface<int>
 
   // Runs the command and follows its listing block by block.
   void CheckRun(bool force) {
-    const RunResult result = force ? RunAdmin({L"-purgeQsf", L"-f"}) : RunAdmin({L"-purgeQsf"});
-    EXPECT_EQ(result.exitCode, 0U);
-    EXPECT_EQ(result.errorOutput, "");
+    const std::string output = force ? Run({L"-purgeQsf", L"-f"}) : Run({L"-purgeQsf"});
     const Reading reading = Read(world_);
     std::map<std::string, ModelFolder> searched;
     std::set<std::string> directories;
@@ -386,15 +384,14 @@ class PurgeModelTest : public LabTest, public ::testing::WithParamInterface<int>
         searched.emplace(directory, ModelFolder(folder, reading.inUse));
     }
     EXPECT_TRUE(directories.empty());
-    EXPECT_EQ(SortDeleting(result.output),
-              reading.lines + Listing(Lines(result.output), searched, force));
+    EXPECT_EQ(SortDeleting(output), reading.lines + Listing(Lines(output), searched, force));
     CheckFiles(searched, force);
     if (force) Count(reading, searched);
   }
 
   // The listing that the model makes in the order in which the files of a folder were listed.
-  static std::string Listing(const std::vector<std::string>& lines,
-                             std::map<std::string, ModelFolder>& searched, bool force) {
+  static std::string Listing(const Strings& lines, std::map<std::string, ModelFolder>& searched,
+                             bool force) {
     constexpr std::string_view kUnused = "Unused Qsf: '";
     std::string listing;
     bool found = false;

@@ -3,7 +3,6 @@
 
 #include <filesystem>
 #include <map>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -15,6 +14,7 @@
 #include "tests/e2e/support/handle.h"
 #include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
 
 namespace e2e {
@@ -65,29 +65,21 @@ class PurgeQsfTest : public LabTest {
 
   // What is listed of a file that Put made: its name in lower case, and what is deleted with it.
   static std::string Unused(const std::wstring& folder, const std::string& name,
-                            const std::vector<std::string>& deleted) {
+                            const Strings& deleted) {
     UnusedFile file{name, 0, LocalTimeText(kLongAgo), {}};
     for (const std::string& each : deleted) {
       file.deleted.push_back(lab::FoldAscii(ToUtf8(folder)) + "\\" + each);
     }
     return Block(file);
   }
-  std::string Unused(const std::string& name, const std::vector<std::string>& deleted) const {
+  std::string Unused(const std::string& name, const Strings& deleted) const {
     return Unused(Folder(), name, deleted);
   }
 
   Names Left() const { return lab::FilesIn(Folder()); }
 
-  std::string Run(const std::vector<std::wstring>& arguments, RunOptions options = {}) {
-    const RunResult result = RunAdmin(arguments, std::move(options));
-    EXPECT_EQ(result.exitCode, 0U);
-    EXPECT_EQ(result.errorOutput, "");
-    return SortDeleting(result.output);
-  }
-  std::string Purge(const std::vector<std::wstring>& more = {}, RunOptions options = {}) {
-    std::vector<std::wstring> arguments = {L"-purgeQsf"};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    return Run(arguments, std::move(options));
+  std::string Purge(const Words& more = {}, RunOptions options = {}) {
+    return SortDeleting(Run(Words{L"-purgeQsf"} + more, std::move(options)));
   }
 
  private:
@@ -167,16 +159,11 @@ TEST_F(PurgeQsfTest, AFolderThatIsGoneHasNoUnusedFile) {
 }
 
 // `folders` says of folder a, b ... whether it holds an unused file.
-struct FoldersCase {
-  const char* name;
+struct FoldersCase : NamedCase {
   std::vector<bool> folders;
   // '-' for the line that nothing was found, else the letter of the folder whose file is listed.
   std::string expected;
 };
-
-std::ostream& operator<<(std::ostream& stream, const FoldersCase& value) {
-  return stream << value.name;
-}
 
 class PurgeQsfFoldersTest : public PurgeQsfTest,
                             public ::testing::WithParamInterface<FoldersCase> {};
@@ -204,7 +191,7 @@ INSTANTIATE_TEST_SUITE_P(
                       FoldersCase{"CleanDirtyClean", {false, true, false}, "-b"},
                       FoldersCase{"CleanCleanDirty", {false, false, true}, "--c"},
                       FoldersCase{"ThreeClean", {false, false, false}, "---"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 // What is listed.
 
@@ -228,9 +215,8 @@ TEST_F(PurgeQsfTest, SeveralUnusedFilesOfOneFolder) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf", L"bob.qsf", L"cid.qsf", L"bob.log"});
   EXPECT_EQ(SortedBlocks(Purge({L"-f"})),
-            (std::vector<std::string>{Unused("ann.qsf", {"ann.qsf"}),
-                                      Unused("bob.qsf", {"bob.log", "bob.qsf"}),
-                                      Unused("cid.qsf", {"cid.qsf"})}));
+            (Strings{Unused("ann.qsf", {"ann.qsf"}), Unused("bob.qsf", {"bob.log", "bob.qsf"}),
+                     Unused("cid.qsf", {"cid.qsf"})}));
   EXPECT_EQ(Left(), Names{L"bes.qsf"});
 }
 
@@ -240,15 +226,10 @@ TEST_F(PurgeQsfTest, TheRootStoresFileIsInUse) {
   EXPECT_EQ(Purge(), Unused("ann.qsf", {"ann.qsf"}));
 }
 
-struct SizeCase {
-  const char* name;
+struct SizeCase : NamedCase {
   uint64_t bytes;
   int64_t kilobytes;
 };
-
-std::ostream& operator<<(std::ostream& stream, const SizeCase& value) {
-  return stream << value.bytes;
-}
 
 class PurgeQsfSizeTest : public PurgeQsfTest, public ::testing::WithParamInterface<SizeCase> {};
 
@@ -267,17 +248,12 @@ INSTANTIATE_TEST_SUITE_P(Sizes, PurgeQsfSizeTest,
                                            SizeCase{"UnderFourGib", 4294967295, 4194303},
                                            SizeCase{"FourGib", 4294967296, 4194304},
                                            SizeCase{"FiveGibAndMore", 5368710143, 5242880}),
-                         [](const auto& test) { return std::string(test.param.name); });
+                         kByName);
 
-struct TimeCase {
-  const char* name;
+struct TimeCase : NamedCase {
   lab::UtcTime time;
   const char* inUtc;
 };
-
-std::ostream& operator<<(std::ostream& stream, const TimeCase& value) {
-  return stream << value.inUtc;
-}
 
 class PurgeQsfTimeTest : public PurgeQsfTest, public ::testing::WithParamInterface<TimeCase> {};
 
@@ -295,7 +271,7 @@ INSTANTIATE_TEST_SUITE_P(
                       TimeCase{"Midnight", {2020, 1, 1, 0, 0, 0}, "2020-01-01 00:00:00"},
                       TimeCase{"Summer", {2023, 7, 14, 15, 16, 17}, "2023-07-14 15:16:17"},
                       TimeCase{"LongAgo", {1980, 12, 31, 12, 0, 0}, "1980-12-31 12:00:00"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 // What is deleted together.
 
@@ -358,9 +334,8 @@ TEST_F(PurgeQsfTest, FilesThatCannotBeDeletedArePassedOver) {
                                                  OPEN_EXISTING, 0, nullptr));
   ASSERT_TRUE(held);
   ASSERT_TRUE(SetFileAttributesW(In(L"ann.a").c_str(), FILE_ATTRIBUTE_READONLY));
-  EXPECT_EQ(SortedBlocks(Purge({L"-f"})),
-            (std::vector<std::string>{Unused("ann.qsf", {"ann.a", "ann.qsf", "ann.z"}),
-                                      Unused("bob.qsf", {"bob.qsf"})}));
+  EXPECT_EQ(SortedBlocks(Purge({L"-f"})), (Strings{Unused("ann.qsf", {"ann.a", "ann.qsf", "ann.z"}),
+                                                   Unused("bob.qsf", {"bob.qsf"})}));
   EXPECT_EQ(Left(), (Names{L"ann.a", L"ann.qsf", L"bes.qsf"}));
   SetFileAttributesW(In(L"ann.a").c_str(), FILE_ATTRIBUTE_NORMAL);
 }
@@ -472,11 +447,11 @@ TEST_F(PurgeQsfTest, TheProfilesAreAskedForTheirNamesOnly) {
   EXPECT_EQ(queries[0].Argument("columns"), "3001001E");
   EXPECT_EQ(queries[0].Argument("most"), "0");
   EXPECT_EQ(Calls("IProfAdmin::GetProfileTable").at(0).Argument("flags"), "0x0");
-  std::vector<std::string> read;
+  Strings read;
   for (const auto& call : Calls("IProfAdmin::AdminServices")) {
     read.push_back(call.Argument("profile"));
   }
-  EXPECT_EQ(Sorted(read), (std::vector<std::string>{"Main", "Second"}));
+  EXPECT_EQ(Sorted(read), (Strings{"Main", "Second"}));
 }
 
 TEST_F(PurgeQsfTest, AProfileThatCannotBeReadEndsItBeforeAnythingIsListed) {
@@ -542,16 +517,11 @@ TEST_F(PurgeQsfTest, AnOrphanThatStaysMakesTheProfileUnreadable) {
 
 // Set-up that fails.
 
-struct SetUpCase {
-  const char* name;
+struct SetUpCase : NamedCase {
   const char* call;
   uint32_t nth;
-  std::vector<std::string> lines;
+  Strings lines;
 };
-
-std::ostream& operator<<(std::ostream& stream, const SetUpCase& value) {
-  return stream << value.name;
-}
 
 class PurgeQsfSetUpTest : public PurgeQsfTest, public ::testing::WithParamInterface<SetUpCase> {};
 
@@ -590,7 +560,7 @@ INSTANTIATE_TEST_SUITE_P(
                           {"CStoreManager::LoadCache: HrQueryAllRows on MsgServiceTable failed : "
                            "0x80004005",
                            "PurgeQsf: storeManager LoadCache failed : 0x80004005"}}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 TEST_F(PurgeQsfTest, MapiThatDoesNotStartEndsTheCommand) {
   Use(In(L"ann.qsf"));
@@ -654,8 +624,7 @@ TEST_F(PurgeQsfTest, TheHandlerIsInstalledBeforeEachLoad) {
 }
 
 // Arguments other than -f leave all files where they are.
-class PurgeQsfDryRunTest : public PurgeQsfTest,
-                           public ::testing::WithParamInterface<std::vector<std::wstring>> {};
+class PurgeQsfDryRunTest : public PurgeQsfTest, public ::testing::WithParamInterface<Words> {};
 
 TEST_P(PurgeQsfDryRunTest, NeitherDeletesNorStartsTheController) {
   Use(In(L"bes.qsf"));
@@ -666,10 +635,9 @@ TEST_P(PurgeQsfDryRunTest, NeitherDeletesNorStartsTheController) {
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 }
 
-using Line = std::vector<std::wstring>;
 INSTANTIATE_TEST_SUITE_P(Lines, PurgeQsfDryRunTest,
-                         ::testing::Values(Line{L"-c"}, Line{L"-F", L"-c"}, Line{L"-force", L"-c"},
-                                           Line{L"f", L"/f", L"-c"}));
+                         ::testing::Values(Words{L"-c"}, Words{L"-F", L"-c"},
+                                           Words{L"-force", L"-c"}, Words{L"f", L"/f", L"-c"}));
 
 TEST_F(PurgeQsfTest, AForcedRunStartsTheControllerWhenAsked) {
   Use(In(L"bes.qsf"));

@@ -2,13 +2,13 @@
 // connector's sections, their marks and paths.
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "lab/common/profile_registry.h"
 #include "lab/common/registry_key.h"
 #include "lab/repair/repair_control.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
 #include "tests/e2e/support/scan_lab_test.h"
 
@@ -18,7 +18,6 @@ namespace {
 using lab::Bytes;
 using lab::RawValue;
 using lab::RegistryKey;
-using Strings = std::vector<std::string>;
 
 constexpr wchar_t kOldProfiles[] =
     L"Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows Messaging Subsystem\\Profiles";
@@ -85,7 +84,7 @@ class QsfPathsTest : public ScanLabTest {
     return Text({"No .qsf files have been marked as corrupt with [Main] profile"});
   }
 
-  std::string Find(const std::vector<std::wstring>& words) {
+  std::string Find(const Words& words) {
     RunOptions options;
     options.input = std::string(100, 'n');
     return Run(words, options);
@@ -97,20 +96,13 @@ class QsfPathsTest : public ScanLabTest {
 
 // The profile's place.
 
-struct VersionCase {
-  const char* name;
+struct VersionCase : NamedCase {
   RawValue curVer;
   std::string profiles;
 };
 
-std::ostream& operator<<(std::ostream& stream, const VersionCase& value) {
-  return stream << value.name;
-}
-
 class OutlookVersionTest : public QsfPathsTest,
                            public ::testing::WithParamInterface<VersionCase> {};
-
-constexpr auto kByName = [](const auto& test) { return std::string(test.param.name); };
 
 TEST_P(OutlookVersionTest, DecidesWhereTheProfileLies) {
   SetCurVer(GetParam().curVer);
@@ -201,14 +193,9 @@ TEST_F(QsfPathsTest, AProfileIsFoundInAnyCase) {
 
 // The connector's sections.
 
-struct ServiceCase {
-  const char* name;
+struct ServiceCase : NamedCase {
   RawValue value;
 };
-
-std::ostream& operator<<(std::ostream& stream, const ServiceCase& value) {
-  return stream << value.name;
-}
 
 class OtherServiceTest : public QsfPathsTest, public ::testing::WithParamInterface<ServiceCase> {};
 
@@ -307,15 +294,10 @@ TEST_F(QsfPathsTest, AProfileOfManyStoresIsFoundWhole) {
 
 // Paths.
 
-struct PathCase {
-  const char* name;
+struct PathCase : NamedCase {
   RawValue value;
   std::string path;
 };
-
-std::ostream& operator<<(std::ostream& stream, const PathCase& value) {
-  return stream << value.name;
-}
 
 class StorePathTest : public QsfPathsTest, public ::testing::WithParamInterface<PathCase> {};
 
@@ -358,15 +340,10 @@ TEST_F(QsfPathsTest, AFileOfTwoSectionsIsFoundTwice) {
 
 // Marks.
 
-struct MarkCase {
-  const char* name;
+struct MarkCase : NamedCase {
   RawValue value;
   bool marked;
 };
-
-std::ostream& operator<<(std::ostream& stream, const MarkCase& value) {
-  return stream << value.name;
-}
 
 class CorruptionMarkTest : public QsfPathsTest, public ::testing::WithParamInterface<MarkCase> {};
 

@@ -22,7 +22,6 @@ namespace {
 using lab::QsfDamage;
 using lab::RepairPlan;
 using std::chrono::milliseconds;
-using Strings = std::vector<std::string>;
 
 constexpr char kFirstLine[] = "%In hs.";
 constexpr wchar_t kToolWindowClass[] = L"QrvLabInboxRepair";
@@ -119,14 +118,12 @@ class RepairToolTest : public ScanLabTest {
                                    Line("clicking the start button"), Line("waiting for results")};
   }
 
-  static std::vector<std::wstring> Words(const std::vector<std::wstring>& more = {}) {
-    std::vector<std::wstring> words = {L"-scanQsf", L"-p", L"Main"};
-    words.insert(words.end(), more.begin(), more.end());
-    return words;
+  static Words Arguments(const Words& more = {}) {
+    return Words{L"-scanQsf", L"-p", L"Main"} + more;
   }
-  std::string Scan() { return Run(Words()); }
+  std::string Scan() { return Run(Arguments()); }
   // Condensed to single rounds.
-  std::string ScanVerbosely() { return WithSingleRounds(Run(Words({L"-v"}))); }
+  std::string ScanVerbosely() { return WithSingleRounds(Run(Arguments({L"-v"}))); }
 
   Strings Clicks() const { return lab::RepairClicks(Journal()); }
   Strings Closes() const { return Sorted(lab::RepairCloses(Journal())); }
@@ -170,7 +167,7 @@ TEST_F(RepairToolTest, TheToolIsGivenItsPathAndTheProgramsDirectory) {
   RunOptions options;
   options.workingDirectory = ProgramDirectory();
   std::filesystem::create_directories(options.workingDirectory);
-  Run(Words(), options);
+  Run(Arguments(), options);
   ASSERT_EQ(Calls("SCANPST::Start").size(), 1U);
   EXPECT_EQ(Calls("SCANPST::Start")[0].Argument("command"),
             ToUtf8(OutlookDirectory()) + "\\SCANPST.EXE");
@@ -285,7 +282,7 @@ TEST_F(RepairToolTest, EachRoundOfARepairIsTold) {
   plan.options.repairTime = 3500;
   PlanTool(plan);
   AddDamagedStore(L"ann", QsfDamage::kChecksum);
-  const std::string output = Run(Words({L"-v"}));
+  const std::string output = Run(Arguments({L"-v"}));
   EXPECT_GE(CountLines(output, LookingForYes()), 4);
   EXPECT_EQ(CountLines(output, LookingForOk()), CountLines(output, LookingForYes()) + 1);
 }
@@ -433,7 +430,7 @@ TEST_F(RepairToolTest, AToolWithoutAWindowIsToldAndLeftRunning) {
   plan.options.lifetime = 20000;
   PlanTool(plan);
   const std::wstring file = AddStore(L"ann");
-  RunningProgram program = StartAdmin(Words());
+  RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(program.WaitForOutput(kError));
   EXPECT_EQ(lab::RunningRepairTools().size(), 1U);
   EXPECT_EQ(program.Wait().output, Text({"scanning " + ToUtf8(file), Line(kNotLoaded), kError}));
@@ -447,7 +444,7 @@ TEST_F(RepairToolTest, AWindowThatComesLateIsNotWaitedFor) {
   plan.options.lifetime = 20000;
   PlanTool(plan);
   const std::wstring file = AddStore(L"ann");
-  RunningProgram program = StartAdmin(Words());
+  RunningProgram program = StartAdmin(Arguments());
   EXPECT_EQ(program.Wait().output, Text({"scanning " + ToUtf8(file), Line(kNotLoaded), kError}));
   EXPECT_EQ(lab::EndRepairTools(), 1U);
 }
@@ -458,7 +455,7 @@ TEST_F(RepairToolTest, AToolWithoutAStartButtonIsWaitedForWithoutEnd) {
   plan.options.startButton = false;
   PlanTool(plan);
   const std::wstring file = AddStore(L"ann");
-  RunningProgram program = StartAdmin(Words());
+  RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(WaitForTool("SCANPST::WM_SETTEXT"));
   Sleep(2500);
   EXPECT_TRUE(program.IsRunning());
@@ -474,7 +471,7 @@ TEST_F(RepairToolTest, AToolThatDiesInItsScanIsWaitedForWithoutEnd) {
   plan.options.death = lab::RepairDeath::kInScan;
   PlanTool(plan);
   const std::wstring file = AddStore(L"ann");
-  RunningProgram program = StartAdmin(Words());
+  RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(WaitForTool("SCANPST::Die"));
   Sleep(2500);
   EXPECT_TRUE(program.IsRunning());
@@ -487,7 +484,7 @@ TEST_F(RepairToolTest, CtrlCEndsTheWaitForAToolThatDiedInItsRepair) {
   plan.options.death = lab::RepairDeath::kInRepair;
   PlanTool(plan);
   const std::wstring file = AddDamagedStore(L"ann", QsfDamage::kChecksum);
-  RunningProgram program = StartAdmin(Words());
+  RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(WaitForTool("SCANPST::Die"));
   Sleep(1500);
   ASSERT_TRUE(program.IsRunning());
@@ -502,11 +499,8 @@ class RepairBreakTest : public RepairToolTest {
  protected:
   // A verbose run that was interrupted behind its first `text`, once the tool has journalled
   // `call`; condensed to single rounds.
-  std::string Interrupt(const std::string& text, const char* call,
-                        const std::vector<std::wstring>& more = {}) {
-    std::vector<std::wstring> words = Words({L"-v"});
-    words.insert(words.end(), more.begin(), more.end());
-    RunningProgram program = StartAdmin(words);
+  std::string Interrupt(const std::string& text, const char* call, const Words& more = {}) {
+    RunningProgram program = StartAdmin(Arguments({L"-v"}) + more);
     EXPECT_TRUE(program.WaitForOutput(text + "\r\n"));
     EXPECT_TRUE(WaitForTool(call));
     Sleep(200);
@@ -569,7 +563,7 @@ TEST_F(RepairBreakTest, NoFurtherFileIsScannedAndTheControllerIsStarted) {
   SetController(lab::ControllerState::kStopped);
   AddStore(L"ann");
   AddStore(L"bob");
-  RunningProgram program = StartAdmin(Words({L"-c"}));
+  RunningProgram program = StartAdmin(Arguments({L"-c"}));
   ASSERT_TRUE(WaitForTool("SCANPST::Scan"));
   ASSERT_TRUE(program.SendCtrlC());
   const Strings lines = Lines(program.Wait().output);
@@ -618,7 +612,7 @@ TEST_F(RepairToolTest, EachWindowIsClosedInTurn) {
   plan.options.windowsAtEnd = 3;
   PlanTool(plan);
   AddStore(L"ann");
-  const std::string output = Run(Words({L"-v"}));
+  const std::string output = Run(Arguments({L"-v"}));
   EXPECT_EQ(Closes(),
             Strings({"Inbox Repair 2", "Inbox Repair 3", "Inbox Repair 4", "Inbox Repair Tool"}));
   // One round finds none.
@@ -768,7 +762,7 @@ TEST_P(RepairSoakTest, StoresInARowLeaveNoProcessWindowOrHandle) {
   for (size_t number = 0; number < kSoakStores; ++number) {
     files.push_back(AddDamagedStore(L"store" + std::to_wstring(number), QsfDamage::kChecksum));
   }
-  RunningProgram program = StartAdmin(Words(), WithoutStub());
+  RunningProgram program = StartAdmin(Arguments(), WithoutStub());
   WaitForScan(program, 2);
   auto early = HandlesOf(program.ProcessId());
   WaitForScan(program, kSoakStores);

@@ -2,22 +2,19 @@
 // files with its question.
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "lab/controller/controller_control.h"
 #include "lab/repair/repair_control.h"
 #include "tests/e2e/support/mapi_holder.h"
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
 #include "tests/e2e/support/scan_lab_test.h"
 #include "tests/e2e/usage_text.h"
 
 namespace e2e {
 namespace {
-
-using Words = std::vector<std::wstring>;
-using Strings = std::vector<std::string>;
 
 constexpr char kStartingLine[] = "Starting BlackBerry Controller Service.";
 constexpr char kIllegal[] = "illegal value";
@@ -49,43 +46,13 @@ class ScanCommandTest : public ScanLabTest {
 // Help screens.
 
 TEST_F(ScanCommandTest, TheUtilityShowsItsOwnScreen) {
-  const std::string screen = Text({
-      "qsfscan utility",
-      "---------------",
-      "Utility program for scanning quorvel outlook profile stores using the the",
-      "Microsoft Outlook Inbox Repair tool (ScanPST.exe) that comes with outlook,",
-      "and for deleting the store qsf file in order to have it recreated by QRV.",
-      "",
-      "Usage: qsfscan [-h] [-p profile_name | -d profile_name] [-r] [-m] [-v]",
-      "",
-      "\t-h\tShow this help screen.",
-      "\t-p\tThe profile name to be scanned.",
-      "\t-d\tThe profile store(s) to be deleted.",
-      "\t-r\tScan or Delete root store qsf only for this profile. Ignore secondary stores.",
-      "\t-m\tScan stores marked as corrupted for this profile.",
-      "\t-v\tShow verbose output.",
-      "",
-      "\tNOTE: -d and -p cannot be used together.",
-  });
-  EXPECT_EQ(RunUtility({L"-h"}), screen + "0");
-  EXPECT_EQ(RunUtility({}), screen + "0");
+  EXPECT_EQ(RunUtility({L"-h"}), QsfScanUsage() + "0");
+  EXPECT_EQ(RunUtility({}), QsfScanUsage() + "0");
 }
 
 TEST_F(ScanCommandTest, TheDispatchedCommandShowsAnother) {
-  const std::string screen = Text({
-      "qrvadmin -scanQsf [-p profile_name | -d profile_name] [-r] [-m] [-v]",
-      "",
-      "\t-p\tThe profile name to be scanned.",
-      "\t-d\tThe profile store(s) to be deleted.",
-      "\t-r\tScan or Delete root store qsf only for this profile. Ignore secondary stores.",
-      "\t-m\tScan stores marked as corrupted for this profile.",
-      "\t-c\tRestart controller service on completion.",
-      "\t-v\tShow verbose output.",
-      "",
-      "\tNOTE: -d and -p cannot be used together.",
-  });
-  EXPECT_EQ(Run({L"-h", L"-scanQsf"}), screen);
-  EXPECT_EQ(Run({L"-scanQsf", L"-p"}), SwitchError() + screen);
+  EXPECT_EQ(Run({L"-h", L"-scanQsf"}), ScanQsfUsage());
+  EXPECT_EQ(Run({L"-scanQsf", L"-p"}), SwitchError() + ScanQsfUsage());
 }
 
 TEST_F(ScanCommandTest, TheScreenShowsTheUtilitysNameAsItIsWritten) {
@@ -103,26 +70,15 @@ TEST_F(ScanCommandTest, ARenamedProgramShowsTheDispatchedScreen) {
 
 // Switches.
 
-struct SwitchCase {
-  const char* name;
+struct SwitchCase : NamedCase {
   Words words;
 };
-
-std::ostream& operator<<(std::ostream& stream, const SwitchCase& value) {
-  return stream << value.name;
-}
-
-constexpr auto kByName = [](const auto& test) { return std::string(test.param.name); };
 
 class SwitchErrorTest : public ScanCommandTest, public ::testing::WithParamInterface<SwitchCase> {};
 
 TEST_P(SwitchErrorTest, IsToldAboveTheScreen) {
-  Words dispatched = GetParam().words;
-  dispatched.insert(dispatched.begin(), L"-scanQsf");
-  EXPECT_EQ(Run(dispatched),
-            Text({"Error in switches - use as described below.", ""}) + ScanQsfUsage());
-  EXPECT_EQ(RunUtility(GetParam().words),
-            Text({"Error in switches - use as described below.", ""}) + QsfScanUsage() + "1");
+  EXPECT_EQ(Run(Words{L"-scanQsf"} + GetParam().words), SwitchError() + ScanQsfUsage());
+  EXPECT_EQ(RunUtility(GetParam().words), SwitchError() + QsfScanUsage() + "1");
   EXPECT_TRUE(Journal().empty());
 }
 
@@ -300,11 +256,9 @@ class DeleteStoresTest : public ScanCommandTest {
   static std::string Deleting(const std::wstring& file) { return "deleting " + ToUtf8(file); }
 
   std::string Delete(const std::string& input, const Words& more = {}) {
-    Words words = {L"-scanQsf", L"-d", L"Main"};
-    words.insert(words.end(), more.begin(), more.end());
     RunOptions options;
     options.input = input;
-    return Run(words, options);
+    return Run(Words{L"-scanQsf", L"-d", L"Main"} + more, options);
   }
 };
 
@@ -365,15 +319,10 @@ TEST_F(DeleteStoresTest, TheControllerIsStartedAfterACancel) {
   EXPECT_EQ(Uninitialised(), 1U);
 }
 
-struct IllegalCase {
-  const char* name;
+struct IllegalCase : NamedCase {
   std::string input;
   int times;  // how often it is illegal before the "n" that is given behind it
 };
-
-std::ostream& operator<<(std::ostream& stream, const IllegalCase& value) {
-  return stream << value.name;
-}
 
 class IllegalAnswerTest : public DeleteStoresTest,
                           public ::testing::WithParamInterface<IllegalCase> {};

@@ -13,6 +13,7 @@
 #include "lab/common/text.h"
 #include "tests/e2e/check_qsf_frame.h"
 #include "tests/e2e/support/handle.h"
+#include "tests/e2e/support/named_case.h"
 
 namespace e2e {
 namespace {
@@ -49,9 +50,9 @@ class StoreLogonTest : public CheckQsfFrame {
 
 // Calls as text: the name and what the caller passes, without what the lab adds, and without the
 // freeing of memory, whose place among the calls is free.
-std::vector<std::string> Passed(const std::vector<lab::JournalEntry>& calls) {
+Strings Passed(const std::vector<lab::JournalEntry>& calls) {
   constexpr std::string_view kLabs[] = {"on", "owner", "rows"};
-  std::vector<std::string> texts;
+  Strings texts;
   for (const lab::JournalEntry& entry : calls) {
     if (entry.call == "MAPIFreeBuffer" || entry.call == "FreeProws") continue;
     std::string text = entry.call;
@@ -69,7 +70,7 @@ std::string UserEntryId(const std::wstring& address) {
 }
 
 // The main thread's calls from the logon on, and those of the worker that opens a user's store.
-std::vector<std::string> DispatcherCalls(const lab::Service& defaultStore) {
+Strings DispatcherCalls(const lab::Service& defaultStore) {
   return {"MAPILogonEx parent=0x0 profile=Main password=NULL flags=0x8000803a",
           "IMAPISession::GetMsgStoresTable flags=0x0",
           "HrQueryAllRows columns=0FFF0102,3400000B restriction=property(3400000B,4,0x1) "
@@ -79,7 +80,7 @@ std::vector<std::string> DispatcherCalls(const lab::Service& defaultStore) {
           std::string("IMsgStore::QueryInterface iid=") + kManageStoreIid,
           "MAPIUninitialize"};
 }
-std::vector<std::string> WorkerCallsFor(const std::wstring& address) {
+Strings WorkerCallsFor(const std::wstring& address) {
   return {
       "MAPIInitialize flags=0x0",
       "MAPILogonEx parent=0x0 profile=Main password=NULL flags=0x80008030",
@@ -116,10 +117,9 @@ TEST_F(StoreLogonTest, MakesExactlyTheseCallsForOneStore) {
   EXPECT_EQ(Passed(Entries(logon, main.end())), DispatcherCalls(defaultStore));
 
   // The other four threads start and stop without a job.
-  std::vector<std::vector<std::string>> workers;
+  std::vector<Strings> workers;
   for (const auto& [thread, calls] : CallsByWorker()) workers.push_back(Passed(calls));
-  std::vector<std::vector<std::string>> expected(4,
-                                                 {"MAPIInitialize flags=0x0", "MAPIUninitialize"});
+  std::vector<Strings> expected(4, {"MAPIInitialize flags=0x0", "MAPIUninitialize"});
   expected.push_back(WorkerCallsFor(L"ann@example.com"));
   std::sort(workers.begin(), workers.end());
   std::sort(expected.begin(), expected.end());
@@ -177,14 +177,13 @@ TEST_F(HeldStoresTest, CollectedStoresAreHeldThroughThePauseAndTheLastOfEachWork
   EXPECT_EQ(Held(users), collected);
   EXPECT_TRUE(program.IsRunning());
 
-  std::vector<std::string> expected = {CheckingLine(12)};
+  Strings expected = {CheckingLine(12)};
   for (const std::wstring& user : users) expected.push_back(StoreLine(user));
   expected.insert(expected.end(), {LogonFailedLine(users[0], 0x8004010e), kShuttingDown, kDone});
   const RunResult result = program.Wait();
   EXPECT_EQ(MainLines(result.output), expected);
-  EXPECT_EQ(
-      WorkerLines(result.output),
-      (std::vector<std::string>{WorkerLine("Failed to open root folder", users[0], 0x8004010e)}));
+  EXPECT_EQ(WorkerLines(result.output),
+            (Strings{WorkerLine("Failed to open root folder", users[0], 0x8004010e)}));
   ExpectPause();
   EXPECT_EQ(Held(users), std::vector<std::wstring>{});
 }
@@ -193,7 +192,7 @@ TEST_F(StoreLogonTest, FiveStoresAtATimeOnFiveThreadsWithASessionForEach) {
   AddRoot();
   const std::vector<std::wstring> users = AddStores(L"user", 13);
   Faults().DelayMatching("IMAPISession::OpenMsgStore", L"user", 250);
-  std::vector<std::string> expected = {CheckingLine(13)};
+  Strings expected = {CheckingLine(13)};
   for (const std::wstring& user : users) expected.push_back(StoreLine(user));
   expected.insert(expected.end(), {kAllOk, kShuttingDown, kDone});
   EXPECT_EQ(Check({L"-e", L"user"}).output, Text(expected));
@@ -225,8 +224,8 @@ TEST_P(FewStoresTest, UpToFiveFailuresAreToldByTheWorkersAndDoNotCount) {
   AddRoot();
   const std::vector<std::wstring> users = AddStores(L"user", GetParam());
   SlowDown(L"user", 500);
-  std::vector<std::string> expected = {CheckingLine(users.size())};
-  std::vector<std::string> messages;
+  Strings expected = {CheckingLine(users.size())};
+  Strings messages;
   for (size_t i = 0; i < users.size(); ++i) {
     Faults().FailMatching("IMAPISession::OpenMsgStore", users[i], kResults[i]);
     expected.push_back(StoreLine(users[i]));
@@ -250,8 +249,7 @@ INSTANTIATE_TEST_SUITE_P(, FewStoresTest, ::testing::Range(size_t{1}, size_t{6})
                          [](const auto& test) { return "Of" + std::to_string(test.param); });
 
 // A failure of the logon as a whole.
-struct DispatcherFailure {
-  const char* name;
+struct DispatcherFailure : NamedCase {
   std::function<void(lab::FaultPlan&)> plan;
   uint32_t result;
   std::string line;  // without the function's name
@@ -301,7 +299,7 @@ INSTANTIATE_TEST_SUITE_P(
             "ManageStore",
             [](auto& plan) { plan.FailNth("IMsgStore::QueryInterface", 1, 0x80004002); },
             0x80004002, "Failed query IExchangeManageStore interface : 0x80004002"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 TEST_F(StoreLogonTest, ProfileWithoutADefaultStoreStartsNoThread) {
   lab::StoreOptions options;
@@ -335,8 +333,7 @@ TEST_F(StoreLogonTest, DamagedDefaultStoreEndsTheCheck) {
 // The steps of a job, by what the journal shows of them.
 enum Step { kLogon, kQuery, kEntryId, kOpen, kRoot, kInfoFolder, kSearchFolder, kContents, kSteps };
 
-struct JobFailure {
-  const char* name;
+struct JobFailure : NamedCase {
   Step step;
   std::function<void(lab::FaultPlan&)> plan;
   uint32_t result;
@@ -387,15 +384,14 @@ TEST_P(JobFailureTest, IsToldByTheWorkerEndsTheJobAndCountsWhenCollected) {
   const RunResult result = Check({L"-e", L"user", L"-c"});
 
   const std::wstring failed = WhoFailed(users);
-  std::vector<std::string> expected = {CheckingLine(7)};
+  Strings expected = {CheckingLine(7)};
   for (const std::wstring& user : users) expected.push_back(StoreLine(user));
   expected.insert(expected.end(),
                   {LogonFailedLine(failed, GetParam().result), kShuttingDown, kDone});
   EXPECT_EQ(MainLines(result.output), expected);
   const std::string user = GetParam().namesUser ? " for user '" + ToUtf8(failed) + "'" : "";
-  EXPECT_EQ(WorkerLines(result.output),
-            (std::vector<std::string>{"StoreLogonThread: " + GetParam().line + user + " : " +
-                                      HexText(GetParam().result)}));
+  EXPECT_EQ(WorkerLines(result.output), (Strings{"StoreLogonThread: " + GetParam().line + user +
+                                                 " : " + HexText(GetParam().result)}));
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 
   std::vector<size_t> steps(kSteps, 6);
@@ -442,7 +438,7 @@ INSTANTIATE_TEST_SUITE_P(
                      plan.FailMatching("IMAPIFolder::GetContentsTable", L"victim", 0x80040116);
                    },
                    0x80040116, "Failed to get BlackBerryHandHeldInfo contents table"}),
-    [](const auto& test) { return std::string(test.param.name); });
+    kByName);
 
 // A worker's own MAPI initialisation is not looked at: its jobs' logons fail for it.
 TEST_F(StoreLogonTest, WorkersWithoutMapiFailInTheLogon) {
@@ -451,7 +447,7 @@ TEST_F(StoreLogonTest, WorkersWithoutMapiFailInTheLogon) {
   for (uint32_t n = 2; n <= 6; ++n) Faults().FailNth("MAPIInitialize", n, 0x80004005);
   const RunResult result = Check({L"-e", L"user"});
   EXPECT_EQ(WorkerLines(result.output),
-            std::vector<std::string>(2, "StoreLogonThread: MAPILogonEx failed : 0x80040605"));
+            Strings(2, "StoreLogonThread: MAPILogonEx failed : 0x80040605"));
   EXPECT_EQ(CountLines(result.output, kShuttingDown), 1);
   EXPECT_EQ(Calls("MAPIUninitialize").size(), 6U);
 }
@@ -465,8 +461,8 @@ TEST_F(StoreLogonTest, SixtyFailingStoresWithLongAddressesGiveWholeLines) {
   const RunResult result = Check({L"-e", L"user"});
 
   const std::set<std::string> last = LastMailboxes();
-  std::vector<std::string> expected = {CheckingLine(60)};
-  std::vector<std::string> messages;
+  Strings expected = {CheckingLine(60)};
+  Strings messages;
   for (const std::wstring& user : users) {
     expected.push_back(StoreLine(user));
     messages.push_back(WorkerLine("Failed to CreateStoreEntryID", user, 0x8004010f));
@@ -506,13 +502,12 @@ TEST_F(StoreLogonTest, CtrlCWhileDispatchingLetsRunningJobsFinishAndHandsOutNoMo
   ASSERT_TRUE(program.SendCtrlC());
   const RunResult result = program.Wait();
 
-  std::vector<std::string> expected = {CheckingLine(12)};
+  Strings expected = {CheckingLine(12)};
   for (size_t i = 0; i < 5; ++i) expected.push_back(StoreLine(users[i]));
   expected.insert(expected.end(), {kUserBreak, LogonToStoresFailedLine(kUserCancel), kDone});
   EXPECT_EQ(MainLines(result.output), expected);
   EXPECT_EQ(WorkerLines(result.output),
-            (std::vector<std::string>{
-                WorkerLine("Failed to open delegate store", users[1], 0x80040600)}));
+            (Strings{WorkerLine("Failed to open delegate store", users[1], 0x80040600)}));
   EXPECT_EQ(WorkerCalls("MAPILogonEx").size(), 5U);
   EXPECT_EQ(Calls("IMAPIFolder::GetContentsTable").size(), 4U);
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});

@@ -1,9 +1,9 @@
 // The help screens, byte for byte, and the program's name in them.
+#include "tests/e2e/support/named_case.h"
 #include "tests/e2e/usage_text.h"
 
 #include <gtest/gtest.h>
 
-#include <ostream>
 #include <string>
 #include <utility>
 
@@ -54,15 +54,10 @@ INSTANTIATE_TEST_SUITE_P(Commands, CommandUsageTest, ::testing::ValuesIn(Command
 
 // The program's name.
 
-struct NameCase {
-  const char* name;
+struct NameCase : NamedCase {
   std::wstring firstArgument;
   std::string shortName;
 };
-
-std::ostream& operator<<(std::ostream& stream, const NameCase& value) {
-  return stream << value.name;
-}
 
 class ProgramNameTest : public UsageTest, public ::testing::WithParamInterface<NameCase> {};
 

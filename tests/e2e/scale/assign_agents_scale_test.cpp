@@ -125,7 +125,7 @@ TEST_F(AssignAgentsScaleTest, TenThousandUsersAreSpreadOverTheirAgents) {
       Run({L"-assignAgents", L"-p", L"Main", L"-b", L"100", L"-n", L"7"}, options);
   const microseconds whole(lab::NowMicros() - start);
 
-  std::vector<std::string> expected = {"Base Agentid=100", "Number of Agents=7"};
+  Strings expected = {"Base Agentid=100", "Number of Agents=7"};
   for (uint32_t done = 100; done <= kUsers; done += 100) {
     expected.push_back("Assigned " + std::to_string(done) + " of 10000 users ...");
   }

@@ -52,37 +52,25 @@ void DatabaseLabTest::AddUser(int32_t serverId, const std::wstring& name, int32_
   Database().AddUser(user);
 }
 
-std::string DatabaseLabTest::Run(const std::vector<std::wstring>& arguments, RunOptions options) {
-  const RunResult result = RunAdmin(arguments, WithDatabase(std::move(options)));
-  EXPECT_EQ(result.exitCode, 0U);
-  EXPECT_EQ(result.errorOutput, "");
-  return result.output;
-}
-
-RunningProgram DatabaseLabTest::Start(const std::vector<std::wstring>& arguments,
-                                      RunOptions options) {
-  return StartAdmin(arguments, WithDatabase(std::move(options)));
-}
-
-std::vector<std::string> DatabaseLabTest::Statements() const {
-  std::vector<std::string> statements;
+Strings DatabaseLabTest::Statements() const {
+  Strings statements;
   for (const lab::JournalEntry& call : Calls("ICommand::Execute")) {
     statements.push_back(call.Argument("sql"));
   }
   return statements;
 }
 
-std::vector<std::string> DatabaseLabTest::Updates() const {
-  std::vector<std::string> updates = Statements();
+Strings DatabaseLabTest::Updates() const {
+  Strings updates = Statements();
   std::erase_if(updates, [](const std::string& sql) { return !sql.starts_with("UPDATE"); });
   return updates;
 }
 
-RunOptions DatabaseLabTest::WithDatabase(RunOptions options) const {
+RunOptions DatabaseLabTest::Prepare(RunOptions options) const {
   options.environment.emplace(L"QRVLAB_ODBC", Connection());
   options.environment.emplace(L"QRVLAB_ODBC_TEXT", L"utf8");
   options.environment.emplace(L"QRVLAB_OLEDB_OPTIONS", providerOptions_);
-  return options;
+  return LabTest::Prepare(std::move(options));
 }
 
 std::wstring DatabaseLabTest::Connection() const {

@@ -39,20 +39,15 @@ class DatabaseLabTest : public LabTest {
   // A user of a server who is not deleted, with the name as mailbox too.
   void AddUser(int32_t serverId, const std::wstring& name, int32_t agentId = 0);
 
-  // Runs the shipped executable, or the options' program, and returns what it printed. It must end
-  // with code 0 and print nothing on standard error.
-  std::string Run(const std::vector<std::wstring>& arguments, RunOptions options = {});
-  RunningProgram Start(const std::vector<std::wstring>& arguments, RunOptions options = {});
-
   // How the provider behaves in the runs to come: lab/oledb/provider_options.h.
   void SetProviderOptions(const std::wstring& options) { providerOptions_ = options; }
 
   // The statements that the provider was to execute, in order; those that begin with UPDATE.
-  std::vector<std::string> Statements() const;
-  std::vector<std::string> Updates() const;
+  Strings Statements() const;
+  Strings Updates() const;
 
  private:
-  RunOptions WithDatabase(RunOptions options) const;
+  RunOptions Prepare(RunOptions options) const override;
   std::wstring Connection() const;
 
   std::unique_ptr<lab::BesDatabase> database_;

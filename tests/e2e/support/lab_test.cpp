@@ -21,7 +21,7 @@ void ShowEnd(const std::vector<lab::JournalEntry>& journal) {
   }
 }
 
-void ExpectNone(const std::vector<std::string>& finds, const char* what) {
+void ExpectNone(const Strings& finds, const char* what) {
   for (const std::string& find : finds) {
     ADD_FAILURE() << what << ": " << find;
   }
@@ -39,12 +39,19 @@ void LabTest::TearDown() {
   RemoveInstallation();
 }
 
-RunResult LabTest::RunAdmin(const std::vector<std::wstring>& arguments, RunOptions options) {
+RunResult LabTest::RunAdmin(const Words& arguments, RunOptions options) {
   return RunProgram(arguments, Prepare(std::move(options)));
 }
 
-RunningProgram LabTest::StartAdmin(const std::vector<std::wstring>& arguments, RunOptions options) {
+RunningProgram LabTest::StartAdmin(const Words& arguments, RunOptions options) {
   return RunningProgram::Start(arguments, Prepare(std::move(options)));
+}
+
+std::string LabTest::Run(const Words& arguments, RunOptions options) {
+  const RunResult result = RunAdmin(arguments, std::move(options));
+  EXPECT_EQ(result.exitCode, 0U);
+  EXPECT_EQ(result.errorOutput, "");
+  return result.output;
 }
 
 std::vector<lab::JournalEntry> LabTest::Journal() const {

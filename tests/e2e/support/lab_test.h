@@ -3,7 +3,7 @@
 //   TEST_F(FindUsersTest, ShowsTheStore) {
 //     lab::Profile profile(L"Main");
 //     profile.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"));
-//     EXPECT_EQ(RunAdmin({L"-findUsers", L"-p", L"Main", L"-e", L"bes"}).output, Text({...}));
+//     EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"bes"}), Text({...}));
 //   }
 #pragma once
 
@@ -17,6 +17,7 @@
 #include "lab/common/journal.h"
 #include "lab/controller/controller_control.h"
 #include "tests/e2e/support/directory.h"
+#include "tests/e2e/support/lists.h"
 #include "tests/e2e/support/program.h"
 
 namespace e2e {
@@ -29,8 +30,11 @@ class LabTest : public ::testing::Test {
   void TearDown() override;
 
   // Runs the shipped executable, or the options' program, in the lab under the fault plan.
-  RunResult RunAdmin(const std::vector<std::wstring>& arguments, RunOptions options = {});
-  RunningProgram StartAdmin(const std::vector<std::wstring>& arguments, RunOptions options = {});
+  RunResult RunAdmin(const Words& arguments, RunOptions options = {});
+  RunningProgram StartAdmin(const Words& arguments, RunOptions options = {});
+
+  // What a run prints that must end with code 0 and print nothing on standard error.
+  std::string Run(const Words& arguments, RunOptions options = {});
 
   // The plan for the runs to come; each run begins to count anew.
   lab::FaultPlan& Faults() { return faults_; }
@@ -52,8 +56,10 @@ class LabTest : public ::testing::Test {
   void AllowLeaks() { leaksAllowed_ = true; }
   void AllowUnexpectedCalls() { unexpectedAllowed_ = true; }
 
+  // What a program needs in its environment to meet the lab.
+  virtual RunOptions Prepare(RunOptions options) const;
+
  private:
-  RunOptions Prepare(RunOptions options) const;
   void CheckJournal() const;
   void RemoveInstallation() const;
 

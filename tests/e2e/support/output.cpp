@@ -7,7 +7,7 @@
 
 namespace e2e {
 
-std::string Text(const std::vector<std::string>& lines) {
+std::string Text(const Strings& lines) {
   std::string text;
   for (const std::string& line : lines) {
     text += line + "\r\n";
@@ -15,8 +15,8 @@ std::string Text(const std::vector<std::string>& lines) {
   return text;
 }
 
-std::vector<std::string> Lines(std::string_view output) {
-  std::vector<std::string> lines;
+Strings Lines(std::string_view output) {
+  Strings lines;
   while (!output.empty()) {
     const size_t end = output.find("\r\n");
     const std::string line(output.substr(0, end));
@@ -33,15 +33,15 @@ std::vector<std::string> Lines(std::string_view output) {
   return lines;
 }
 
-std::vector<std::string> SortedLines(std::string_view output) { return Sorted(Lines(output)); }
+Strings SortedLines(std::string_view output) { return Sorted(Lines(output)); }
 
-std::vector<std::string> Sorted(std::vector<std::string> lines) {
+Strings Sorted(Strings lines) {
   std::sort(lines.begin(), lines.end());
   return lines;
 }
 
 int CountLines(std::string_view output, std::string_view line) {
-  const std::vector<std::string> lines = Lines(output);
+  const Strings lines = Lines(output);
   return static_cast<int>(std::count(lines.begin(), lines.end(), line));
 }
 

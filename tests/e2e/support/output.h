@@ -2,22 +2,23 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "tests/e2e/support/lists.h"
 
 namespace e2e {
 
 // `lines` as a program writes them: each ended by CR LF.
-std::string Text(const std::vector<std::string>& lines);
+std::string Text(const Strings& lines);
 
 // The lines of `output` without their ends. Every end must be CR LF, the last line's included:
 // anything else fails the running test.
-std::vector<std::string> Lines(std::string_view output);
+Strings Lines(std::string_view output);
 
 // The lines of `output` in byte order, for what several threads print in no fixed order.
-std::vector<std::string> SortedLines(std::string_view output);
+Strings SortedLines(std::string_view output);
 
 // `lines` in byte order.
-std::vector<std::string> Sorted(std::vector<std::string> lines);
+Strings Sorted(Strings lines);
 
 // How often `line` is among the lines of `output`.
 int CountLines(std::string_view output, std::string_view line);

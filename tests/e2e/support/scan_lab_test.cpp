@@ -26,15 +26,7 @@ void ScanLabTest::TearDown() {
   stubs_.clear();
 }
 
-std::string ScanLabTest::Run(const std::vector<std::wstring>& arguments, RunOptions options) {
-  const RunResult result = RunAdmin(arguments, std::move(options));
-  EXPECT_EQ(result.exitCode, 0U);
-  EXPECT_EQ(result.errorOutput, "");
-  return result.output;
-}
-
-std::string ScanLabTest::RunUtility(const std::vector<std::wstring>& arguments,
-                                    RunOptions options) {
+std::string ScanLabTest::RunUtility(const Words& arguments, RunOptions options) {
   options.program = CopyProgram(L"qsfscan.exe");
   const RunResult result = RunAdmin(arguments, std::move(options));
   EXPECT_EQ(result.errorOutput, "");
@@ -80,12 +72,6 @@ bool ScanLabTest::Exists(const std::wstring& path) {
 bool ScanLabTest::IsSound(const std::wstring& path) {
   std::vector<lab::QsfProblem> problems;
   return lab::CheckQsf(path, &problems) == lab::QsfStatus::kOk && problems.empty();
-}
-
-std::vector<std::string> operator+(std::vector<std::string> lines,
-                                   const std::vector<std::string>& more) {
-  lines.insert(lines.end(), more.begin(), more.end());
-  return lines;
 }
 
 }  // namespace e2e

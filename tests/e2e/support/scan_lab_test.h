@@ -27,11 +27,9 @@ class ScanLabTest : public LabTest {
   void SetUp() override;
   void TearDown() override;
 
-  // What the program prints. It must end with code 0 and print nothing on standard error.
-  std::string Run(const std::vector<std::wstring>& arguments, RunOptions options = {});
-
-  // The same of a copy of the program named qsfscan.exe, and its exit code behind it.
-  std::string RunUtility(const std::vector<std::wstring>& arguments, RunOptions options = {});
+  // What a copy of the program named qsfscan.exe prints, and its exit code behind it. It must print
+  // nothing on standard error.
+  std::string RunUtility(const Words& arguments, RunOptions options = {});
 
   // A copy of the program under another name, in a directory with the lab's MAPI and no provider.
   std::filesystem::path CopyProgram(const std::wstring& name) const;
@@ -60,9 +58,5 @@ class ScanLabTest : public LabTest {
  private:
   std::vector<std::unique_ptr<lab::StubGuard>> stubs_;
 };
-
-// `lines` behind one another.
-std::vector<std::string> operator+(std::vector<std::string> lines,
-                                   const std::vector<std::string>& more);
 
 }  // namespace e2e
