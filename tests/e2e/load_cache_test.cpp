@@ -70,6 +70,13 @@ class LoadCacheTest : public LabTest {
     return profile_.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"), options);
   }
 
+  // What a cache holds that was loaded this many times: support/cache_client.cpp.
+  std::string CachedStores(int loads = 1) {
+    RunOptions options;
+    options.program = LabBinaries() / L"cache_client.exe";
+    return Run({profile_.Name(), std::to_wstring(loads)}, options);
+  }
+
   // A secondary store of <name>@example.com in the file <name>.qsf.
   lab::Service Add(const std::wstring& name, const Options& options = {}) {
     return profile_.AddSecondaryStore(name + L"@example.com", StorePath(name + L".qsf"), options);
@@ -501,6 +508,16 @@ TEST_P(LoadCacheSkipTest, KeepsTheLinkingFromRunningWhenItFailedLast) {
   EXPECT_EQ(InProfile(orphan), !status.empty());
 }
 
+TEST_P(LoadCacheSkipTest, LeavesTheRecordsBeforeWhenItIsTheLast) {
+  const lab::Service bob = Add(L"bob");
+  AddEmbedded(L"cid", bob);
+  AddSkipped(3);
+  const std::string status = GetParam().status;
+  EXPECT_EQ(CachedStores(),
+            status.empty() ? Text({"load = 0x0", "bob@example.com 1", "cid@example.com 0"})
+                           : Text({"load = " + status, "bob@example.com 0", "cid@example.com 0"}));
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Services, LoadCacheSkipTest,
     ::testing::Values(SkipCase{"NoAddress", AddWithoutAddress, "0x8004010f"},
@@ -543,16 +560,25 @@ struct FailureCase : NamedCase {
   const char* operation;
   uint32_t nth;
   const char* message;
+  // Of the services cid, ann, bob and dan, how many were read before.
+  size_t readBefore;
 };
 
 class LoadCacheFailureTest : public LoadCacheTest,
-                             public ::testing::WithParamInterface<FailureCase> {};
+                             public ::testing::WithParamInterface<FailureCase> {
+ protected:
+  // An orphan, which comes back; a store with another embedded in it; one more.
+  lab::Service AddOneOfEachKind() {
+    lab::Service orphan = AddOrphan(L"cid");
+    const lab::Service ann = Add(L"ann");
+    AddEmbedded(L"bob", ann);
+    Add(L"dan");
+    return orphan;
+  }
+};
 
 TEST_P(LoadCacheFailureTest, EndsTheLoadWithItsMessage) {
-  const lab::Service orphan = AddOrphan(L"cid");
-  const lab::Service ann = Add(L"ann");
-  AddEmbedded(L"bob", ann);
-  Add(L"dan");
+  const lab::Service orphan = AddOneOfEachKind();
   Faults().FailNth(GetParam().operation, GetParam().nth, 0x8004DEAD);
   EXPECT_EQ(ListStores(), Text({std::string("CStoreManager::LoadCache: ") + GetParam().message +
                                 " : 0x8004dead"}) +
@@ -563,37 +589,49 @@ TEST_P(LoadCacheFailureTest, EndsTheLoadWithItsMessage) {
   EXPECT_EQ(journal.back().call, "MAPIUninitialize");
 }
 
+// No store is linked to its parent, not even where both were read.
+TEST_P(LoadCacheFailureTest, LeavesTheRecordsOfTheServicesBefore) {
+  AddOneOfEachKind();
+  Faults().FailNth(GetParam().operation, GetParam().nth, 0x8004DEAD);
+  Strings records = {"cid@example.com 0", "ann@example.com 0", "bob@example.com 0"};
+  records.resize(GetParam().readBefore);
+  EXPECT_EQ(CachedStores(), Text(Strings{std::string("CStoreManager::LoadCache: ") +
+                                             GetParam().message + " : 0x8004dead",
+                                         "load = 0x8004dead"} +
+                                 records));
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Calls, LoadCacheFailureTest,
     ::testing::Values(
-        FailureCase{"AdminProfiles", "MAPIAdminProfiles", 1, "MAPIAdminProfiles failed"},
-        FailureCase{"AdminServices", "IProfAdmin::AdminServices", 1, "AdminServices failed"},
+        FailureCase{"AdminProfiles", "MAPIAdminProfiles", 1, "MAPIAdminProfiles failed", 0},
+        FailureCase{"AdminServices", "IProfAdmin::AdminServices", 1, "AdminServices failed", 0},
         FailureCase{"ServiceTable", "IMsgServiceAdmin::GetMsgServiceTable", 1,
-                    "GetMsgServiceTable failed"},
+                    "GetMsgServiceTable failed", 0},
         FailureCase{"RestrictServices", "IMAPITable::Restrict@MsgServiceTable", 1,
-                    "Restrict on MsgServiceTable failed"},
+                    "Restrict on MsgServiceTable failed", 0},
         FailureCase{"ServiceRows", "HrQueryAllRows@MsgServiceTable", 1,
-                    "HrQueryAllRows on MsgServiceTable failed"},
+                    "HrQueryAllRows on MsgServiceTable failed", 0},
         // The message of the call before, on purpose.
         FailureCase{"FirstServiceSection", "IMsgServiceAdmin::OpenProfileSection@ServiceSection", 1,
-                    "HrQueryAllRows on MsgServiceTable failed"},
+                    "HrQueryAllRows on MsgServiceTable failed", 0},
         FailureCase{"LastServiceSection", "IMsgServiceAdmin::OpenProfileSection@ServiceSection", 4,
-                    "HrQueryAllRows on MsgServiceTable failed"},
+                    "HrQueryAllRows on MsgServiceTable failed", 3},
         FailureCase{"AdminProviders", "IMsgServiceAdmin::AdminProviders", 2,
-                    "AdminProviders failed"},
+                    "AdminProviders failed", 1},
         FailureCase{"ProviderTable", "IProviderAdmin::GetProviderTable", 2,
-                    "GetProviderTable failed"},
+                    "GetProviderTable failed", 1},
         FailureCase{"RestrictProviders", "IMAPITable::Restrict@ProviderTable", 2,
-                    "Restrict on provider table failed"},
+                    "Restrict on provider table failed", 1},
         FailureCase{"ProviderRows", "HrQueryAllRows@ProviderTable", 2,
-                    "HrQueryAllRows on provider table failed"},
+                    "HrQueryAllRows on provider table failed", 1},
         // The orphan's own section and that of ann; those of bob and of its parent follow.
         FailureCase{"ProviderSection", "IMsgServiceAdmin::OpenProfileSection@ProviderSection", 2,
-                    "OpenProfileSection on provider table failed"},
+                    "OpenProfileSection on provider table failed", 1},
         FailureCase{"ParentSection", "IMsgServiceAdmin::OpenProfileSection@ProviderSection", 4,
-                    "OpenProfileSection on parent provider UID failed"},
+                    "OpenProfileSection on parent provider UID failed", 2},
         FailureCase{"OrphansParentSection", "IMsgServiceAdmin::OpenProfileSection@OtherSection", 1,
-                    "OpenProfileSection on parent provider UID failed"}),
+                    "OpenProfileSection on parent provider UID failed", 0}),
     kByName);
 
 TEST_F(LoadCacheTest, ARowWithoutServiceNameEndsTheLoadWithSuccess) {
@@ -609,6 +647,31 @@ TEST_F(LoadCacheTest, ARowWithoutServiceNameEndsTheLoadWithSuccess) {
                 EmbeddedStore("ann@example.com", "bes@example.com", "bes.qsf") +
                 OrphanStore("bob@example.com"));
   EXPECT_TRUE(InProfile(orphan));
+}
+
+// The cache that any command gets then: no store knows of those embedded in it.
+TEST_F(LoadCacheTest, ARowWithoutServiceNameLeavesTheRecordsBeforeUnlinked) {
+  const lab::Service ann = Add(L"ann");
+  AddEmbedded(L"bob", ann);
+  Add(L"cid");
+  Faults().FailNth("MsgServiceTable.Column.3D09001E", 3, kNotFound);
+  EXPECT_EQ(CachedStores(),
+            Text({"CStoreManager::LoadCache: PR_SERVICE_NAME_A not found at index 2", "load = 0x0",
+                  "ann@example.com 0", "bob@example.com 0"}));
+}
+
+TEST_F(LoadCacheTest, ALoadThatEndedEarlyIsForgottenByTheNext) {
+  const lab::Service ann = Add(L"ann");
+  AddEmbedded(L"bob", ann);
+  Add(L"cid");
+  Faults().FailNth("MsgServiceTable.Column.3D09001E", 3, kNotFound);
+  Faults().FailNth("MAPIAdminProfiles", 3, kNoAccess);
+  EXPECT_EQ(CachedStores(3),
+            Text({"CStoreManager::LoadCache: PR_SERVICE_NAME_A not found at index 2", "load = 0x0",
+                  "ann@example.com 0", "bob@example.com 0",                                     //
+                  "load = 0x0", "ann@example.com 1", "bob@example.com 0", "cid@example.com 0",  //
+                  "CStoreManager::LoadCache: MAPIAdminProfiles failed : 0x80070005",
+                  "load = 0x80070005"}));
 }
 
 TEST_F(LoadCacheTest, TheIndexCountsFromZeroAndSkippedServicesToo) {
