@@ -9,10 +9,12 @@
 
 #include "lab/common/installation.h"
 #include "lab/common/registry_key.h"
+#include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/database_lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
+#include "tests/e2e/usage_text.h"
 
 namespace e2e {
 namespace {
@@ -20,13 +22,6 @@ namespace {
 constexpr int32_t kServerId = 7;
 constexpr uint32_t kSqlError = 0x80040E14;  // DB_E_ERRORSINCOMMAND
 constexpr std::chrono::seconds kPause{10};
-
-// As GetComputerNameExW tells it, in capitals; empty when it fails.
-std::wstring ComputerName() {
-  wchar_t name[260] = {};
-  DWORD size = ARRAYSIZE(name);
-  return GetComputerNameExW(ComputerNameNetBIOS, name, &size) ? _wcsupr(name) : L"";
-}
 
 std::wstring Address(const std::wstring& name) { return name + L"@example.com"; }
 
@@ -425,13 +420,8 @@ INSTANTIATE_TEST_SUITE_P(
     kByName);
 
 TEST_F(AssignAgentsTest, WithoutAProfileTheUsageIsShown) {
-  const std::string usage =
-      Text({"qrvadmin -assignAgents -p profileName [-b baseAgentId] [-n numAgents] [-e] [-c] [-v]",
-            "", "\t-p\tThe profile name.", "\t-b\tThe base agentid.", "\t-n\tThe number of agents.",
-            "\t-e\tOnly assign agentids to existing MAPI stores.",
-            "\t-c\tRestart controller service on completion.", "\t-v\tShow verbose output."});
-  EXPECT_EQ(Run({L"-assignAgents", L"-e"}), usage);
-  EXPECT_EQ(Run({L"-assignAgents", L"-p"}), usage);
+  EXPECT_EQ(Run({L"-assignAgents", L"-e"}), AssignAgentsUsage());
+  EXPECT_EQ(Run({L"-assignAgents", L"-p"}), AssignAgentsUsage());
   EXPECT_TRUE(Journal().empty());
 }
 
@@ -445,15 +435,13 @@ TEST_F(AssignAgentsTest, VerboseShowsHandlerConnectionAndEnd) {
 TEST_F(AssignAgentsTest, MapiThatIsInUseEndsTheCommand) {
   Add(L"ann");
   const MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(Assign(), Text({"MAPI is in use. Please close the following applications and try "
-                            "again:",
-                            "outlook.exe"}));
+  EXPECT_EQ(Assign(), MapiInUse({"outlook.exe"}));
   EXPECT_EQ(Statements(), Strings());
 }
 
 TEST_F(AssignAgentsTest, MapiThatDoesNotStartEndsTheCommand) {
   Faults().FailNth("MAPIInitialize", 1, 0x80004005);
-  EXPECT_EQ(Assign(), Text({"Failed to initialize MAPI. are you using the right 64/32 bitness?"}));
+  EXPECT_EQ(Assign(), Text({kNoMapi}));
   EXPECT_EQ(Statements(), Strings());
 }
 

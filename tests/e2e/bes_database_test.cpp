@@ -32,13 +32,6 @@ std::string Failed(const std::string& what, uint32_t result) {
   return what + " failed : " + number;
 }
 
-std::wstring ComputerName() {
-  wchar_t name[260] = {};
-  DWORD size = ARRAYSIZE(name);
-  EXPECT_TRUE(GetComputerNameExW(ComputerNameNetBIOS, name, &size));
-  return _wcsupr(name);
-}
-
 // The client that works on the database without a command around it.
 RunOptions Client() {
   RunOptions options;

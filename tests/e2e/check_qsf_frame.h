@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "lab/common/installation.h"
+#include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/output.h"
 
@@ -19,8 +20,6 @@ namespace e2e {
 
 inline constexpr char kAllOk[] = "All stores are OK";
 inline constexpr char kShuttingDown[] = "Shutting down stores...";
-inline constexpr char kStartingController[] = "Starting BlackBerry Controller Service.";
-inline constexpr char kUserBreak[] = "*User Break";
 inline constexpr char kDone[] = "Done";
 
 inline std::string HexText(uint32_t result) {

@@ -69,7 +69,7 @@ TEST_F(CheckQsfTest, SoundStoresGetTheirFoldersAndTheControllerIsStarted) {
 
 // The profile's default store is another product's. The service that cannot be started is told
 // before the line that says so.
-TEST_F(CheckQsfTest, ProfileWithoutConnectorStoresIsOkAfterThePause) {
+TEST_F(CheckQsfTest, AProfileWithoutConnectorStoresIsOkAfterThePause) {
   lab::StoreOptions options;
   options.serviceName = L"OTHERMS";
   AddRoot(options);
@@ -84,7 +84,7 @@ TEST_F(CheckQsfTest, ProfileWithoutConnectorStoresIsOkAfterThePause) {
 }
 
 // Addresses are kept in lower case and filters as they were typed.
-TEST_F(CheckQsfTest, FilterWithCapitalLettersMatchesNothing) {
+TEST_F(CheckQsfTest, AFilterWithCapitalLettersMatchesNothing) {
   AddRoot();
   AddStore(L"Ann@Example.com");
   EXPECT_EQ(Check({L"-e", L"Ann@Example.com", L"ANN", L"nobody", L"*"}).output, SoundCheck({}));
@@ -113,7 +113,7 @@ TEST_F(CheckQsfTest, FiltersTakeEachMatchingStoreOnceInTheOrderOfTheStores) {
   EXPECT_EQ(ReadStore(FileOf(L"ann@example.com")).main.folders, kConnectorFolders);
 }
 
-TEST_F(CheckQsfTest, EmptyFilterMatchesEveryStore) {
+TEST_F(CheckQsfTest, AnEmptyFilterMatchesEveryStore) {
   AddRoot();
   AddStore(L"ann@example.com");
   AddStore(L"bob@elsewhere.org");
@@ -207,7 +207,7 @@ TEST_F(CheckQsfTest, StoresThatTheCacheCannotTakeAreLeftOutAndOrphansAreChecked)
 
 // The lines of the failed call come first, then the command's own; nothing is opened, and nothing
 // started.
-TEST_F(CheckQsfTest, FailingLoadOfTheCacheEndsTheCheck) {
+TEST_F(CheckQsfTest, AFailingLoadOfTheCacheEndsTheCheck) {
   AddRoot();
   SetController(lab::ControllerState::kStopped);
   Faults().FailNth("IProfAdmin::AdminServices", 1, 0x80040111);
@@ -218,7 +218,7 @@ TEST_F(CheckQsfTest, FailingLoadOfTheCacheEndsTheCheck) {
   EXPECT_EQ(Calls("MAPILogonEx").size(), 0U);
 }
 
-TEST_F(CheckQsfTest, LastServiceWithoutAnAddressFailsTheLoadWithoutALineOfItsOwn) {
+TEST_F(CheckQsfTest, ALastServiceWithoutAnAddressFailsTheLoadWithoutALineOfItsOwn) {
   AddRoot();
   lab::StoreOptions withoutAddress;
   withoutAddress.withAddress = false;
@@ -226,7 +226,7 @@ TEST_F(CheckQsfTest, LastServiceWithoutAnAddressFailsTheLoadWithoutALineOfItsOwn
   EXPECT_EQ(Check().output, Text({"CheckQsf: storeManager LoadCache failed : 0x8004010f", "Done"}));
 }
 
-TEST_F(CheckQsfTest, ControlHandlerIsInstalledBeforeTheCacheIsLoaded) {
+TEST_F(CheckQsfTest, TheControlHandlerIsInstalledBeforeTheCacheIsLoaded) {
   Faults().FailNth("MAPIAdminProfiles", 1, 0x8007000e);
   EXPECT_EQ(Check({L"-v"}).output,
             Text({"The Control Handler is installed.",
@@ -239,8 +239,7 @@ TEST_F(CheckQsfTest, MapiThatDoesNotInitialiseEndsTheCommand) {
   AddRoot();
   Faults().FailNth("MAPIInitialize", 1, 0x80040605);
   const RunResult result = Check({L"-c"});
-  EXPECT_EQ(result.output,
-            Text({"Failed to initialize MAPI. are you using the right 64/32 bitness?"}));
+  EXPECT_EQ(result.output, Text({kNoMapi}));
   EXPECT_EQ(result.exitCode, 0U);
   EXPECT_EQ(Journal().size(), 1U);
 }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <algorithm>
 #include <map>
 #include <regex>
 #include <string>
@@ -11,11 +10,10 @@
 
 #include "lab/common/lab_config.h"
 #include "tests/e2e/check_qsf_frame.h"
+#include "tests/e2e/fault_sweep.h"
 
 namespace e2e {
 namespace {
-
-constexpr uint32_t kInjected = 0x8004dead;
 
 // The form of every line that a check can print when one call fails with kInjected.
 bool IsKnownLine(const std::string& line) {
@@ -103,9 +101,7 @@ class CheckSweepTest : public LabTest, public ::testing::WithParamInterface<uint
   // Whether the check got as far as the call that was to fail.
   static bool Judge(const SweptCheck& check, const RunResult& result) {
     const auto journal = check.Journal();
-    const auto failed = std::find_if(journal.begin(), journal.end(), [](const auto& entry) {
-      return entry.Argument("injected") == "yes";
-    });
+    const lab::JournalEntry* const failed = FailedCall(journal);
     EXPECT_EQ(lab::Leaks(journal), Strings{});
     EXPECT_EQ(lab::UnexpectedCalls(journal), Strings{});
     EXPECT_EQ(result.exitCode, 0U);
@@ -113,7 +109,7 @@ class CheckSweepTest : public LabTest, public ::testing::WithParamInterface<uint
     for (const std::string& line : Lines(result.output)) {
       EXPECT_TRUE(line == "Exiting." || IsKnownLine(line)) << Visible(line);
     }
-    if (failed == journal.end()) {
+    if (failed == nullptr) {
       EXPECT_EQ(result.output, Text(CleanLines()));
       return false;
     }

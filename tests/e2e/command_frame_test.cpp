@@ -18,10 +18,6 @@ namespace {
 
 using lab::ControllerState;
 
-const char kInstalled[] = "The Control Handler is installed.";
-const char kStarting[] = "Starting BlackBerry Controller Service.";
-const char kNoService[] = "ServiceStartSvc. OpenService failed (1060)";
-const char kNoMapi[] = "Failed to initialize MAPI. are you using the right 64/32 bitness?";
 const char kAgentsFailed[] = "AssignUsersToAgents: GetServers failed : 0x80070002";
 
 class CommandFrameTest : public CommandLabTest {
@@ -121,7 +117,7 @@ TEST_F(CommandFrameTest, AnEarlierValueStaysWhenALaterOneIsMissing) {
 
 TEST_F(CommandFrameTest, SwitchesMayStandBeforeTheCommand) {
   EXPECT_EQ(Run({L"-v", L"-p", L"Nobody", L"-c", L"-findUsers", L"-e", L"ann"}),
-            Text({kInstalled}) + NoProfile("FindUsers") + Text({"Exiting."}));
+            Text({kHandlerInstalled}) + NoProfile("FindUsers") + Text({"Exiting."}));
 }
 
 TEST_F(CommandFrameTest, UnknownArgumentsAreIgnored) {
@@ -197,7 +193,7 @@ class AddressListTest : public CommandFrameTest {
 
 TEST_F(AddressListTest, EndsAtTheNextSwitchWhichIsRecognised) {
   EXPECT_EQ(Check({L"-e", L"first", L"second", L"-v"}),
-            Text({kInstalled}) + Checked(2) + Text({"Exiting."}));
+            Text({kHandlerInstalled}) + Checked(2) + Text({"Exiting."}));
 }
 
 TEST_F(AddressListTest, EndsAtAnythingThatBeginsWithADash) {
@@ -277,6 +273,11 @@ INSTANTIATE_TEST_SUITE_P(
 
 // MAPI's begin and end.
 
+std::vector<LineCase> MapiCommands() {
+  return ExclusiveCommands() +
+         std::vector<LineCase>{{"FindUsers", {L"-findUsers", L"-p", L"Main", L"-e", L"ann"}}};
+}
+
 class MapiCommandTest : public CommandFrameTest, public ::testing::WithParamInterface<LineCase> {};
 
 TEST_P(MapiCommandTest, BeginsAndEndsMapiOnce) {
@@ -303,15 +304,7 @@ TEST_P(MapiCommandTest, VerboseEndsWhenMapiDoesNotBegin) {
   EXPECT_EQ(Run(GetParam().words + Words{L"-v"}), Text({kNoMapi, "Exiting."}));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Commands, MapiCommandTest,
-    ::testing::Values(LineCase{"CheckQsf", {L"-checkQsf", L"-p", L"Main", L"-c"}},
-                      LineCase{"ScanQsf", {L"-scanQsf", L"-p", L"Main", L"-c"}},
-                      LineCase{"CompactQsf", {L"-compactQsf", L"-p", L"Main", L"-c"}},
-                      LineCase{"PurgeQsf", {L"-purgeQsf", L"-f", L"-c"}},
-                      LineCase{"AssignAgents", {L"-assignAgents", L"-p", L"Main", L"-c"}},
-                      LineCase{"FindUsers", {L"-findUsers", L"-p", L"Main", L"-e", L"ann"}}),
-    kByName);
+INSTANTIATE_TEST_SUITE_P(Commands, MapiCommandTest, ::testing::ValuesIn(MapiCommands()), kByName);
 
 TEST_F(CommandFrameTest, TheScanUtilitysExitCodeTellsThatMapiDoesNotBegin) {
   Faults().FailEach("MAPIInitialize", 0x80040111);
@@ -341,15 +334,15 @@ TEST_F(CommandFrameTest, ASoundCheckRestarts) {
   profile.AddRootStore(L"bes@example.com", StorePath(L"root.qsf"));
   SetController(ControllerState::kStopped);
   EXPECT_EQ(Run({L"-checkQsf", L"-p", L"Main", L"-c", L"-e", L"nobody", L"-v"}),
-            Text({kInstalled, "CheckQsf: Checking 0 MAPI stores...", "All stores are OK",
-                  "Shutting down stores...", kStarting, "Done", "Exiting."}));
+            Text({kHandlerInstalled, "CheckQsf: Checking 0 MAPI stores...", "All stores are OK",
+                  "Shutting down stores...", kStartingController, "Done", "Exiting."}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
 
 TEST_F(CommandFrameTest, CompactionRestartsWhateverItsResult) {
   const lab::Profile profile(L"Main");
   profile.AddSecondaryStore(L"ann@example.com", StorePath(L"ann.qsf"));
-  const std::string restart = Text({kNoService, kStarting});
+  const std::string restart = Text({kNoController, kStartingController});
   EXPECT_EQ(Run({L"-compactQsf", L"-p", L"Main", L"-c", L"-e", L"nobody"}), restart);
   EXPECT_EQ(Run({L"-compactQsf", L"-p", L"Nobody", L"-c"}), NoProfile("CompactQsf") + restart);
   EXPECT_EQ(Run({L"-compactQsf", L"-p", L"Nobody", L"-C"}), NoProfile("CompactQsf"));
@@ -358,20 +351,21 @@ TEST_F(CommandFrameTest, CompactionRestartsWhateverItsResult) {
 TEST_F(CommandFrameTest, AssigningRestartsWhateverItsResult) {
   EXPECT_EQ(Run({L"-assignAgents", L"-p", L"Main", L"-e", L"-c"}),
             Text({"Base Agentid=200", "Number of Agents=2"}) + NoDatabase() +
-                Text({kAgentsFailed, kNoService, kStarting}));
+                Text({kAgentsFailed, kNoController, kStartingController}));
 }
 
 TEST_F(CommandFrameTest, PurgingRestartsOnlyWhenItDeletes) {
   EXPECT_EQ(Run({L"-purgeQsf", L"-c"}), "");
   EXPECT_EQ(Run({L"-purgeQsf", L"-c", L"-F"}), "");
   EXPECT_EQ(Run({L"-purgeQsf", L"-f"}), "");
-  EXPECT_EQ(Run({L"-purgeQsf", L"-c", L"-f"}), Text({kNoService, kStarting}));
+  EXPECT_EQ(Run({L"-purgeQsf", L"-c", L"-f"}), Text({kNoController, kStartingController}));
 }
 
 TEST_F(CommandFrameTest, AFailedPurgeRestartsToo) {
   Faults().FailEach("MAPIAdminProfiles", 0x80070005);
   EXPECT_EQ(Run({L"-purgeQsf", L"-c", L"-f"}),
-            Text({"PurgeQsf: MAPIAdminProfiles failed : 0x80070005", kNoService, kStarting}));
+            Text({"PurgeQsf: MAPIAdminProfiles failed : 0x80070005", kNoController,
+                  kStartingController}));
 }
 
 TEST_F(CommandFrameTest, FindingUsersAndListingRestartNothing) {
@@ -386,14 +380,12 @@ class SlowOutputTest : public CommandFrameTest {
  protected:
   void Start(const Words& arguments) {
     PrepareToStartPrograms();
-    RunOptions options;
-    options.environment[L"QRVLAB_DIR"] = Directory().wstring();
     HANDLE reader = nullptr;
     HANDLE writer = nullptr;
     ASSERT_TRUE(CreatePipe(&reader, &writer, nullptr, 1));
     reader_ = Handle(reader);
     const ChildStreams streams = {OpenNull(), Handle(writer), OpenNull()};
-    child_ = StartChild(arguments, options, streams);
+    child_ = StartChild(arguments, Prepare({}), streams);
     ASSERT_TRUE(child_.process);
   }
 
@@ -435,7 +427,7 @@ TEST_F(SlowOutputTest, TheServiceIsStartedThenToldThenMapiEnds) {
   Start({L"-purgeQsf", L"-f", L"-c"});
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
   EXPECT_FALSE(MapiEnds(500));
-  Read(Text({kStarting}));
+  Read(Text({kStartingController}));
   EXPECT_TRUE(MapiEnds(10000));
   ExpectEnd();
 }

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
@@ -16,6 +17,16 @@ namespace e2e {
 struct LineCase : NamedCase {
   Words words;
 };
+
+// Each command that refuses to run beside other programs with MAPI, told to start the controller
+// service at its end.
+inline std::vector<LineCase> ExclusiveCommands() {
+  return {{"CheckQsf", {L"-checkQsf", L"-p", L"Main", L"-c"}},
+          {"ScanQsf", {L"-scanQsf", L"-p", L"Main", L"-c"}},
+          {"CompactQsf", {L"-compactQsf", L"-p", L"Main", L"-c"}},
+          {"PurgeQsf", {L"-purgeQsf", L"-f", L"-c"}},
+          {"AssignAgents", {L"-assignAgents", L"-p", L"Main", L"-c"}}};
+}
 
 class CommandLabTest : public LabTest {
  protected:
@@ -35,21 +46,5 @@ class CommandLabTest : public LabTest {
 
   bool MapiWasTouched() const { return !Journal().empty(); }
 };
-
-// What -listServers, -listAgents and -assignAgents print of the database where none is installed.
-inline std::string NoDatabase() {
-  return Text({
-      "CBESDatabase::GetConnectionString: Unable to read BES Database properties : 0x80070002",
-      "CBESDatabase::Connect: GetConnectionString failed : 0x80070002",
-      "CBESDatabase::GetServers: Connect failed : 0x80070002",
-  });
-}
-
-// What a command prints, `function` being its worker, when it cannot load a profile that does not
-// exist.
-inline std::string NoProfile(const std::string& function) {
-  return Text({"CStoreManager::LoadCache: AdminServices failed : 0x8004010f",
-               function + ": storeManager LoadCache failed : 0x8004010f"});
-}
 
 }  // namespace e2e

@@ -15,10 +15,12 @@
 #include "lab/common/dialog_record.h"
 #include "lab/common/installation.h"
 #include "lab/common/qsf_file.h"
-#include "tests/e2e/support/lab_test.h"
+#include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
+#include "tests/e2e/support/store_lab_test.h"
+#include "tests/e2e/usage_text.h"
 
 namespace e2e {
 namespace {
@@ -26,21 +28,9 @@ namespace {
 using lab::CompactionPlan;
 using lab::DialogEnd;
 using lab::DialogTime;
-using Options = lab::StoreOptions;
 
 constexpr uint32_t kFreeBytes = 4096;
 constexpr char kConfigure[] = "IMsgServiceAdmin::ConfigureMsgService";
-constexpr char kHandlerLine[] = "The Control Handler is installed.";
-constexpr char kStartingLine[] = "Starting BlackBerry Controller Service.";
-
-// Options of a store with room to gain, with one of them set.
-template <class Member, class Value>
-Options With(Member Options::*member, const Value& value) {
-  Options options;
-  options.freeBytes = kFreeBytes;
-  options.*member = value;
-  return options;
-}
 
 std::string Address(const std::string& name) { return name + "@example.com"; }
 
@@ -53,16 +43,11 @@ std::string Failed(const std::string& name, const std::string& result) {
       {"compacting " + Address(name), "Compact failed for '" + Address(name) + "' : " + result});
 }
 
-class CompactQsfTest : public LabTest {
+class CompactQsfTest : public StoreLabTest {
  protected:
-  // A store of <name>@example.com in the file <name>.qsf with free space.
-  lab::Service Add(const std::wstring& name,
-                   const Options& options = With(&Options::freeBytes, kFreeBytes)) {
-    return profile_.AddSecondaryStore(name + L"@example.com", StorePath(name + L".qsf"), options);
-  }
-
-  lab::Service AddEmbedded(const std::wstring& name, const lab::Service& parent) {
-    return profile_.AddEmbeddedStore(name + L"@example.com", parent);
+  // A store with free space.
+  lab::Service Add(const std::wstring& name, const Options& options = {}) const {
+    return StoreLabTest::Add(name, With(&Options::freeBytes, kFreeBytes, options));
   }
 
   static Words Arguments(const Words& more = {}) {
@@ -99,8 +84,6 @@ class CompactQsfTest : public LabTest {
     for (const auto& call : Calls(kConfigure)) uids.push_back(call.Argument("uid"));
     return uids;
   }
-
-  const lab::Profile profile_{L"Main"};
 };
 
 // Which stores.
@@ -585,9 +568,7 @@ TEST_F(CompactQsfTest, MapiThatDoesNotStartEndsTheCommand) {
   Add(L"ann");
   SetController(lab::ControllerState::kStopped);
   Faults().FailEach("MAPIInitialize", 0x80004005);
-  EXPECT_EQ(
-      Compact({L"-c", L"-v"}),
-      Text({"Failed to initialize MAPI. are you using the right 64/32 bitness?", "Exiting."}));
+  EXPECT_EQ(Compact({L"-c", L"-v"}), Text({kNoMapi, "Exiting."}));
   EXPECT_TRUE(Calls("MAPIUninitialize").empty());
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 }
@@ -596,9 +577,7 @@ TEST_F(CompactQsfTest, OtherProgramsMustNotHaveMapiLoaded) {
   Add(L"ann");
   SetController(lab::ControllerState::kStopped);
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(Compact({L"-c"}),
-            Text({"MAPI is in use. Please close the following applications and try again:",
-                  "outlook.exe"}));
+  EXPECT_EQ(Compact({L"-c"}), MapiInUse({"outlook.exe"}));
   EXPECT_TRUE(Journal().empty());
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 }
@@ -624,10 +603,10 @@ TEST_F(CompactQsfTest, AfterCtrlCDuringTheLoadNothingIsCompacted) {
   SetController(lab::ControllerState::kStopped);
   Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, 1500);
   RunningProgram program = StartAdmin(Arguments({L"-v", L"-c"}));
-  ASSERT_TRUE(program.WaitForOutput(Text({kHandlerLine, kHandlerLine})));
+  ASSERT_TRUE(program.WaitForOutput(Text({kHandlerInstalled, kHandlerInstalled})));
   ASSERT_TRUE(program.SendCtrlC());
-  EXPECT_EQ(program.Wait().output,
-            Text({kHandlerLine, kHandlerLine, "*User Break", kStartingLine, "Exiting."}));
+  EXPECT_EQ(program.Wait().output, Text({kHandlerInstalled, kHandlerInstalled, "*User Break",
+                                         kStartingController, "Exiting."}));
   EXPECT_TRUE(Calls(kConfigure).empty());
 }
 
@@ -636,7 +615,7 @@ TEST_F(CompactQsfTest, AfterCtrlCDuringTheLoadNothingIsCompacted) {
 TEST_F(CompactQsfTest, TheControllerIsStartedBehindTheStores) {
   Add(L"ann");
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(Compact({L"-c"}), Compacted("ann") + Text({kStartingLine}));
+  EXPECT_EQ(Compact({L"-c"}), Compacted("ann") + Text({kStartingController}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
 
@@ -644,14 +623,13 @@ TEST_F(CompactQsfTest, TheControllerIsStartedWhateverBecameOfTheStores) {
   SetController(lab::ControllerState::kStopped);
   EXPECT_EQ(Compact({L"-c"}),
             Text({"CStoreManager::LoadCache: AdminServices failed : 0x8004010f",
-                  "CompactQsf: storeManager LoadCache failed : 0x8004010f", kStartingLine}));
+                  "CompactQsf: storeManager LoadCache failed : 0x8004010f", kStartingController}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
 
 TEST_F(CompactQsfTest, AnAbsentControllerIsToldBeforeTheLineOfItsStart) {
   Add(L"ann");
-  EXPECT_EQ(Compact({L"-c"}),
-            Compacted("ann") + Text({"ServiceStartSvc. OpenService failed (1060)", kStartingLine}));
+  EXPECT_EQ(Compact({L"-c"}), Compacted("ann") + Text({kNoController, kStartingController}));
 }
 
 TEST_F(CompactQsfTest, WithoutTheSwitchTheControllerIsLeftAlone) {
@@ -666,12 +644,12 @@ TEST_F(CompactQsfTest, WithoutTheSwitchTheControllerIsLeftAlone) {
 TEST_F(CompactQsfTest, VerboseShowsTheHandlerTwice) {
   Add(L"ann");
   EXPECT_EQ(Compact({L"-v"}),
-            Text({kHandlerLine, kHandlerLine}) + Compacted("ann") + Text({"Exiting."}));
+            Text({kHandlerInstalled, kHandlerInstalled}) + Compacted("ann") + Text({"Exiting."}));
 }
 
 TEST_F(CompactQsfTest, TheHandlerIsInstalledBeforeTheLoad) {
   EXPECT_EQ(Compact({L"-v"}),
-            Text({kHandlerLine, kHandlerLine,
+            Text({kHandlerInstalled, kHandlerInstalled,
                   "CStoreManager::LoadCache: AdminServices failed : 0x8004010f",
                   "CompactQsf: storeManager LoadCache failed : 0x8004010f", "Exiting."}));
 }
@@ -680,11 +658,7 @@ class CompactQsfUsageTest : public CompactQsfTest, public ::testing::WithParamIn
 
 TEST_P(CompactQsfUsageTest, IsShownAndMapiIsLeftAlone) {
   Add(L"ann");
-  EXPECT_EQ(
-      Run(GetParam()),
-      Text({"qrvadmin -compactQsf -p profileName [-e email1 email2 ...] [-v]", "",
-            "\t-p\tThe profile name.", "\t-e\temail1 email2 ...",
-            "\t-c\tRestart controller service on completion.", "\t-v\tShow verbose output."}));
+  EXPECT_EQ(Run(GetParam()), CompactQsfUsage());
   EXPECT_TRUE(Journal().empty());
 }
 

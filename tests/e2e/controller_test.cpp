@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <utility>
+#include <vector>
+
 #include "lab/common/journal.h"
 #include "lab/common/lab_config.h"
 #include "tests/e2e/support/directory.h"
@@ -41,12 +45,7 @@ class ControllerTest : public ::testing::Test {
   TempDirectory directory_;
 };
 
-TEST_F(ControllerTest, Absent) {
-  Set(ControllerState::kAbsent);
-  EXPECT_EQ(lab::QueryController(), std::nullopt);
-}
-
-TEST_F(ControllerTest, StoppedStartsAndIsJournalled) {
+TEST_F(ControllerTest, AStoppedServiceStartsAndIsJournalled) {
   Set(ControllerState::kStopped);
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
   EXPECT_EQ(StartError(), DWORD{ERROR_SUCCESS});
@@ -54,37 +53,38 @@ TEST_F(ControllerTest, StoppedStartsAndIsJournalled) {
   EXPECT_EQ(Starts(), 1U);
 }
 
-TEST_F(ControllerTest, Running) {
+TEST_F(ControllerTest, ARunningServiceIsNotStartedAgain) {
   Set(ControllerState::kRunning);
-  EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_RUNNING});
   EXPECT_EQ(StartError(), DWORD{ERROR_SERVICE_ALREADY_RUNNING});
 }
 
-TEST_F(ControllerTest, Paused) {
-  Set(ControllerState::kPaused);
-  EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_PAUSED});
-}
-
-TEST_F(ControllerTest, StartPending) {
-  Set(ControllerState::kStartPending);
-  EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_START_PENDING});
-}
-
-TEST_F(ControllerTest, BrokenFailsToStart) {
+TEST_F(ControllerTest, ABrokenServiceFailsToStart) {
   Set(ControllerState::kBroken);
   EXPECT_EQ(StartError(), DWORD{ERROR_FILE_NOT_FOUND});
 }
 
-TEST_F(ControllerTest, DisabledFailsToStart) {
+TEST_F(ControllerTest, ADisabledServiceFailsToStart) {
   Set(ControllerState::kDisabled);
   EXPECT_EQ(StartError(), DWORD{ERROR_SERVICE_DISABLED});
 }
 
 TEST_F(ControllerTest, EveryStateFollowsEveryOther) {
-  for (const ControllerState state :
-       {ControllerState::kRunning, ControllerState::kStartPending, ControllerState::kBroken,
-        ControllerState::kPaused, ControllerState::kStopped, ControllerState::kAbsent}) {
-    Set(state);
+  const std::vector<std::pair<ControllerState, std::optional<DWORD>>> states = {
+      {ControllerState::kAbsent, std::nullopt},
+      {ControllerState::kStopped, SERVICE_STOPPED},
+      {ControllerState::kRunning, SERVICE_RUNNING},
+      {ControllerState::kPaused, SERVICE_PAUSED},
+      {ControllerState::kStartPending, SERVICE_START_PENDING},
+      {ControllerState::kBroken, SERVICE_STOPPED},
+      {ControllerState::kDisabled, SERVICE_STOPPED}};
+  for (const auto& [before, beforeStatus] : states) {
+    for (const auto& [state, status] : states) {
+      SCOPED_TRACE(::testing::Message()
+                   << static_cast<int>(before) << " before " << static_cast<int>(state));
+      Set(before);
+      Set(state);
+      EXPECT_EQ(lab::QueryController(), status);
+    }
   }
 }
 

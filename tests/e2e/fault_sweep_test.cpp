@@ -2,7 +2,6 @@
 // as always and gives back what it took.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <regex>
@@ -11,13 +10,13 @@
 
 #include "lab/common/installation.h"
 #include "lab/common/journal.h"
+#include "tests/e2e/fault_sweep.h"
 #include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/output.h"
 
 namespace e2e {
 namespace {
 
-constexpr uint32_t kInjected = 0x8004DEAD;
 // No run makes as many calls; a sweep that gets here does not end.
 constexpr uint32_t kTooMany = 500;
 
@@ -69,14 +68,6 @@ class FindUsersFaultSweepTest : public LabTest,
   }
 
   RunResult FindAll() { return RunAdmin({L"-findUsers", L"-p", L"Main", L"-e", L""}); }
-
-  // The call that the rule made fail; none when the run was over before it.
-  static const lab::JournalEntry* FailedCall(const std::vector<lab::JournalEntry>& journal) {
-    const auto failed = std::find_if(journal.begin(), journal.end(), [](const auto& entry) {
-      return entry.Argument("injected") == "yes";
-    });
-    return failed == journal.end() ? nullptr : &*failed;
-  }
 
   static void CheckRun(const RunResult& result, const lab::JournalEntry& failed,
                        const std::string& clean) {

@@ -5,42 +5,22 @@
 #include <vector>
 
 #include "lab/common/installation.h"
-#include "tests/e2e/support/lab_test.h"
+#include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
+#include "tests/e2e/support/store_lab_test.h"
+#include "tests/e2e/usage_text.h"
 
 namespace e2e {
 namespace {
 
-using Options = lab::StoreOptions;
-
-// Options with one of them set.
-template <class Member, class Value>
-Options With(Member Options::*member, const Value& value) {
-  Options options;
-  options.*member = value;
-  return options;
-}
-
-class FindUsersTest : public LabTest {
+class FindUsersTest : public StoreLabTest {
  protected:
   // Runs -findUsers on the profile with these fragments.
   std::string Find(const Words& fragments) {
     return Run(Words{L"-findUsers", L"-p", L"Main", L"-e"} + fragments);
   }
-
-  // A store of <name>@example.com in the file <name>.qsf.
-  lab::Service Add(const std::wstring& name, const Options& options = {}) {
-    return profile_.AddSecondaryStore(name + L"@example.com", StorePath(name + L".qsf"), options);
-  }
-
-  lab::Service AddEmbedded(const std::wstring& name, const lab::Service& parent,
-                           const Options& options = {}) {
-    return profile_.AddEmbeddedStore(name + L"@example.com", parent, options);
-  }
-
-  const lab::Profile profile_{L"Main"};
 };
 
 // What -findUsers shows of the store that Add makes.
@@ -49,14 +29,9 @@ std::string Shown(const std::string& name) {
                "Embedded stores: none", " "});
 }
 
-std::string Usage() {
-  return Text({"qrvadmin -findUsers -p profileName -e email1 email2 ... [-v]", "",
-               "\t-p\tThe profile name.", "\t-e\temail1 email2 ...", "\t-v\tShow verbose output."});
-}
-
 // The entries.
 
-TEST_F(FindUsersTest, AStoreOfItsOwn) {
+TEST_F(FindUsersTest, AStoreOfItsOwnIsShownWithItsFile) {
   Add(L"ann");
   EXPECT_EQ(Find({L"ann@example.com"}), Text({
                                             "Email: ann@example.com",
@@ -67,7 +42,7 @@ TEST_F(FindUsersTest, AStoreOfItsOwn) {
                                         }));
 }
 
-TEST_F(FindUsersTest, AStoreWithOthersEmbeddedInIt) {
+TEST_F(FindUsersTest, AStoreIsShownWithThoseEmbeddedInIt) {
   const lab::Service ann = Add(L"ann");
   AddEmbedded(L"bob", ann);
   AddEmbedded(L"cid", ann);
@@ -80,7 +55,7 @@ TEST_F(FindUsersTest, AStoreWithOthersEmbeddedInIt) {
                             }));
 }
 
-TEST_F(FindUsersTest, AnEmbeddedStore) {
+TEST_F(FindUsersTest, AnEmbeddedStoreIsShownWithItsParent) {
   AddEmbedded(L"bob", Add(L"ann"));
   EXPECT_EQ(Find({L"bob"}), Text({
                                 "Email: bob@example.com",
@@ -102,8 +77,8 @@ TEST_F(FindUsersTest, AnEmbeddedStoreInAnEmbeddedStoreHasNoFileToShow) {
                             }));
 }
 
-TEST_F(FindUsersTest, AnEmbeddedStoreWithoutItsParent) {
-  profile_.AddOrphan(L"bob@example.com");
+TEST_F(FindUsersTest, AnEmbeddedStoreWithoutItsParentIsDeletedAndShown) {
+  AddOrphan(L"bob");
   Add(L"bobby");
   EXPECT_EQ(Find({L"bob"}),
             Text({
@@ -123,7 +98,7 @@ TEST_F(FindUsersTest, AnEmbeddedStoreWithoutItsParent) {
 }
 
 TEST_F(FindUsersTest, AnOrphanThatIsNotAskedForIsStillDeleted) {
-  profile_.AddOrphan(L"bob@example.com");
+  AddOrphan(L"bob");
   EXPECT_EQ(Find({L"ann"}),
             Text({
                 "Serious error: *** Parent store not found for 'bob@example.com' ***",
@@ -273,7 +248,7 @@ class FindUsersUsageTest : public FindUsersTest, public ::testing::WithParamInte
 
 TEST_P(FindUsersUsageTest, IsShownAndMapiIsLeftAlone) {
   Add(L"ann");
-  EXPECT_EQ(Run(GetParam()), Usage());
+  EXPECT_EQ(Run(GetParam()), FindUsersUsage());
   EXPECT_TRUE(Journal().empty());
 }
 
@@ -293,7 +268,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Words{L"-h", L"-findUsers", L"-p", L"Main", L"-e", L"ann"}));
 
 TEST_F(FindUsersTest, VerboseUsageSaysThatItExits) {
-  EXPECT_EQ(Run({L"-findUsers", L"-v"}), Usage() + Text({"Exiting."}));
+  EXPECT_EQ(Run({L"-findUsers", L"-v"}), FindUsersUsage() + Text({"Exiting."}));
 }
 
 TEST_F(FindUsersTest, SwitchesMayComeInAnyOrder) {
@@ -372,8 +347,7 @@ TEST_F(FindUsersTest, CtrlCDoesNotCutTheListingShort) {
 TEST_F(FindUsersTest, MapiThatDoesNotStartEndsTheCommand) {
   Add(L"ann");
   Faults().FailEach("MAPIInitialize", 0x80004005);
-  EXPECT_EQ(Find({L"ann"}),
-            Text({"Failed to initialize MAPI. are you using the right 64/32 bitness?"}));
+  EXPECT_EQ(Find({L"ann"}), Text({kNoMapi}));
   EXPECT_TRUE(Calls("MAPIUninitialize").empty());
 }
 

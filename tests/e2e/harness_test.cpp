@@ -26,13 +26,11 @@ RunOptions EchoChild() {
 }
 
 Strings EchoedArguments(const Words& arguments) {
-  std::vector<std::wstring> words = {L"echo"};
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  return Lines(RunProgram(words, EchoChild()).output);
+  return Lines(RunProgram(Words{L"echo"} + arguments, EchoChild()).output);
 }
 
 TEST(HarnessTest, EveryArgumentArrivesUnchanged) {
-  const std::vector<std::wstring> arguments = {
+  const Words arguments = {
       L"plain",      L"",          L"two words",       L"tab\there",
       L"say \"hi\"", L"C:\\dir\\", L"C:\\a b\\",       L"\\\"",
       L"a\\\\\"b",   L"*.cpp",     L"\u00fcser\u4e2d", std::wstring(5000, L'x')};
@@ -43,13 +41,13 @@ TEST(HarnessTest, EveryArgumentArrivesUnchanged) {
   EXPECT_EQ(EchoedArguments(arguments), expected);
 }
 
-TEST(HarnessTest, ProgramNameCanDifferFromTheFile) {
+TEST(HarnessTest, TheProgramNameCanDifferFromTheFile) {
   RunOptions options = EchoChild();
   options.programName = L"./my tool";
   EXPECT_EQ(RunProgram({L"name"}, options).output, Text({"[./my tool]"}));
 }
 
-TEST(HarnessTest, ExitCodeIsPassedOn) {
+TEST(HarnessTest, TheExitCodeIsPassedOn) {
   EXPECT_EQ(RunProgram({L"exit", L"0"}, EchoChild()).exitCode, 0U);
   EXPECT_EQ(RunProgram({L"exit", L"258"}, EchoChild()).exitCode, 258U);
 }
@@ -61,7 +59,7 @@ TEST(HarnessTest, InputIsGivenAndThenEnds) {
   EXPECT_EQ(RunProgram({L"cat"}, EchoChild()).output, "");
 }
 
-TEST(HarnessTest, EnvironmentIsChangedForTheChildOnly) {
+TEST(HarnessTest, TheEnvironmentIsChangedForTheChildOnly) {
   RunOptions options = EchoChild();
   options.environment = {{L"QRV_HARNESS", L"\u00fc"}, {L"windir", std::nullopt}};
   EXPECT_EQ(RunProgram({L"environment", L"QRV_HARNESS"}, options).output, Text({"\u00fc"}));
@@ -115,7 +113,7 @@ TEST(HarnessTest, DetachedProgramsGetNoCtrlC) {
   EXPECT_EQ(program.Wait().exitCode, 0U);
 }
 
-TEST(HarnessTest, WatchdogKillsAndShowsWhatWasPrinted) {
+TEST(HarnessTest, TheWatchdogKillsAndShowsWhatWasPrinted) {
   static RunResult result;
   EXPECT_NONFATAL_FAILURE(
       {
@@ -136,9 +134,9 @@ TEST(HarnessTest, MissingOutputIsShownWithWhatCameInstead) {
   EXPECT_STREQ(answer.message(), "\"never\" was not printed, but only:\n[a]\\r\\n\n");
 }
 
-bool ProcessRuns(DWORD id) {
+bool ProcessEnds(DWORD id) {
   const Handle process(OpenProcess(SYNCHRONIZE, FALSE, id));
-  return process && WaitForSingleObject(process.get(), 5000) == WAIT_TIMEOUT;
+  return !process || WaitForSingleObject(process.get(), 5000) != WAIT_TIMEOUT;
 }
 
 TEST(HarnessTest, ProcessesLeftBehindAreKilledWithTheProgram) {
@@ -150,7 +148,7 @@ TEST(HarnessTest, ProcessesLeftBehindAreKilledWithTheProgram) {
     ASSERT_TRUE(process);
     EXPECT_EQ(WaitForSingleObject(process.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
   }
-  EXPECT_FALSE(ProcessRuns(leftBehind));
+  EXPECT_TRUE(ProcessEnds(leftBehind));
 }
 
 TEST(HarnessTest, LinesRejectsOtherLineEnds) {
@@ -161,7 +159,7 @@ TEST(HarnessTest, LinesRejectsOtherLineEnds) {
   EXPECT_EQ(CountLines("b\r\na\r\nb\r\n", "b"), 2);
 }
 
-TEST(HarnessTest, HolderLoadsItsModules) {
+TEST(HarnessTest, AHolderLoadsItsModules) {
   MapiHolder holder(L"Zeta.exe", {L"MAPI32.DLL", L"OLMAPI32.DLL"});
   holder.Quit();
 }
@@ -207,7 +205,7 @@ TEST_F(LabFrameTest, LeaksAndUnexpectedCallsFailTheTest) {
       "unexpected call: something");
 }
 
-TEST_F(LabFrameTest, AllowedLeaksDoNot) {
+TEST_F(LabFrameTest, AllowedLeaksDoNotFailTheTest) {
   AllowLeaks();
   Note(lab::JournalEntry::Kind::kLeak);
 }

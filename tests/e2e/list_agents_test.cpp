@@ -8,6 +8,7 @@
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
+#include "tests/e2e/usage_text.h"
 
 namespace e2e {
 namespace {
@@ -23,11 +24,6 @@ std::string Agent(int id, int users) {
 
 std::string NotFound(const std::wstring& server) {
   return Text({"qrvAdminListAgents: Failed to find server '" + ToUtf8(server) + "'"});
-}
-
-std::string Usage() {
-  return Text({"qrvadmin -listAgents -s server [-v]", "", "\t-s\tThe BES server name.",
-               "\t-v\tShow verbose output."});
 }
 
 TEST_F(ListAgentsTest, ShowsIdUsersAndABlank) {
@@ -193,7 +189,7 @@ class ListAgentsUsageTest : public DatabaseLabTest,
 
 TEST_P(ListAgentsUsageTest, IsShownAndTheDatabaseLeftAlone) {
   Database().AddServer(7, L"BES01");
-  EXPECT_EQ(Run(GetParam().arguments), Usage());
+  EXPECT_EQ(Run(GetParam().arguments), ListAgentsUsage());
   EXPECT_TRUE(Journal().empty());
 }
 
@@ -207,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
     kByName);
 
 TEST_F(ListAgentsTest, VerboseUsageSaysThatItExits) {
-  EXPECT_EQ(Run({L"-listAgents", L"-v"}), Usage() + Text({"Exiting."}));
+  EXPECT_EQ(Run({L"-listAgents", L"-v"}), ListAgentsUsage() + Text({"Exiting."}));
 }
 
 }  // namespace

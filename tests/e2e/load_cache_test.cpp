@@ -9,21 +9,13 @@
 #include "lab/common/entry_id.h"
 #include "lab/common/installation.h"
 #include "lab/common/profile_registry.h"
-#include "tests/e2e/support/lab_test.h"
+#include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
+#include "tests/e2e/support/store_lab_test.h"
 
 namespace e2e {
 namespace {
-
-using Options = lab::StoreOptions;
-
-// Options with one of them set; more can be chained.
-template <class Member, class Value>
-Options With(Member Options::*member, const Value& value, Options options = {}) {
-  options.*member = value;
-  return options;
-}
 
 constexpr uint32_t kNotFound = 0x8004010F;
 constexpr uint32_t kNoAccess = 0x80070005;
@@ -47,19 +39,13 @@ std::string OrphanStore(const std::string& email) {
                "Serious error: *** Parent store not found for '" + email + "' ***", " "});
 }
 
-// What the load prints about an orphan before the listing.
-std::string OrphanDeleted(const std::string& email, const std::string& result = "0x0") {
-  return Text({"Serious error: *** Parent store not found for '" + email + "' ***",
-               "Deleting orphan embedded store.", "DeleteMsgService : " + result});
-}
-
 std::string LoadFailed(const std::string& result) {
   return Text({"FindUsers: storeManager LoadCache failed : " + result});
 }
 
 std::string Hex(const lab::Uid& uid) { return lab::UidText(uid); }
 
-class LoadCacheTest : public LabTest {
+class LoadCacheTest : public StoreLabTest {
  protected:
   // Lists the stores whose address contains `fragment`, all of them by default.
   std::string ListStores(const std::wstring& fragment = L"") {
@@ -77,25 +63,9 @@ class LoadCacheTest : public LabTest {
     return Run({profile_.Name(), std::to_wstring(loads)}, options);
   }
 
-  // A secondary store of <name>@example.com in the file <name>.qsf.
-  lab::Service Add(const std::wstring& name, const Options& options = {}) {
-    return profile_.AddSecondaryStore(name + L"@example.com", StorePath(name + L".qsf"), options);
-  }
-
-  lab::Service AddEmbedded(const std::wstring& name, const lab::Service& parent,
-                           const Options& options = {}) {
-    return profile_.AddEmbeddedStore(name + L"@example.com", parent, options);
-  }
-
-  lab::Service AddOrphan(const std::wstring& name, const Options& options = {}) {
-    return profile_.AddOrphan(name + L"@example.com", options);
-  }
-
   bool InProfile(const lab::Service& service) const {
     return profile_.Get(service.uid).has_value();
   }
-
-  const lab::Profile profile_{L"Main"};
 };
 
 // Which services are taken.
@@ -796,7 +766,7 @@ TEST_F(LoadCacheTest, ADeletionThatFailsFailsTheLoad) {
   EXPECT_TRUE(InProfile(orphan));
 }
 
-TEST_F(LoadCacheTest, TheLastOfSeveralDeletionsFailing) {
+TEST_F(LoadCacheTest, TheLastOfSeveralDeletionsFailsTheLoad) {
   const lab::Service ann = AddOrphan(L"ann");
   const lab::Service bob = AddOrphan(L"bob");
   Faults().FailNth("IMsgServiceAdmin::DeleteMsgService", 2, kNoAccess);
@@ -807,7 +777,7 @@ TEST_F(LoadCacheTest, TheLastOfSeveralDeletionsFailing) {
   EXPECT_TRUE(InProfile(bob));
 }
 
-TEST_F(LoadCacheTest, TheLastOfSeveralDeletionsSucceeding) {
+TEST_F(LoadCacheTest, TheLastOfSeveralDeletionsSavesTheLoad) {
   const lab::Service ann = AddOrphan(L"ann");
   const lab::Service bob = AddOrphan(L"bob");
   Faults().FailNth("IMsgServiceAdmin::DeleteMsgService", 1, kNoAccess);

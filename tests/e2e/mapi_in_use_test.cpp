@@ -25,15 +25,9 @@ class MapiInUseTest : public CommandLabTest {
   }
 };
 
-// The message with the names of `programs`.
-std::string InUse(const Strings& programs) {
-  return Text({"MAPI is in use. Please close the following applications and try again:"}) +
-         Text(programs);
-}
-
 TEST_F(MapiInUseTest, AProgramThatHasMapiLoadedIsNamedAndNothingElseHappens) {
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(RunChecked(), InUse({"outlook.exe"}));
+  EXPECT_EQ(RunChecked(), MapiInUse({"outlook.exe"}));
   EXPECT_FALSE(MapiWasTouched());
 }
 
@@ -54,7 +48,7 @@ class CountedModuleTest : public MapiInUseTest, public ::testing::WithParamInter
 
 TEST_P(CountedModuleTest, NamesTheProgramOnce) {
   MapiHolder holder(L"mailer.exe", GetParam().modules);
-  EXPECT_EQ(RunChecked(), InUse({"mailer.exe"}));
+  EXPECT_EQ(RunChecked(), MapiInUse({"mailer.exe"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Modules, CountedModuleTest,
@@ -90,32 +84,32 @@ INSTANTIATE_TEST_SUITE_P(Modules, OtherModuleTest,
 TEST_F(MapiInUseTest, TwoProgramsOfOneNameAreNamedOnce) {
   MapiHolder first(L"outlook.exe");
   MapiHolder second(L"outlook.exe", {L"olmapi32.dll"});
-  EXPECT_EQ(RunChecked(), InUse({"outlook.exe"}));
+  EXPECT_EQ(RunChecked(), MapiInUse({"outlook.exe"}));
 }
 
 TEST_F(MapiInUseTest, NamesStandInOrdinalOrder) {
   MapiHolder alpha(L"alpha.exe");
   MapiHolder zeta(L"Zeta.exe");
   MapiHolder beta(L"beta.exe");
-  EXPECT_EQ(RunChecked(), InUse({"Zeta.exe", "alpha.exe", "beta.exe"}));
+  EXPECT_EQ(RunChecked(), MapiInUse({"Zeta.exe", "alpha.exe", "beta.exe"}));
 }
 
 TEST_F(MapiInUseTest, NamesThatDifferInCaseAreTwo) {
   MapiHolder lower(L"a.exe");
   MapiHolder upper(L"A.exe");
-  EXPECT_EQ(RunChecked(), InUse({"A.exe", "a.exe"}));
+  EXPECT_EQ(RunChecked(), MapiInUse({"A.exe", "a.exe"}));
 }
 
 TEST_F(MapiInUseTest, NamesMayHoldAnyLetters) {
   MapiHolder chinese(L"\u4e2d mail.exe");
   MapiHolder german(L"\u00fcber%s.exe");
-  EXPECT_EQ(RunChecked(), InUse({"\u00fcber%s.exe", "\u4e2d mail.exe"}));
+  EXPECT_EQ(RunChecked(), MapiInUse({"\u00fcber%s.exe", "\u4e2d mail.exe"}));
 }
 
 TEST_F(MapiInUseTest, ALongNameIsShownWhole) {
   const std::wstring name = std::wstring(150, L'n') + L".exe";
   MapiHolder holder(name);
-  EXPECT_EQ(RunChecked(), InUse({ToUtf8(name)}));
+  EXPECT_EQ(RunChecked(), MapiInUse({ToUtf8(name)}));
 }
 
 // The program itself is known by the name of its file.
@@ -124,7 +118,7 @@ TEST_F(MapiInUseTest, ProgramsOfTheSameFileNameAreSkipped) {
   MapiHolder copy(L"qrvadmin.exe");
   EXPECT_EQ(RunChecked(), "");
   MapiHolder mailer(L"mailer.exe");
-  EXPECT_EQ(RunChecked(), InUse({"mailer.exe"}));
+  EXPECT_EQ(RunChecked(), MapiInUse({"mailer.exe"}));
 }
 
 TEST_F(MapiInUseTest, TheLetterCaseOfTheFileNameIsOfNoMatter) {
@@ -149,20 +143,20 @@ TEST_F(MapiInUseTest, ARenamedProgramSkipsItsNewNameOnly) {
   MapiHolder sameName(L"Mailer.exe");
   EXPECT_EQ(RunChecked(renamed), "");
   MapiHolder oldName(L"qrvadmin.exe");
-  EXPECT_EQ(RunChecked(renamed), InUse({"qrvadmin.exe"}));
+  EXPECT_EQ(RunChecked(renamed), MapiInUse({"qrvadmin.exe"}));
 }
 
 TEST_F(MapiInUseTest, TheFirstArgumentIsNotTheFileName) {
   MapiHolder holder(L"mailer.exe");
-  EXPECT_EQ(RunAs(L"C:\\mailer.exe", {L"-purgeQsf"}), InUse({"mailer.exe"}));
+  EXPECT_EQ(RunAs(L"C:\\mailer.exe", {L"-purgeQsf"}), MapiInUse({"mailer.exe"}));
 }
 
 TEST_F(MapiInUseTest, TheScanUtilityAndTheProgramCountForEachOther) {
   MapiHolder utility(L"qsfscan.exe");
-  EXPECT_EQ(RunChecked(), InUse({"qsfscan.exe"}));
+  EXPECT_EQ(RunChecked(), MapiInUse({"qsfscan.exe"}));
   MapiHolder program(L"qrvadmin.exe");
   const RunResult result = RunAdmin({L"-p", L"Main", L"-c"}, CopiedAs(L"qsfscan.exe"));
-  EXPECT_EQ(result.output, InUse({"qrvadmin.exe"}));
+  EXPECT_EQ(result.output, MapiInUse({"qrvadmin.exe"}));
   EXPECT_EQ(result.exitCode, 1U);
 }
 
@@ -173,24 +167,18 @@ class CheckedCommandTest : public MapiInUseTest, public ::testing::WithParamInte
 TEST_P(CheckedCommandTest, LeavesMapiAndTheServiceAlone) {
   SetController(lab::ControllerState::kStopped);
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(Run(GetParam().words), InUse({"outlook.exe"}));
+  EXPECT_EQ(Run(GetParam().words), MapiInUse({"outlook.exe"}));
   EXPECT_FALSE(MapiWasTouched());
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 }
 
 TEST_P(CheckedCommandTest, VerboseSaysOnlyThatItExits) {
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(Run(GetParam().words + Words{L"-v"}), InUse({"outlook.exe"}) + Text({"Exiting."}));
+  EXPECT_EQ(Run(GetParam().words + Words{L"-v"}), MapiInUse({"outlook.exe"}) + Text({"Exiting."}));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Commands, CheckedCommandTest,
-    ::testing::Values(LineCase{"CheckQsf", {L"-checkQsf", L"-p", L"Main", L"-c"}},
-                      LineCase{"ScanQsf", {L"-scanQsf", L"-p", L"Main", L"-c"}},
-                      LineCase{"CompactQsf", {L"-compactQsf", L"-p", L"Main", L"-c"}},
-                      LineCase{"PurgeQsf", {L"-purgeQsf", L"-f", L"-c"}},
-                      LineCase{"AssignAgents", {L"-assignAgents", L"-p", L"Main", L"-c"}}),
-    kByName);
+INSTANTIATE_TEST_SUITE_P(Commands, CheckedCommandTest, ::testing::ValuesIn(ExclusiveCommands()),
+                         kByName);
 
 TEST_F(MapiInUseTest, CommandsWithoutTheCheckRun) {
   MapiHolder holder(L"outlook.exe");
@@ -212,7 +200,7 @@ TEST_F(MapiInUseTest, WrongSwitchesAreToldFirst) {
 TEST_F(MapiInUseTest, TheCheckComesBeforeMapi) {
   Faults().FailEach("MAPIInitialize", 0x80004005);
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(RunChecked(), InUse({"outlook.exe"}));
+  EXPECT_EQ(RunChecked(), MapiInUse({"outlook.exe"}));
 }
 
 }  // namespace

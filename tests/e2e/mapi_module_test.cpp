@@ -9,6 +9,7 @@
 #include "lab/common/registry_key.h"
 #include "lab/common/text.h"
 #include "lab/repair/repair_control.h"
+#include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/handle.h"
 #include "tests/e2e/support/output.h"
 #include "tests/e2e/support/scan_lab_test.h"
@@ -24,7 +25,6 @@ using lab::StubState;
 
 constexpr wchar_t kMailClient[] = L"Software\\Clients\\Mail\\Microsoft Outlook";
 constexpr char kOutlookComponent[] = "{FF1D0740-D227-11D1-A4B0-006008AF820E}";
-constexpr char kHandlerLine[] = "The Control Handler is installed.";
 constexpr DWORD kLoadMilliseconds = 15000;
 
 std::string Narrow(const std::wstring& text) { return lab::NarrowFromWide(text); }
@@ -68,7 +68,7 @@ std::string FoundNowhere(const std::wstring& stubDirectory, const std::wstring& 
 std::string ModuleLines(const std::string& output) {
   Strings lines = Lines(output);
   for (size_t count = 0; count < lines.size(); ++count) {
-    if (lines[count] != kHandlerLine) continue;
+    if (lines[count] != kHandlerInstalled) continue;
     lines.resize(count);
     return Text(lines);
   }

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -33,24 +34,18 @@ inline int64_t BiasOfToday() {
 
 // `time` as the listing shows it: in local time, by the rule that holds today.
 inline std::string LocalTimeText(const lab::UtcTime& time) {
-  constexpr int64_t kTicksOfAMinute = 600000000;
-  SYSTEMTIME system = {};
-  system.wYear = time.year;
-  system.wMonth = time.month;
-  system.wDay = time.day;
-  system.wHour = time.hour;
-  system.wMinute = time.minute;
-  system.wSecond = time.second;
-  FILETIME file = {};
-  SystemTimeToFileTime(&system, &file);
-  ULARGE_INTEGER ticks;
-  ticks.LowPart = file.dwLowDateTime;
-  ticks.HighPart = file.dwHighDateTime;
-  ticks.QuadPart -= static_cast<uint64_t>(BiasOfToday() * kTicksOfAMinute);
-  file = {ticks.LowPart, ticks.HighPart};
-  FileTimeToSystemTime(&file, &system);
+  using namespace std::chrono;
+  const sys_days utcDay = year(time.year) / month(time.month) / day(time.day);
+  const sys_seconds local =
+      utcDay + hours(time.hour) + minutes(time.minute - BiasOfToday()) + seconds(time.second);
+  const sys_days localDay = floor<days>(local);
+  const year_month_day date(localDay);
+  const hh_mm_ss clock(local - localDay);
+  const auto narrow = [](auto number) { return static_cast<uint16_t>(number); };
   return lab::FormatUtcTime(
-      {system.wYear, system.wMonth, system.wDay, system.wHour, system.wMinute, system.wSecond});
+      {narrow(static_cast<int>(date.year())), narrow(static_cast<unsigned>(date.month())),
+       narrow(static_cast<unsigned>(date.day())), narrow(clock.hours().count()),
+       narrow(clock.minutes().count()), narrow(clock.seconds().count())});
 }
 
 // What is listed of one unused file.

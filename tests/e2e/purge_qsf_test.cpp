@@ -10,31 +10,22 @@
 #include "lab/common/files.h"
 #include "lab/common/installation.h"
 #include "lab/common/qsf_file.h"
+#include "tests/e2e/common_lines.h"
 #include "tests/e2e/purge_listing.h"
 #include "tests/e2e/support/handle.h"
-#include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
+#include "tests/e2e/support/store_lab_test.h"
+#include "tests/e2e/usage_text.h"
 
 namespace e2e {
 namespace {
 
-using Options = lab::StoreOptions;
 using Names = std::vector<std::wstring>;
-
-constexpr char kHandlerLine[] = "The Control Handler is installed.";
-constexpr char kStartingLine[] = "Starting BlackBerry Controller Service.";
 
 // When the tests' unused files were last read, unless a test says otherwise.
 constexpr lab::UtcTime kLongAgo = {2001, 2, 3, 4, 5, 6};
-
-template <class Member, class Value>
-Options With(Member Options::*member, const Value& value) {
-  Options options;
-  options.*member = value;
-  return options;
-}
 
 class PurgeQsfTest : public LabTest {
  protected:
@@ -497,9 +488,7 @@ TEST_F(PurgeQsfTest, ADryRunDeletesOrphanServicesToo) {
   const lab::Profile profile(L"Main");
   Use(In(L"ann.qsf"));
   profile.AddOrphan(L"bob@example.com");
-  EXPECT_EQ(Purge(),
-            Text({"Serious error: *** Parent store not found for 'bob@example.com' ***",
-                  "Deleting orphan embedded store.", "DeleteMsgService : 0x0", kNothingUnused}));
+  EXPECT_EQ(Purge(), OrphanDeleted("bob@example.com") + Text({kNothingUnused}));
   EXPECT_FALSE(profile.Find(L"bob@example.com"));
 }
 
@@ -508,10 +497,8 @@ TEST_F(PurgeQsfTest, AnOrphanThatStaysMakesTheProfileUnreadable) {
   lab::Profile(L"Main").AddOrphan(L"bob@example.com");
   PutIn({L"old.qsf"});
   Faults().FailEach("IMsgServiceAdmin::DeleteMsgService", 0x80070005);
-  EXPECT_EQ(Purge({L"-f"}),
-            Text({"Serious error: *** Parent store not found for 'bob@example.com' ***",
-                  "Deleting orphan embedded store.", "DeleteMsgService : 0x80070005",
-                  "PurgeQsf: storeManager LoadCache failed : 0x80070005"}));
+  EXPECT_EQ(Purge({L"-f"}), OrphanDeleted("bob@example.com", "0x80070005") +
+                                Text({"PurgeQsf: storeManager LoadCache failed : 0x80070005"}));
   EXPECT_EQ(Left().size(), 2U);
 }
 
@@ -566,8 +553,7 @@ TEST_F(PurgeQsfTest, MapiThatDoesNotStartEndsTheCommand) {
   Use(In(L"ann.qsf"));
   PutIn({L"old.qsf"});
   Faults().FailEach("MAPIInitialize", 0x80004005);
-  EXPECT_EQ(Purge({L"-f"}),
-            Text({"Failed to initialize MAPI. are you using the right 64/32 bitness?"}));
+  EXPECT_EQ(Purge({L"-f"}), Text({kNoMapi}));
   EXPECT_EQ(Left().size(), 2U);
   EXPECT_TRUE(Calls("MAPIUninitialize").empty());
 }
@@ -576,9 +562,7 @@ TEST_F(PurgeQsfTest, OtherProgramsMustNotHaveMapiLoaded) {
   Use(In(L"ann.qsf"));
   PutIn({L"old.qsf"});
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(Purge({L"-f"}),
-            Text({"MAPI is in use. Please close the following applications and try again:",
-                  "outlook.exe"}));
+  EXPECT_EQ(Purge({L"-f"}), MapiInUse({"outlook.exe"}));
   EXPECT_EQ(Left().size(), 2U);
 }
 
@@ -589,12 +573,12 @@ TEST_F(PurgeQsfTest, CtrlCChangesNothing) {
   PutIn({L"ann.qsf", L"bob.qsf"});
   Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, 1500);
   RunningProgram program = StartAdmin({L"-purgeQsf", L"-f", L"-v"});
-  ASSERT_TRUE(program.WaitForOutput(Text({kHandlerLine})));
+  ASSERT_TRUE(program.WaitForOutput(Text({kHandlerInstalled})));
   ASSERT_TRUE(program.SendCtrlC());
   const RunResult result = program.Wait();
   EXPECT_EQ(result.exitCode, 0U);
   EXPECT_EQ(SortedBlocks(result.output),
-            Sorted({Text({kHandlerLine, "*User Break"}) + Unused("ann.qsf", {"ann.qsf"}),
+            Sorted({Text({kHandlerInstalled, "*User Break"}) + Unused("ann.qsf", {"ann.qsf"}),
                     Unused("bob.qsf", {"bob.qsf"}), Text({"Exiting."})}));
   EXPECT_EQ(Left(), Names{L"bes.qsf"});
 }
@@ -605,8 +589,8 @@ TEST_F(PurgeQsfTest, VerboseShowsTheHandlerOncePerProfile) {
   Use(In(L"ann.qsf"), L"Main");
   Use(In(L"bob.qsf"), L"Second");
   ASSERT_TRUE(lab::CreateProfile(L"Third"));
-  EXPECT_EQ(Purge({L"-v"}),
-            Text({kHandlerLine, kHandlerLine, kHandlerLine, kNothingUnused, "Exiting."}));
+  EXPECT_EQ(Purge({L"-v"}), Text({kHandlerInstalled, kHandlerInstalled, kHandlerInstalled,
+                                  kNothingUnused, "Exiting."}));
 }
 
 TEST_F(PurgeQsfTest, VerboseWithoutProfilesShowsNoHandler) {
@@ -618,7 +602,7 @@ TEST_F(PurgeQsfTest, TheHandlerIsInstalledBeforeEachLoad) {
   Use(In(L"bob.qsf"), L"Second");
   Faults().FailNth("IProfAdmin::AdminServices", 2, 0x80070005);
   EXPECT_EQ(Purge({L"-v"}),
-            Text({kHandlerLine, kHandlerLine,
+            Text({kHandlerInstalled, kHandlerInstalled,
                   "CStoreManager::LoadCache: AdminServices failed : 0x80070005",
                   "PurgeQsf: storeManager LoadCache failed : 0x80070005", "Exiting."}));
 }
@@ -643,7 +627,7 @@ TEST_F(PurgeQsfTest, AForcedRunStartsTheControllerWhenAsked) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf"});
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(Purge({L"-c", L"-f"}), Unused("ann.qsf", {"ann.qsf"}) + Text({kStartingLine}));
+  EXPECT_EQ(Purge({L"-c", L"-f"}), Unused("ann.qsf", {"ann.qsf"}) + Text({kStartingController}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
 
@@ -659,20 +643,14 @@ TEST_F(PurgeQsfTest, TheControllerIsStartedWhateverBecameOfTheRun) {
   SetController(lab::ControllerState::kStopped);
   Faults().FailNth("MAPIAdminProfiles", 1, 0x80004005);
   EXPECT_EQ(Purge({L"-f", L"-c"}),
-            Text({"PurgeQsf: MAPIAdminProfiles failed : 0x80004005", kStartingLine}));
+            Text({"PurgeQsf: MAPIAdminProfiles failed : 0x80004005", kStartingController}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
 
 TEST_F(PurgeQsfTest, HelpIsShownAndNothingElseIsDone) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf"});
-  EXPECT_EQ(Purge({L"-h", L"-f"}),
-            Text({"qrvadmin -purgeQsf [-f] [-v]", "", "\t-f\tForce a non dry run.",
-                  "\t-c\tRestart controller service on completion.", "\t-v\tShow verbose output.",
-                  "", "Unused QSFs are only deleted when the -f flag is used.", "",
-                  "NOTE: This command can only check for unused QSFs within the current Windows "
-                  "user's MAPI profiles. Be careful when storing QSFs in a common location which "
-                  "is used by multiple Windows users."}));
+  EXPECT_EQ(Purge({L"-h", L"-f"}), PurgeQsfUsage());
   EXPECT_EQ(Left(), (Names{L"ann.qsf", L"bes.qsf"}));
   EXPECT_TRUE(Journal().empty());
 }

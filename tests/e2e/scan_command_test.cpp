@@ -7,6 +7,7 @@
 
 #include "lab/controller/controller_control.h"
 #include "lab/repair/repair_control.h"
+#include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
@@ -16,7 +17,6 @@
 namespace e2e {
 namespace {
 
-constexpr char kStartingLine[] = "Starting BlackBerry Controller Service.";
 constexpr char kIllegal[] = "illegal value";
 constexpr char kDeleted[] = "file delete done.";
 
@@ -160,7 +160,7 @@ TEST_F(ScanCommandTest, VerboseBehindAnErrorIsNotReached) {
 TEST_F(ScanCommandTest, AProfileWithoutStoresIsToldAndTheRunGoesOn) {
   ASSERT_TRUE(profile_.Create());
   EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main", L"-c"}),
-            NoFiles("Main") + Text({"ServiceStartSvc. OpenService failed (1060)", kStartingLine}));
+            NoFiles("Main") + Text({kNoController, kStartingController}));
   EXPECT_EQ(Uninitialised(), 1U);
 }
 
@@ -184,8 +184,7 @@ TEST_F(ScanCommandTest, OtherProgramsWithMapiStopIt) {
 TEST_F(ScanCommandTest, MapiThatDoesNotComeUpIsTold) {
   SetController(lab::ControllerState::kStopped);
   Faults().FailEach("MAPIInitialize", 0x80004005);
-  const std::string told =
-      Text({"Failed to initialize MAPI. are you using the right 64/32 bitness?"});
+  const std::string told = Text({kNoMapi});
   EXPECT_EQ(RunUtility({L"-p", L"Main", L"-c"}), told + "1");
   EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main", L"-c", L"-v"}), told + Text({"Exiting."}));
   EXPECT_EQ(Uninitialised(), 0U);
@@ -194,7 +193,8 @@ TEST_F(ScanCommandTest, MapiThatDoesNotComeUpIsTold) {
 
 TEST_F(ScanCommandTest, TheControllerIsStartedBehindTheStores) {
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(RunUtility({L"-c", L"-p", L"Nobody"}), NoFiles("Nobody") + Text({kStartingLine}) + "0");
+  EXPECT_EQ(RunUtility({L"-c", L"-p", L"Nobody"}),
+            NoFiles("Nobody") + Text({kStartingController}) + "0");
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
 
@@ -203,11 +203,12 @@ TEST_F(ScanCommandTest, TheControllerIsStartedAlsoAfterAnError) {
   absent.withFile = false;
   const std::string file = ToUtf8(AddStore(L"ann", absent));
   SetController(lab::ControllerState::kRunning);
-  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main", L"-c"}),
-            Text({"scanning " + file,
-                  "CheckRepairQsf. ScanPST Error: The file " + file + " does not exist.",
-                  "file scan error.",
-                  "ServiceStartSvc. Service is already running, currentState=4)", kStartingLine}));
+  EXPECT_EQ(
+      Run({L"-scanQsf", L"-p", L"Main", L"-c"}),
+      Text({"scanning " + file,
+            "CheckRepairQsf. ScanPST Error: The file " + file + " does not exist.",
+            "file scan error.", "ServiceStartSvc. Service is already running, currentState=4)",
+            kStartingController}));
   EXPECT_EQ(Uninitialised(), 1U);
 }
 
@@ -236,10 +237,10 @@ TEST_F(ScanCommandTest, StoresAreScannedOneAfterTheOtherInTheRegistrysOrder) {
 
 TEST_F(ScanCommandTest, AScanErrorEndsTheRun) {
   const std::vector<std::wstring> files = AddStores(2);
-  lab::RepairPlan plan;
-  plan.options.outcome = lab::RepairOutcome::kErrorBox;
-  plan.options.errorText = L"No.";
-  PlanTool(plan);
+  lab::RepairOptions tool;
+  tool.outcome = lab::RepairOutcome::kErrorBox;
+  tool.errorText = L"No.";
+  PlanTool(tool);
   EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main"}),
             Text({"scanning " + ToUtf8(files[0]), "CheckRepairQsf. ScanPST Error: No.",
                   "file scan error."}));
@@ -314,7 +315,7 @@ TEST_F(DeleteStoresTest, VerboseTellsTheCancel) {
 TEST_F(DeleteStoresTest, TheControllerIsStartedAfterACancel) {
   SetController(lab::ControllerState::kStopped);
   const std::wstring file = AddStores(1)[0];
-  EXPECT_EQ(Delete("c", {L"-c"}), Text({Deleting(file), Prompt(file), kStartingLine}));
+  EXPECT_EQ(Delete("c", {L"-c"}), Text({Deleting(file), Prompt(file), kStartingController}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
   EXPECT_EQ(Uninitialised(), 1U);
 }
@@ -417,8 +418,8 @@ TEST_F(DeleteStoresTest, AFileThatIsNotThereEndsTheRun) {
   const std::vector<std::wstring> files = AddStores(2);
   ASSERT_TRUE(DeleteFileW(files[0].c_str()));
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(Delete("y\ny\n", {L"-c"}),
-            Text({Deleting(files[0]), Prompt(files[0]), "file delete error.", kStartingLine}));
+  EXPECT_EQ(Delete("y\ny\n", {L"-c"}), Text({Deleting(files[0]), Prompt(files[0]),
+                                             "file delete error.", kStartingController}));
   EXPECT_TRUE(Exists(files[1]));
 }
 
@@ -473,8 +474,8 @@ TEST_F(DeleteStoresTest, CtrlCStopsBeforeTheNextFile) {
   ASSERT_TRUE(program.SendCtrlC());
   ASSERT_TRUE(program.WaitForOutput("*User Break\r\n"));
   program.Write("y\ny\n");
-  EXPECT_EQ(program.Wait().output,
-            Text({Deleting(files[0]), Prompt(files[0]), "*User Break", kDeleted, kStartingLine}));
+  EXPECT_EQ(program.Wait().output, Text({Deleting(files[0]), Prompt(files[0]), "*User Break",
+                                         kDeleted, kStartingController}));
   EXPECT_TRUE(Exists(files[1]));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }

@@ -301,7 +301,7 @@ INSTANTIATE_TEST_SUITE_P(
             0x80004002, "Failed query IExchangeManageStore interface : 0x80004002"}),
     kByName);
 
-TEST_F(StoreLogonTest, ProfileWithoutADefaultStoreStartsNoThread) {
+TEST_F(StoreLogonTest, AProfileWithoutADefaultStoreStartsNoThread) {
   lab::StoreOptions options;
   options.defaultStore = false;
   AddRoot(options);
@@ -313,14 +313,14 @@ TEST_F(StoreLogonTest, ProfileWithoutADefaultStoreStartsNoThread) {
 }
 
 // The default store is looked for and opened even when there is nothing to check.
-TEST_F(StoreLogonTest, EmptyProfileFailsForWantOfADefaultStore) {
+TEST_F(StoreLogonTest, AnEmptyProfileFailsForWantOfADefaultStore) {
   ASSERT_TRUE(profile_.Create());
   EXPECT_EQ(Check().output,
             Text({CheckingLine(0), "CStoreManager::LogonToStores: Failed to find default store",
                   "CheckQsf: LogonToStores failed : 0x8004010f", "Done"}));
 }
 
-TEST_F(StoreLogonTest, DamagedDefaultStoreEndsTheCheck) {
+TEST_F(StoreLogonTest, ADamagedDefaultStoreEndsTheCheck) {
   AddRoot();
   AddStore(L"ann@example.com");
   ASSERT_TRUE(lab::DamageQsf(StorePath(L"root.qsf"), lab::QsfDamage::kHeader));

@@ -95,10 +95,7 @@ class AssignAgentsScaleTest : public DatabaseLabTest {
   void SetUp() override {
     DatabaseLabTest::SetUp();
     SetProviderOptions(L"journal=brief");
-    wchar_t computer[260] = {};
-    DWORD size = ARRAYSIZE(computer);
-    ASSERT_TRUE(GetComputerNameExW(ComputerNameNetBIOS, computer, &size));
-    Database().AddServer(kServerId, _wcsupr(computer));
+    Database().AddServer(kServerId, ComputerName());
     Database().AddSampleUsers(kServerId, kUsers);
     Database().Run(L"CREATE INDEX ByMailbox ON UserConfig (MailboxDN)");
     AddStores();

@@ -26,6 +26,12 @@ void KeepDesktop() {
 
 }  // namespace
 
+std::wstring ComputerName() {
+  wchar_t name[260] = {};
+  DWORD size = ARRAYSIZE(name);
+  return GetComputerNameExW(ComputerNameNetBIOS, name, &size) ? _wcsupr(name) : L"";
+}
+
 void DatabaseLabTest::SetUp() {
   LabTest::SetUp();
   KeepDesktop();

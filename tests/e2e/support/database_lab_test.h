@@ -26,6 +26,9 @@ inline constexpr char kConnectionLine[] =
 inline constexpr char kSelectServers[] =
     "SELECT Id,MachineName From ServerConfig WHERE MailStoreType='Exchange';";
 
+// This computer's name in capitals, as servers have theirs in the database; empty when it has none.
+std::wstring ComputerName();
+
 // Each test finds the lab's provider registered, the registry entries of the BES installation, and
 // a database of its own with tables but without rows. It leaves none of them.
 class DatabaseLabTest : public LabTest {

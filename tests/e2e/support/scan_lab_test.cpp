@@ -61,6 +61,12 @@ void ScanLabTest::PlanStub(const lab::StubPlan& plan) const {
   ASSERT_TRUE(plan.Save(Directory().wstring()));
 }
 
+void ScanLabTest::PlanTool(const lab::RepairOptions& options) const {
+  lab::RepairPlan plan;
+  plan.options = options;
+  PlanTool(plan);
+}
+
 void ScanLabTest::PlanTool(const lab::RepairPlan& plan) const {
   ASSERT_TRUE(plan.Save(Directory().wstring()));
 }

@@ -47,6 +47,7 @@ class ScanLabTest : public LabTest {
   void SetStub(lab::StubPlace place, lab::StubState state, const wchar_t* library = L"");
   void PlanStub(const lab::StubPlan& plan) const;
   // How the repair tool behaves in the runs to come.
+  void PlanTool(const lab::RepairOptions& options) const;
   void PlanTool(const lab::RepairPlan& plan) const;
 
   static bool Exists(const std::wstring& path);
