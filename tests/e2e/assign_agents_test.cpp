@@ -244,7 +244,7 @@ TEST_F(AssignAgentsTest, OneMoreIsABatchOfItsOwn) {
 
 TEST_F(AssignAgentsTest, BatchesAreRunAsTheyFill) {
   AddSampleUsers(201);
-  Faults().DelayNth("ICommand::Execute", 4, 3000);  // the second batch
+  Faults().DelayNth("ICommand::Execute", 4, 5000);  // the second batch
   RunningProgram program = StartAdmin({L"-assignAgents", L"-p", L"Main"});
   ASSERT_TRUE(program.WaitForOutput("Assigned 100 of 201 users ...\r\n"));
   EXPECT_EQ(program.OutputSoFar(), Output({Assigned(100, 201)}));
@@ -638,7 +638,7 @@ TEST_F(AssignAgentsTest, TheLogonThatFailsEndsTheCommand) {
 
 TEST_F(AssignAgentsTest, CtrlCWhileCreatingEndsTheCommand) {
   Database().AddSampleUsers(kServerId, 7);
-  Faults().DelayMatching("IExchangeManageStore::CreateStoreEntryID", L"user", 3000);
+  Faults().DelayMatching("IExchangeManageStore::CreateStoreEntryID", L"user", kTimeForCtrlC);
   RunningProgram program = StartAdmin({L"-assignAgents", L"-p", L"Main"});
   ASSERT_TRUE(program.WaitForOutput("Creating store for 'user5@example.com'\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
@@ -656,7 +656,7 @@ TEST_F(AssignAgentsTest, CtrlCWhileCreatingEndsTheCommand) {
 
 TEST_F(AssignAgentsTest, CtrlCDoesNotEndTheAssignment) {
   AddSampleUsers(150);
-  Faults().DelayNth("ICommand::Execute", 3, 3000);  // the first batch
+  Faults().DelayNth("ICommand::Execute", 3, kTimeForCtrlC);  // the first batch
   RunningProgram program = StartAdmin({L"-assignAgents", L"-p", L"Main", L"-v"});
   ASSERT_TRUE(program.WaitForOutput(kConnectionLine));
   ASSERT_TRUE(program.SendCtrlC());

@@ -159,7 +159,7 @@ TEST_F(CheckQsfTest, FailedStoresAreReportedAndTheControllerIsNotStarted) {
   AddStore(L"user-locked@example.com");
   profile_.AddEmbeddedStore(L"user-embedded@example.com", damaged);
   const std::vector<std::wstring> slow = AddStores(L"user-slow", 9);
-  Faults().DelayMatching("IExchangeManageStore::CreateStoreEntryID", L"slow", 500);
+  Faults().DelayMatching("IExchangeManageStore::CreateStoreEntryID", L"slow", 1500);
   ASSERT_TRUE(lab::DamageQsf(FileOf(L"user-damaged@example.com"), lab::QsfDamage::kTruncated));
   const lab::QsfLock lock(FileOf(L"user-locked@example.com"));
   ASSERT_TRUE(lock.Held());

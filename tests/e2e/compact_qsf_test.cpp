@@ -356,12 +356,12 @@ TEST_F(CompactQsfTest, ADialogBesideTheCompactionsOwnIsLeftOpen) {
 TEST_F(CompactQsfTest, OfTwoForeignDialogsNeitherIsClosedWhileBothAreOpen) {
   Add(L"ann");
   // One of them appears first, and in that moment it may be told to close.
-  constexpr uint32_t kFirstMoment = 600;
+  constexpr uint32_t kFirstMoment = 1000;
   Plan(CompactionPlan()
            .Takes(L"*", 20000)
            .Title(L"*", L"Settings")
            .IgnoresClose(L"*", kFirstMoment)
-           .Dialog(L"*", {.time = DialogTime::kDuring, .title = L"Beside", .endsAfter = 1500}));
+           .Dialog(L"*", {.time = DialogTime::kDuring, .title = L"Beside", .endsAfter = 3000}));
   EXPECT_EQ(Compact(), Failed("ann", "0x80040113"));
   const lab::DialogRecord settings = Dialog(L"ann", L"Settings");
   const lab::DialogRecord beside = Dialog(L"ann", L"Beside");
@@ -375,7 +375,7 @@ TEST_F(CompactQsfTest, OfTwoForeignDialogsNeitherIsClosedWhileBothAreOpen) {
 
 TEST_F(CompactQsfTest, ADialogThatDoesNotCloseIsToldAgainAndAgain) {
   Add(L"ann");
-  constexpr uint32_t kDeafFor = 900;
+  constexpr uint32_t kDeafFor = 3000;
   Plan(CompactionPlan().Dialog(
       L"*", {.time = DialogTime::kBefore, .title = L"Deaf", .ignoresCloseFor = kDeafFor}));
   EXPECT_EQ(Compact(), Compacted("ann"));
@@ -586,7 +586,7 @@ TEST_F(CompactQsfTest, OtherProgramsMustNotHaveMapiLoaded) {
 
 TEST_F(CompactQsfTest, CtrlCLetsTheRunningStoreFinishAndBeginsNoOther) {
   for (const wchar_t* name : {L"ann", L"bob", L"cid"}) Add(name);
-  Plan(CompactionPlan().Takes(L"*", 2500));
+  Plan(CompactionPlan().Takes(L"*", kTimeForCtrlC));
   RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(program.WaitForOutput("compacting ann@example.com\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
@@ -601,7 +601,7 @@ TEST_F(CompactQsfTest, CtrlCLetsTheRunningStoreFinishAndBeginsNoOther) {
 TEST_F(CompactQsfTest, AfterCtrlCDuringTheLoadNothingIsCompacted) {
   Add(L"ann");
   SetController(lab::ControllerState::kStopped);
-  Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, 1500);
+  Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, kTimeForCtrlC);
   RunningProgram program = StartAdmin(Arguments({L"-v", L"-c"}));
   ASSERT_TRUE(program.WaitForOutput(Text({kHandlerInstalled, kHandlerInstalled})));
   ASSERT_TRUE(program.SendCtrlC());

@@ -163,7 +163,7 @@ TEST_F(DispatchTest, ListServersIgnoresVerbose) {
 
 TEST_F(DispatchTest, CtrlCIsToldAndTheProgramGoesOnUntilTheCommandLooks) {
   MakeProfile(L"Main").AddRootStore(L"bes@example.com", StorePath(L"root.qsf"));
-  Faults().DelayEach("HrQueryAllRows@MsgServiceTable", 1500);
+  Faults().DelayEach("HrQueryAllRows@MsgServiceTable", kTimeForCtrlC);
   RunningProgram program = StartAdmin({L"-checkQsf", L"-p", L"Main", L"-v", L"-c"});
   ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed.\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
@@ -182,7 +182,7 @@ TEST_F(DispatchTest, CtrlCIsToldAndTheProgramGoesOnUntilTheCommandLooks) {
 
 TEST_F(DispatchTest, EveryCtrlCIsTold) {
   MakeProfile(L"Main");
-  Faults().DelayEach("HrQueryAllRows@MsgServiceTable", 4000);
+  Faults().DelayEach("HrQueryAllRows@MsgServiceTable", kTimeForCtrlC);
   RunningProgram program = StartAdmin({L"-findUsers", L"-v", L"-p", L"Main", L"-e", L"nobody"});
   ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed.\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
@@ -195,7 +195,7 @@ TEST_F(DispatchTest, EveryCtrlCIsTold) {
 // The handler is in the process as often as it was installed.
 TEST_F(DispatchTest, CtrlCIsToldOnceThoughTheHandlerIsInstalledTwice) {
   MakeProfile(L"Main");
-  Faults().DelayEach("HrQueryAllRows@MsgServiceTable", 1500);
+  Faults().DelayEach("HrQueryAllRows@MsgServiceTable", kTimeForCtrlC);
   RunningProgram program = StartAdmin({L"-compactQsf", L"-v", L"-p", L"Main", L"-e", L"nobody"});
   const std::string installed =
       Text({"The Control Handler is installed.", "The Control Handler is installed."});

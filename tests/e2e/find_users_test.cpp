@@ -332,7 +332,7 @@ TEST_F(FindUsersTest, NobodyLogsOnAndNothingIsDeleted) {
 
 TEST_F(FindUsersTest, CtrlCDoesNotCutTheListingShort) {
   Add(L"ann");
-  Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, 1500);
+  Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, kTimeForCtrlC);
   RunningProgram program = StartAdmin({L"-findUsers", L"-v", L"-p", L"Main", L"-e", L"ann"});
   ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed.\r\n"));
   ASSERT_TRUE(program.SendCtrlC());

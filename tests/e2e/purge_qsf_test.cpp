@@ -571,7 +571,7 @@ TEST_F(PurgeQsfTest, OtherProgramsMustNotHaveMapiLoaded) {
 TEST_F(PurgeQsfTest, CtrlCChangesNothing) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf", L"bob.qsf"});
-  Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, 1500);
+  Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, kTimeForCtrlC);
   RunningProgram program = StartAdmin({L"-purgeQsf", L"-f", L"-v"});
   ASSERT_TRUE(program.WaitForOutput(Text({kHandlerInstalled})));
   ASSERT_TRUE(program.SendCtrlC());

@@ -282,7 +282,7 @@ TEST_F(RepairToolTest, TheQuestionAboutTheBackupIsAnsweredWithYes) {
 }
 
 TEST_F(RepairToolTest, EachRoundOfARepairIsTold) {
-  PlanTool({.repairTime = 3500});
+  PlanTool({.repairTime = 6000});
   AddDamagedStore(L"ann", QsfDamage::kChecksum);
   const std::string output = Run(Arguments({L"-v"}));
   EXPECT_GE(CountLines(output, LookingForYes()), 4);
@@ -412,7 +412,7 @@ TEST_F(RepairToolTest, AToolWithoutAWindowIsToldAndLeftRunning) {
 }
 
 TEST_F(RepairToolTest, AWindowThatComesLateIsNotWaitedFor) {
-  PlanTool({.windowDelay = 3000, .lifetime = 20000});
+  PlanTool({.windowDelay = 15000, .lifetime = 20000});
   const std::wstring file = AddStore(L"ann");
   RunningProgram program = StartAdmin(Arguments());
   EXPECT_EQ(program.Wait().output, Scanned(file, {Line(kNotLoaded), kError}));
@@ -493,7 +493,9 @@ TEST_F(RepairBreakTest, AScanIsCancelledThroughTheTool) {
 }
 
 TEST_F(RepairBreakTest, CancelIsClickedOnceHoweverLongTheScanGoesOn) {
-  PlanTool({.scanTime = 6000, .cancelQuestion = false, .afterCancel = lab::AfterCancel::kContinue});
+  PlanTool({.scanTime = kTimeForCtrlC + 1000,
+            .cancelQuestion = false,
+            .afterCancel = lab::AfterCancel::kContinue});
   const std::wstring file = AddStore(L"ann");
   EXPECT_EQ(Interrupt(Line("waiting for results"), "SCANPST::Scan"),
             Told(file, Cancelling() + Sound(), kDone));
@@ -501,7 +503,7 @@ TEST_F(RepairBreakTest, CancelIsClickedOnceHoweverLongTheScanGoesOn) {
 }
 
 TEST_F(RepairBreakTest, WithoutACancelButtonTheScanIsWaitedFor) {
-  PlanTool({.scanTime = 4000, .cancelButton = false});
+  PlanTool({.scanTime = kTimeForCtrlC, .cancelButton = false});
   const std::wstring file = AddStore(L"ann");
   EXPECT_EQ(Interrupt(Line("waiting for results"), "SCANPST::Scan"),
             Told(file, Cancelling() + Sound(), kDone));
@@ -509,7 +511,9 @@ TEST_F(RepairBreakTest, WithoutACancelButtonTheScanIsWaitedFor) {
 }
 
 TEST_F(RepairBreakTest, NoFurtherFileIsScannedAndTheControllerIsStarted) {
-  PlanTool({.scanTime = 3000, .cancelQuestion = false, .afterCancel = lab::AfterCancel::kSound});
+  PlanTool({.scanTime = kTimeForCtrlC,
+            .cancelQuestion = false,
+            .afterCancel = lab::AfterCancel::kSound});
   SetController(lab::ControllerState::kStopped);
   AddStore(L"ann");
   AddStore(L"bob");
@@ -538,7 +542,7 @@ TEST_F(RepairBreakTest, ARepairIsBrokenOffAtOnce) {
 }
 
 TEST_F(RepairBreakTest, ABreakInTheScanAlsoEndsTheRepairBehindIt) {
-  PlanTool({.scanTime = 2500,
+  PlanTool({.scanTime = kTimeForCtrlC,
             .cancelQuestion = false,
             .afterCancel = lab::AfterCancel::kContinue,
             .repairTime = 30000});

@@ -162,15 +162,18 @@ class HeldStoresTest : public StoreLogonTest {
 TEST_F(HeldStoresTest, CollectedStoresAreHeldThroughThePauseAndTheLastOfEachWorkerAreNot) {
   AddRoot();
   const std::vector<std::wstring> users = AddStores(L"user", 12);
-  SlowDown(L"user", 200);
+  SlowDown(L"user", 1000);
   Faults().FailMatching("IMsgStore::OpenEntry", L"user01", 0x8004010e);
   RunningProgram program = StartCheck({L"-e", L"user"});
   ASSERT_TRUE(WaitForWorkersEnd());
-  std::this_thread::sleep_for(milliseconds(700));
 
   const std::vector<std::wstring> collected = Collected(users);
   EXPECT_EQ(collected.size(), 7U);
   EXPECT_EQ(collected.at(0), users[0]);
+  // The workers' last stores close a moment after the workers' MAPI.
+  for (int attempt = 0; attempt < 20 && Held(users) != collected; ++attempt) {
+    std::this_thread::sleep_for(milliseconds(100));
+  }
   EXPECT_EQ(Held(users), collected);
   EXPECT_TRUE(IsHeld(StorePath(L"root.qsf")));
   std::this_thread::sleep_for(milliseconds(7000));
@@ -191,7 +194,7 @@ TEST_F(HeldStoresTest, CollectedStoresAreHeldThroughThePauseAndTheLastOfEachWork
 TEST_F(StoreLogonTest, FiveStoresAtATimeOnFiveThreadsWithASessionForEach) {
   AddRoot();
   const std::vector<std::wstring> users = AddStores(L"user", 13);
-  Faults().DelayMatching("IMAPISession::OpenMsgStore", L"user", 250);
+  Faults().DelayMatching("IMAPISession::OpenMsgStore", L"user", 1000);
   Strings expected = {CheckingLine(13)};
   for (const std::wstring& user : users) expected.push_back(StoreLine(user));
   expected.insert(expected.end(), {kAllOk, kShuttingDown, kDone});
@@ -223,7 +226,7 @@ TEST_P(FewStoresTest, UpToFiveFailuresAreToldByTheWorkersAndDoNotCount) {
   constexpr uint32_t kResults[] = {0x80004005, 0x80040600, 0x8004010f, 0x80070005, 0x8007000e};
   AddRoot();
   const std::vector<std::wstring> users = AddStores(L"user", GetParam());
-  SlowDown(L"user", 500);
+  SlowDown(L"user", 1500);
   Strings expected = {CheckingLine(users.size())};
   Strings messages;
   for (size_t i = 0; i < users.size(); ++i) {
@@ -378,7 +381,7 @@ TEST_P(JobFailureTest, IsToldByTheWorkerEndsTheJobAndCountsWhenCollected) {
   std::vector<std::wstring> users = {L"user-victim@example.com"};
   AddStore(users[0]);
   for (const std::wstring& other : AddStores(L"user-slow", 6)) users.push_back(other);
-  SlowDown(L"user-slow", 500);
+  SlowDown(L"user-slow", 1500);
   GetParam().plan(Faults());
   SetController(lab::ControllerState::kStopped);
   const RunResult result = Check({L"-e", L"user", L"-c"});
@@ -478,7 +481,7 @@ TEST_F(StoreLogonTest, SixtyFailingStoresWithLongAddressesGiveWholeLines) {
 TEST_F(StoreLogonTest, CtrlCBeforeDispatchingHandsOutNoJob) {
   AddRoot();
   AddStores(L"user", 3);
-  Faults().DelayNth("IProfAdmin::AdminServices", 1, 2000);
+  Faults().DelayNth("IProfAdmin::AdminServices", 1, kTimeForCtrlC);
   RunningProgram program = StartCheck({L"-v", L"-c"});
   ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed."));
   ASSERT_TRUE(program.SendCtrlC());
@@ -494,7 +497,7 @@ TEST_F(StoreLogonTest, CtrlCBeforeDispatchingHandsOutNoJob) {
 TEST_F(StoreLogonTest, CtrlCWhileDispatchingLetsRunningJobsFinishAndHandsOutNoMore) {
   AddRoot();
   const std::vector<std::wstring> users = AddStores(L"user", 12);
-  SlowDown(L"user", 3000);
+  SlowDown(L"user", kTimeForCtrlC);
   Faults().FailMatching("IMAPISession::OpenMsgStore", L"user02", 0x80040600);
   SetController(lab::ControllerState::kStopped);
   RunningProgram program = StartCheck({L"-e", L"user", L"-c"});
@@ -533,7 +536,7 @@ TEST_F(StoreLogonTest, CtrlCInThePauseChangesNothing) {
 // Without a job to hand out the break is never looked at.
 TEST_F(StoreLogonTest, CtrlCBeforeAnEmptyCheckChangesNothing) {
   AddRoot();
-  Faults().DelayNth("IProfAdmin::AdminServices", 1, 2000);
+  Faults().DelayNth("IProfAdmin::AdminServices", 1, kTimeForCtrlC);
   RunningProgram program = StartCheck({L"-v", L"-e", L"nobody"});
   ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed."));
   ASSERT_TRUE(program.SendCtrlC());

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -21,6 +22,10 @@
 #include "tests/e2e/support/program.h"
 
 namespace e2e {
+
+// How many milliseconds a call takes during which a test presses Ctrl+C. A busy machine needs some
+// to bring it to the program.
+inline constexpr uint32_t kTimeForCtrlC = 5000;
 
 // Each test gets a lab directory of its own and finds no profile and no controller service; it
 // leaves none. A test fails when the lab's journal tells of a leak or of an unexpected call.
