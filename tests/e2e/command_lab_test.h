@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/e2e/common_lines.h"
+#include "tests/e2e/support/desktop.h"
 #include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
@@ -30,6 +31,11 @@ inline std::vector<LineCase> ExclusiveCommands() {
 
 class CommandLabTest : public LabTest {
  protected:
+  void SetUp() override {
+    LabTest::SetUp();
+    KeepDesktop();
+  }
+
   // What the program prints under another name as its first argument.
   std::string RunAs(const std::wstring& programName, const Words& arguments) {
     RunOptions options;

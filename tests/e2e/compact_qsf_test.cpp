@@ -16,6 +16,7 @@
 #include "lab/common/installation.h"
 #include "lab/common/qsf_file.h"
 #include "tests/e2e/common_lines.h"
+#include "tests/e2e/support/desktop.h"
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
@@ -45,6 +46,11 @@ std::string Failed(const std::string& name, const std::string& result) {
 
 class CompactQsfTest : public StoreLabTest {
  protected:
+  void SetUp() override {
+    StoreLabTest::SetUp();
+    KeepDesktop();
+  }
+
   // A store with free space.
   lab::Service Add(const std::wstring& name, const Options& options = {}) const {
     return StoreLabTest::Add(name, With(&Options::freeBytes, kFreeBytes, options));

@@ -6,25 +6,9 @@
 
 #include "lab/oledb/odbc_config.h"
 #include "lab/oledb/registration.h"
+#include "tests/e2e/support/desktop.h"
 
 namespace e2e {
-namespace {
-
-// Makes the desktop be there until the test program ends. Under Wine it is a process: started by
-// the program under test, as COM needs a window, it would keep that program's standard handles.
-void KeepDesktop() {
-  static const HWND kWindow = [] {
-    constexpr DWORD kStandard[] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
-    for (const DWORD stream : kStandard) {
-      SetHandleInformation(GetStdHandle(stream), HANDLE_FLAG_INHERIT, 0);
-    }
-    return CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr,
-                           nullptr);
-  }();
-  ASSERT_TRUE(kWindow) << "error " << GetLastError();
-}
-
-}  // namespace
 
 std::wstring ComputerName() {
   wchar_t name[260] = {};
