@@ -68,7 +68,7 @@ TEST_F(ControllerTest, ADisabledServiceFailsToStart) {
   EXPECT_EQ(StartError(), DWORD{ERROR_SERVICE_DISABLED});
 }
 
-TEST_F(ControllerTest, EveryStateFollowsEveryOther) {
+TEST_F(ControllerTest, ARunningServiceIsBroughtIntoEveryState) {
   const std::vector<std::pair<ControllerState, std::optional<DWORD>>> states = {
       {ControllerState::kAbsent, std::nullopt},
       {ControllerState::kStopped, SERVICE_STOPPED},
@@ -77,14 +77,11 @@ TEST_F(ControllerTest, EveryStateFollowsEveryOther) {
       {ControllerState::kStartPending, SERVICE_START_PENDING},
       {ControllerState::kBroken, SERVICE_STOPPED},
       {ControllerState::kDisabled, SERVICE_STOPPED}};
-  for (const auto& [before, beforeStatus] : states) {
-    for (const auto& [state, status] : states) {
-      SCOPED_TRACE(::testing::Message()
-                   << static_cast<int>(before) << " before " << static_cast<int>(state));
-      Set(before);
-      Set(state);
-      EXPECT_EQ(lab::QueryController(), status);
-    }
+  for (const auto& [state, status] : states) {
+    SCOPED_TRACE(static_cast<int>(state));
+    Set(ControllerState::kRunning);
+    Set(state);
+    EXPECT_EQ(lab::QueryController(), status);
   }
 }
 
