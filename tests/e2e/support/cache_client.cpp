@@ -29,7 +29,7 @@ void LoadAndShow(CStoreManager& storeManager) {
 
 int wmain(int argc, wchar_t** argv) {
   if (argc != 3 || MAPIInitialize(nullptr) != S_OK) return 1;
-  const ConsoleStream console(std::wcout);
+  const ScopedConsoleStreamBuffer console(std::wcout);
   CStoreManager storeManager;
   storeManager.ProfileName = argv[1];
   for (int times = std::stoi(argv[2]); times > 0; --times) LoadAndShow(storeManager);
