@@ -1,10 +1,8 @@
 #include "lab/common/compaction_plan.h"
 
-#include <windows.h>
-
-#include <cstdio>
 #include <utility>
 
+#include "lab/common/rule_file.h"
 #include "lab/common/text.h"
 
 namespace lab {
@@ -12,6 +10,7 @@ namespace {
 
 using Kind = CompactionRule::Kind;
 
+constexpr wchar_t kFileName[] = L"compact.txt";
 constexpr wchar_t kEverything[] = L"*";
 
 // What follows a rule's word.
@@ -75,13 +74,11 @@ std::string FormatDialog(const PlannedDialog& dialog) {
 }
 
 std::string FormatOperand(const CompactionRule& rule, Operand operand) {
-  char result[16];
   switch (operand) {
     case Operand::kMilliseconds:
       return ' ' + std::to_string(rule.number);
     case Operand::kResult:
-      std::snprintf(result, sizeof(result), " 0x%08x", rule.number);
-      return result;
+      return ' ' + HexResult(rule.number);
     case Operand::kTitle:
       return ' ' + Quote(Utf8FromWide(rule.dialog.title));
     case Operand::kDialog:
@@ -140,9 +137,7 @@ bool ParseOperand(const std::vector<std::string>& words, Operand operand, Compac
   return number.has_value();
 }
 
-bool ParsePlanLine(const std::string& line, CompactionPlan* plan) {
-  const std::vector<std::string> words = SplitQuoted(line);
-  if (words.empty() || words[0].starts_with('#')) return true;
+bool TakeRule(const std::vector<std::string>& words, CompactionPlan* plan) {
   if (words.size() < 2) return false;
   for (const KindFacts& facts : kKinds) {
     if (words[1] != facts.word) continue;
@@ -236,33 +231,21 @@ PlannedCompaction CompactionPlan::For(std::wstring_view address) const {
 
 std::string CompactionPlan::Format() const {
   std::string text;
-  for (const CompactionRule& rule : rules_) text += FormatRule(rule) + "\r\n";
+  for (const CompactionRule& rule : rules_) text += FormatRule(rule) + '\n';
   return text;
 }
 
 bool CompactionPlan::Parse(std::string_view text, std::string* error) {
-  for (const std::string& line : SplitLines(text)) {
-    if (ParsePlanLine(line, this)) continue;
-    if (error != nullptr) *error = line;
-    return false;
-  }
-  return true;
+  return ReadRules(
+      text, [this](const auto& words) { return TakeRule(words, this); }, error);
 }
 
 bool CompactionPlan::Save(const std::wstring& directory) const {
-  CreateDirectoryW(directory.c_str(), nullptr);
-  return WriteWholeFile(CompactionPlanPath(directory), Format());
+  return SaveRuleFile(directory, kFileName, Format());
 }
 
 CompactionPlan CompactionPlan::Load(const std::wstring& directory) {
-  CompactionPlan plan;
-  if (directory.empty()) return plan;
-  if (const auto text = ReadWholeFile(CompactionPlanPath(directory))) plan.Parse(*text);
-  return plan;
-}
-
-std::wstring CompactionPlanPath(const std::wstring& directory) {
-  return directory.empty() ? std::wstring() : directory + L"\\compact.txt";
+  return LoadPlan<CompactionPlan>(directory, kFileName);
 }
 
 }  // namespace lab

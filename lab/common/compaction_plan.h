@@ -1,21 +1,20 @@
 // The compaction plan: what the connector does, and which windows it shows, when it is told to
 // compact a store.
 //
-// One rule a line; a line that begins with '#' is a comment. A rule holds for the stores whose
-// address contains <store> (without regard to the case of A to Z), or with * for all of them. Of
-// rules that say the same thing twice the later one holds; dialogs and windows add up.
+// The plan is the rule file `compact.txt` (rule_file.h). A rule holds for the stores whose address
+// contains <store> (without regard to the case of A to Z), or with * for all of them. Of rules that
+// say the same thing twice the later one holds; dialogs and windows add up.
 //
 //   <store> takes <milliseconds>           how long it takes; 100 when nothing is said
 //   <store> fails <0xHRESULT>              it takes its time, then fails and changes nothing
 //   <store> title <text>                   of its dialog; "Compact Now" when nothing is said
 //   <store> ignores-close <milliseconds>   its dialog takes no notice of WM_CLOSE that long
 //   <store> no-dialog                      it shows no dialog of its own
-//   <store> dialog <before|during|after> <title> [ends <milliseconds>] [ignores-close
-//   <milliseconds>]
+//   <store> dialog <before|during|after> <title> [ends <ms>] [ignores-close <ms>]
 //                                          another dialog
 //   <store> window <title>                 a top-level window that is no dialog, all the time
 //
-// Text may stand in double quotes. Dialogs "before" and "after" the compaction are shown one at a
+// Dialogs "before" and "after" the compaction are shown one at a
 // time, and nothing goes on until they are closed or end by themselves; those "during" it stand
 // beside its own dialog and end with it at the latest.
 #pragma once
@@ -25,8 +24,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "lab/common/lab_config.h"
 
 namespace lab {
 
@@ -87,14 +84,11 @@ class CompactionPlan {
   // fails. The connector reads the plan anew for each compaction.
   bool Save(const std::wstring& directory) const;
 
-  // The plan kept in `directory`, or an empty one.
+  // The plan kept in `directory`; see LoadPlan.
   static CompactionPlan Load(const std::wstring& directory);
 
  private:
   std::vector<CompactionRule> rules_;
 };
-
-// `compact.txt` in `directory` (by default the lab's); empty when that is empty.
-std::wstring CompactionPlanPath(const std::wstring& directory = LabDirectory());
 
 }  // namespace lab

@@ -1,7 +1,6 @@
 #include "lab/common/dialog_record.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 
 #include "lab/common/text.h"
@@ -17,15 +16,13 @@ constexpr char kOutside[] = "outside";
 constexpr char kItself[] = "itself";
 
 JournalEntry Entry(const DialogRecord& record, const char* call) {
-  char window[24];
-  std::snprintf(window, sizeof(window), "0x%llx", static_cast<unsigned long long>(record.window));
   JournalEntry entry;
   entry.call = call;
   entry.startMicros = entry.endMicros = record.shownMicros;
   entry.arguments = {{"store", Utf8FromWide(record.store)},
                      {"title", Utf8FromWide(record.title)},
                      {"kind", record.isDialog ? kDialogKind : kWindowKind},
-                     {"window", window}};
+                     {"window", HexNumber(record.window)}};
   return entry;
 }
 

@@ -8,8 +8,8 @@
 //   file store       0, order[3], connector UID[16], store UID[16]
 //   embedded store   0, order[3], signature[16], provider UID[16], parent's provider UID[16],
 //                    store UID[16]                                    (exactly 68 bytes)
-//   mailbox          0, 0, 0, 0, mailbox UID[16], the mailbox's name in the ANSI code page with
-//   zero
+//   mailbox          0, 0, 0, 0, mailbox UID[16], the mailbox's name in the ANSI code page and a
+//                    zero
 #pragma once
 
 #include <array>
@@ -33,7 +33,9 @@ inline constexpr size_t kOwnPartOffset = 32;
 // Size of an embedded store's own part.
 inline constexpr size_t kEmbeddedPartSize = 68;
 
-// The order must be below 2^24; the rest of it is cut off.
+// Orders have three bytes of an entry ID: they lie below this number.
+inline constexpr uint32_t kOrderLimit = 1u << 24;
+
 Bytes FileStoreEntryId(uint32_t order, const Uid& providerUid);
 Bytes EmbeddedStoreEntryId(uint32_t order, const Uid& providerUid, const Uid& parentProviderUid);
 

@@ -1,16 +1,15 @@
 #include "lab/common/fault_plan.h"
 
-#include <windows.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
-#include "lab/common/lab_config.h"
+#include "lab/common/rule_file.h"
 #include "lab/common/text.h"
 
 namespace lab {
 namespace {
+
+constexpr wchar_t kFileName[] = L"faults.txt";
 
 struct TreatmentName {
   const char* text;
@@ -60,9 +59,7 @@ std::string FormatRule(const FaultRule& rule) {
     line += " match " + Quote(Utf8FromWide(rule.match));
   }
   if (rule.delays) return line + " delay " + std::to_string(rule.milliseconds);
-  char result[16];
-  std::snprintf(result, sizeof(result), " 0x%08x", rule.result);
-  return line + result;
+  return line + ' ' + HexResult(rule.result);
 }
 
 // Reads the words that select calls, and returns how many there were; 0 when they are wrong.
@@ -105,9 +102,7 @@ bool ParseOption(const std::vector<std::string>& words, FaultPlan* plan) {
   return false;
 }
 
-bool ParsePlanLine(const std::string& line, FaultPlan* plan) {
-  const std::vector<std::string> words = SplitQuoted(line);
-  if (words.empty() || words[0].starts_with('#')) return true;
+bool TakeRule(const std::vector<std::string>& words, FaultPlan* plan) {
   if (words[0] == "option") return ParseOption(words, plan);
   FaultRule rule;
   if (!ParseRule(words, &rule)) return false;
@@ -156,32 +151,24 @@ std::string FaultPlan::Format() const {
   std::string text;
   for (const TreatmentName& name : kTreatments) {
     if (name.treatment == treatment_ && treatment_ != OutParameters::kNull) {
-      text += std::string("option ") + name.text + "\r\n";
+      text += std::string("option ") + name.text + '\n';
     }
   }
-  for (const FaultRule& rule : rules_) text += FormatRule(rule) + "\r\n";
+  for (const FaultRule& rule : rules_) text += FormatRule(rule) + '\n';
   return text;
 }
 
 bool FaultPlan::Parse(std::string_view text, std::string* error) {
-  for (const std::string& line : SplitLines(text)) {
-    if (ParsePlanLine(line, this)) continue;
-    if (error != nullptr) *error = line;
-    return false;
-  }
-  return true;
+  return ReadRules(
+      text, [this](const auto& words) { return TakeRule(words, this); }, error);
 }
 
 bool FaultPlan::Save(const std::wstring& directory) const {
-  CreateDirectoryW(directory.c_str(), nullptr);
-  return WriteWholeFile(FaultPlanPath(directory), Format());
+  return SaveRuleFile(directory, kFileName, Format());
 }
 
 FaultPlan FaultPlan::Load(const std::wstring& directory) {
-  FaultPlan plan;
-  if (directory.empty()) return plan;
-  if (const auto text = ReadWholeFile(FaultPlanPath(directory))) plan.Parse(*text);
-  return plan;
+  return LoadPlan<FaultPlan>(directory, kFileName);
 }
 
 FaultInjector::FaultInjector(FaultPlan plan) : plan_(std::move(plan)) {}

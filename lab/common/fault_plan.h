@@ -1,6 +1,6 @@
 // The fault plan: which calls fail, with what, and which take their time.
 //
-// One rule a line; a line that begins with '#' is a comment.
+// The plan is the rule file `faults.txt` (rule_file.h).
 //
 //   <operation> <n|*> <0xHRESULT>               the nth call in a process, or each one, fails
 //   <operation> <n|*> delay <milliseconds>      ... takes that long and then goes on
@@ -15,10 +15,9 @@
 //   option keep-out-parameters                  failed calls leave out-parameters alone
 //   option poison-out-parameters                failed calls fill them with the byte 0xDD
 //
-// `text` may stand in double quotes. By default an injected failure sets pointer out-parameters
-// to zero, as COM asks of every failing call; poisoned ones crash a caller who uses or releases
-// them. lab/README.md lists the operations, among them the pseudo operations that replace a single
-// value by an error.
+// By default an injected failure sets pointer out-parameters to zero, as COM asks of every failing
+// call; poisoned ones crash a caller who uses or releases them. lab/README.md lists the operations,
+// among them the pseudo operations that replace a single value by an error.
 #pragma once
 
 #include <cstdint>
@@ -68,7 +67,7 @@ class FaultPlan {
   // fails. A process reads the plan once, at its first call into the lab.
   bool Save(const std::wstring& directory) const;
 
-  // The plan kept in `directory`, or an empty one.
+  // The plan kept in `directory`; see LoadPlan.
   static FaultPlan Load(const std::wstring& directory);
 
  private:

@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <stdexcept>
 
@@ -170,6 +169,7 @@ void EnterInLists(const std::wstring& profile, const std::vector<Uid>& newServic
 }
 
 Service AddToProfile(NewStore store) {
+  Require(store.Order() < kOrderLimit, "give a store an order of 2^24 or more");
   WithProfilesLocked([&] {
     Require(CreateProfile(store.profile), "create the profile");
     store.counter = NextCounter(store.profile);
@@ -193,16 +193,9 @@ Service AddFileStore(NewStore store) {
   return service;
 }
 
-// The file that a store's messages are in: its own, or that of the store it is embedded in.
-std::wstring FileOf(const Profile& profile, const Service& service) {
-  if (!service.Path().empty()) return service.Path();
-  const auto parent = ParentProviderOfEntryId(service.EntryId());
-  return parent ? ReadText(profile.Name(), *parent, kTagStorePath).value_or(L"") : L"";
-}
-
 void EnterInParentFile(const Profile& profile, const Service& service,
                        const std::wstring& address) {
-  const std::wstring file = FileOf(profile, service);
+  const std::wstring file = profile.FileOf(service);
   QsfContent content;
   if (file.empty() || ReadQsf(file, &content) != QsfStatus::kOk) return;
   content.embedded.push_back({address, {}});
@@ -230,60 +223,6 @@ Service ReadService(const std::wstring& profile, const Uid& uid) {
     service.providers.push_back(ReadProvider(profile, provider));
   }
   return service;
-}
-
-std::string HealthOf(const std::wstring& path) {
-  std::vector<QsfProblem> problems;
-  const QsfStatus status = CheckQsf(path, &problems);
-  std::string text = QsfStatusText(status);
-  for (const QsfProblem& problem : problems)
-    text += std::string(" ") + QsfDamageText(problem.damage);
-  return text;
-}
-
-std::string DescribeStore(const Profile& profile, const Service& service, const Provider& store) {
-  std::string text;
-  if (store.path) {
-    text += "  path      " + Utf8FromWide(*store.path) + "\n";
-    const auto size = QsfSize(*store.path);
-    text += "  file      " + (size ? std::to_string(*size) + " bytes, " : std::string()) +
-            HealthOf(*store.path) + "\n";
-  } else if (store.entryId && ParentProviderOfEntryId(*store.entryId)) {
-    text += "  in        " + Utf8FromWide(FileOf(profile, service)) + "\n";
-  }
-  if (store.corruptionMark) {
-    const uint32_t mark = *store.corruptionMark;
-    text += "  mark      0x" +
-            HexFromBytes(Bytes{static_cast<uint8_t>(mark >> 24), static_cast<uint8_t>(mark >> 16),
-                               static_cast<uint8_t>(mark >> 8), static_cast<uint8_t>(mark)}) +
-            "\n";
-  }
-  if (store.resourceFlags & kStatusDefaultStore) text += "  default store\n";
-  if (store.entryId) text += "  entry id  " + HexFromBytes(*store.entryId) + "\n";
-  return text;
-}
-
-std::string DescribeService(const Profile& profile, const Service& service) {
-  std::string text = (service.name.empty() ? "(no name)" : Utf8FromWide(service.name)) + "  " +
-                     (service.address ? Utf8FromWide(*service.address) : "(no address)") + "\n";
-  text += "  service   " + UidText(service.uid) + "\n";
-  if (const Provider* store = service.Store()) {
-    text += DescribeStore(profile, service, *store);
-  } else {
-    text += "  (no store provider)\n";
-  }
-  return text;
-}
-
-// Where each store stands when entry IDs are compared, as a line of addresses.
-std::string DescribeOrder(std::vector<Service> services) {
-  std::stable_sort(services.begin(), services.end(),
-                   [](const Service& a, const Service& b) { return a.EntryId() < b.EntryId(); });
-  std::string text = "By entry id:";
-  for (const Service& service : services) {
-    if (!service.EntryId().empty()) text += " " + Utf8FromWide(service.address.value_or(L"?"));
-  }
-  return text + "\n";
 }
 
 }  // namespace
@@ -379,16 +318,10 @@ std::optional<Service> Profile::Get(const Uid& service) const {
   return ReadService(name_, service);
 }
 
-std::optional<RawValue> Profile::Value(const Uid& section, uint32_t tag) const {
-  return ReadRawValue(name_, section, tag);
-}
-
-bool Profile::SetValue(const Uid& section, uint32_t tag, const RawValue& value) const {
-  return WriteRawValue(name_, section, tag, value);
-}
-
-bool Profile::RemoveValue(const Uid& section, uint32_t tag) const {
-  return RemoveRawValue(name_, section, tag);
+std::wstring Profile::FileOf(const Service& service) const {
+  if (!service.Path().empty()) return service.Path();
+  const auto parent = ParentProviderOfEntryId(service.EntryId());
+  return parent ? ReadText(name_, *parent, kTagStorePath).value_or(L"") : L"";
 }
 
 bool Profile::Mark(const Uid& service, std::optional<uint32_t> mark) const {
@@ -397,21 +330,6 @@ bool Profile::Mark(const Uid& service, std::optional<uint32_t> mark) const {
   if (store == nullptr) return false;
   return mark ? WriteLong(name_, store->uid, kTagCorruptionMark, *mark)
               : RemoveRawValue(name_, store->uid, kTagCorruptionMark);
-}
-
-std::string Profile::Describe() const {
-  if (!Exists()) return "Profile " + Utf8FromWide(name_) + " does not exist\n";
-  const std::vector<Service> services = Services();
-  std::string text =
-      "Profile " + Utf8FromWide(name_) + ", " + std::to_string(services.size()) + " services\n";
-  for (const Service& service : services) text += DescribeService(*this, service);
-  return text + DescribeOrder(services);
-}
-
-std::string DescribeInstallation() {
-  std::string text;
-  for (const std::wstring& name : ListProfiles()) text += Profile(name).Describe() + "\n";
-  return text.empty() ? "No profiles\n" : text;
 }
 
 }  // namespace lab

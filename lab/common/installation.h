@@ -40,7 +40,7 @@ struct StoreOptions {
   bool withFile = true;                    // false: the store file is not created
   std::optional<std::wstring> storedPath;  // what the profile says instead of the file's path
   std::optional<Bytes> entryId;            // instead of the derived one
-  std::optional<uint32_t> order;           // instead of the counter, in the derived entry ID
+  std::optional<uint32_t> order;           // in the derived entry ID; below kOrderLimit
   std::optional<Uid> parentProviderUid;    // named by an embedded store's entry ID
   std::optional<uint32_t> corruptionMark;
   std::optional<bool> defaultStore;  // by default the root store is
@@ -106,19 +106,17 @@ class Profile {
   // Removes a service as MAPI would. The store file stays.
   bool Remove(const Uid& service) const { return DeleteService(name_, service); }
 
-  // All services in table order; the first whose address equals `address`
-  // without the case of A to Z;
-  // the one with the UID.
+  // All services in table order; the first whose address is `address` (compared without the case of
+  // A to Z); the one with the UID.
   std::vector<Service> Services() const;
   std::optional<Service> Find(std::wstring_view address) const;
   std::optional<Service> Get(const Uid& service) const;
 
-  // Raw access to a section of the profile.
-  std::optional<RawValue> Value(const Uid& section, uint32_t tag) const;
-  bool SetValue(const Uid& section, uint32_t tag, const RawValue& value) const;
-  bool RemoveValue(const Uid& section, uint32_t tag) const;
+  // The file that a store's messages are in: its own, or that of the store it is embedded in. Empty
+  // when the profile names none.
+  std::wstring FileOf(const Service& service) const;
 
-  // The corruption mark of a store; none removes it. False when the service has no store.
+  // Sets the corruption mark of a store; none removes it. False when the service has no store.
   bool Mark(const Uid& service, std::optional<uint32_t> mark) const;
 
   // A listing for people: services in table order with address, path, size, health, entry ID.

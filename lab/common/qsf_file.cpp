@@ -258,12 +258,11 @@ bool DamageQsf(const std::wstring& path, QsfDamage damage) {
   return text && WriteWholeFile(path, Damaged(*text, damage));
 }
 
-QsfStatus RepairQsf(const std::wstring& path, size_t* fixed) {
+QsfStatus RepairQsf(const std::wstring& path) {
   std::lock_guard lock(g_filesMutex);
   Reading reading;
   const QsfStatus status = ReadFileAt(path, &reading);
   if (status != QsfStatus::kOk) return status;
-  if (fixed != nullptr) *fixed = reading.problems.size();
   return WriteQsf(path, reading.content);
 }
 
@@ -310,18 +309,8 @@ QsfLock::QsfLock(const std::wstring& path) {
   if (handle != INVALID_HANDLE_VALUE) handle_ = handle;
 }
 
-QsfLock::QsfLock(QsfLock&& other) noexcept : handle_(std::exchange(other.handle_, nullptr)) {}
-
-QsfLock& QsfLock::operator=(QsfLock&& other) noexcept {
-  std::swap(handle_, other.handle_);
-  return *this;
-}
-
-QsfLock::~QsfLock() { Release(); }
-
-void QsfLock::Release() {
+QsfLock::~QsfLock() {
   if (handle_ != nullptr) CloseHandle(handle_);
-  handle_ = nullptr;
 }
 
 }  // namespace lab

@@ -91,9 +91,8 @@ QsfStatus CheckQsf(const std::wstring& path, std::vector<QsfProblem>* problems);
 // Damages a sound file. False when the file cannot be read or written.
 bool DamageQsf(const std::wstring& path, QsfDamage damage);
 
-// Writes the file anew from what can still be read of it. `fixed`, which may be null, receives the
-// number of problems there were.
-QsfStatus RepairQsf(const std::wstring& path, size_t* fixed);
+// Writes the file anew from what can still be read of it.
+QsfStatus RepairQsf(const std::wstring& path);
 
 // Drops the free space; `gained`, which may be null, receives by how many bytes the file shrank.
 QsfStatus CompactQsf(const std::wstring& path, uint64_t* gained);
@@ -106,18 +105,16 @@ std::optional<QsfDamage> QsfDamageFromText(std::string_view text);
 const char* QsfDamageText(QsfDamage damage);
 const char* QsfStatusText(QsfStatus status);
 
-// Holds a store file open so that no other process can open it. Movable; lets go when destroyed.
+// While one lives it holds a store file open so that no other process can open it.
 class QsfLock {
  public:
-  QsfLock() = default;
   // The lock is not held when the file is missing or in use: see Held().
   explicit QsfLock(const std::wstring& path);
-  QsfLock(QsfLock&& other) noexcept;
-  QsfLock& operator=(QsfLock&& other) noexcept;
+  QsfLock(const QsfLock&) = delete;
+  QsfLock& operator=(const QsfLock&) = delete;
   ~QsfLock();
 
   bool Held() const { return handle_ != nullptr; }
-  void Release();
 
  private:
   void* handle_ = nullptr;

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstdio>
 
 namespace lab {
 namespace {
@@ -144,6 +145,18 @@ std::optional<Bytes> BytesFromHex(std::string_view text) {
     result.push_back(static_cast<uint8_t>(high * 16 + low));
   }
   return result;
+}
+
+std::string HexNumber(uint64_t number) {
+  char text[24];
+  std::snprintf(text, sizeof(text), "0x%llx", static_cast<unsigned long long>(number));
+  return text;
+}
+
+std::string HexResult(uint32_t result) {
+  char text[16];
+  std::snprintf(text, sizeof(text), "0x%08x", result);
+  return text;
 }
 
 std::optional<uint32_t> ParseNumber(std::string_view text) {

@@ -32,6 +32,10 @@ std::string HexFromBytes(const Bytes& bytes);
 // The reverse; none when `text` has an odd length or a character that is no hexadecimal digit.
 std::optional<Bytes> BytesFromHex(std::string_view text);
 
+// "0x1f": as many digits as there must be, or the eight of an HRESULT.
+std::string HexNumber(uint64_t number);
+std::string HexResult(uint32_t result);
+
 // An unsigned number, decimal or hexadecimal with "0x"; none when `text` is anything else.
 std::optional<uint32_t> ParseNumber(std::string_view text);
 

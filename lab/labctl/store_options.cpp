@@ -38,6 +38,10 @@ bool SetEntryId(const std::wstring& value, StoreOptions* options) {
   return options->entryId.has_value();
 }
 
+bool SetOrder(const std::wstring& value, StoreOptions* options) {
+  return SetNumber<&StoreOptions::order>(value, options) && *options->order < kOrderLimit;
+}
+
 bool SetParent(const std::wstring& value, StoreOptions* options) {
   options->parentProviderUid = UidFromText(Utf8FromWide(value));
   return options->parentProviderUid.has_value();
@@ -62,7 +66,7 @@ constexpr StoreSwitch kSwitches[] = {
     {L"--no-file", nullptr, "do not create the store file", SetFlag<&O::withFile, false>},
     {L"--stored-path", "PATH", "another path in the profile", SetText<&O::storedPath>},
     {L"--entry-id", "HEX", "this entry ID", SetEntryId},
-    {L"--order", "N", "where the entry ID sorts", SetNumber<&O::order>},
+    {L"--order", "N", "where the entry ID sorts", SetOrder},
     {L"--parent", "UID", "the parent's provider UID", SetParent},
     {L"--mark", "N", "a corruption mark", SetNumber<&O::corruptionMark>},
     {L"--default", nullptr, "the profile's default store", SetFlag<&O::defaultStore, true>},

@@ -8,7 +8,6 @@
 #include "lab/common/lab_config.h"
 #include "lab/common/text.h"
 #include "lab/controller/controller_control.h"
-#include "lab/labctl/outcome.h"
 #include "lab/labctl/output.h"
 #include "lab/oledb/bes_database.h"
 #include "lab/oledb/registration.h"
@@ -34,8 +33,7 @@ constexpr StateName kStates[] = {
 std::wstring LabFile(const wchar_t* name) {
   wchar_t path[MAX_PATH] = {};
   GetModuleFileNameW(nullptr, path, MAX_PATH);
-  const std::wstring program = path;
-  return program.substr(0, program.rfind(L'\\') + 1) + name;
+  return DirectoryOf(path) + L'\\' + name;
 }
 
 std::wstring ThisComputer() {

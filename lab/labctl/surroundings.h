@@ -1,14 +1,11 @@
 // labctl's verbs for what lies around the profiles: the controller service, the configuration
-// database, the repair tool. Each returns 0 when done, 1 when it failed (which it says), 2 when its
-// words make no sense; they throw what the lab's libraries throw.
+// database, the repair tool. Each returns one of labctl's exit codes; they throw what the lab's
+// libraries throw.
 #pragma once
 
-#include <string>
-#include <vector>
+#include "lab/labctl/outcome.h"
 
 namespace lab {
-
-using Words = std::vector<std::wstring>;
 
 // STATE: absent, stopped, running, paused, pending, broken, disabled.
 int PutController(const Words& words);

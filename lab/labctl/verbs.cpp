@@ -7,21 +7,26 @@
 #include <cstdio>
 #include <exception>
 #include <optional>
+#include <variant>
 
-#include "lab/common/compaction_plan.h"
 #include "lab/common/dialog_record.h"
-#include "lab/common/fault_plan.h"
 #include "lab/common/files.h"
 #include "lab/common/installation.h"
 #include "lab/common/journal.h"
 #include "lab/common/lab_config.h"
 #include "lab/labctl/outcome.h"
 #include "lab/labctl/output.h"
+#include "lab/labctl/plans.h"
 #include "lab/labctl/store_options.h"
 #include "lab/labctl/surroundings.h"
 
 namespace lab {
 namespace {
+
+// Returns one of labctl's exit codes.
+using Run = int (*)(const Words& words);
+// The same, for a verb that adds a store and takes the switches of one.
+using AddStore = int (*)(const Words& words, const StoreOptions& options);
 
 struct Verb {
   const wchar_t* name;
@@ -29,18 +34,18 @@ struct Verb {
   const char* help;
   size_t least;  // how many words must follow
   size_t most;   // ... and may
-  int (*run)(const Words& words, const StoreOptions& options);
+  std::variant<Run, AddStore> action;
 };
 
 int QsfOutcome(QsfStatus status) {
   return Outcome(status == QsfStatus::kOk, QsfStatusText(status));
 }
 
-int MakeProfile(const Words& words, const StoreOptions&) {
+int MakeProfile(const Words& words) {
   return Outcome(Profile(words[0]).Create(), "the registry refuses the profile");
 }
 
-int DropProfile(const Words& words, const StoreOptions&) {
+int DropProfile(const Words& words) {
   return Outcome(Profile(words[0]).Delete(), "the registry refuses to delete the profile");
 }
 
@@ -66,13 +71,13 @@ int AddOrphan(const Words& words, const StoreOptions& options) {
   return kDone;
 }
 
-int Remove(const Words& words, const StoreOptions&) {
+int Remove(const Words& words) {
   const auto service = Profile(words[0]).Find(words[1]);
   return Outcome(service && Profile(words[0]).Remove(service->uid),
                  "the profile has no such store");
 }
 
-int Mark(const Words& words, const StoreOptions&) {
+int Mark(const Words& words) {
   const auto service = Profile(words[0]).Find(words[1]);
   const auto mark = ParseNumber(Utf8FromWide(words[2]));
   if (!mark && words[2] != L"none") return kNotUnderstood;
@@ -80,21 +85,17 @@ int Mark(const Words& words, const StoreOptions&) {
                  "the profile has no such store");
 }
 
-int Damage(const Words& words, const StoreOptions&) {
+int Damage(const Words& words) {
   const auto damage = QsfDamageFromText(Utf8FromWide(words[1]));
   if (!damage) return kNotUnderstood;
   return Outcome(DamageQsf(words[0], *damage), "the file cannot be read or written");
 }
 
-int Repair(const Words& words, const StoreOptions&) {
-  return QsfOutcome(RepairQsf(words[0], nullptr));
-}
+int Repair(const Words& words) { return QsfOutcome(RepairQsf(words[0])); }
 
-int Compact(const Words& words, const StoreOptions&) {
-  return QsfOutcome(CompactQsf(words[0], nullptr));
-}
+int Compact(const Words& words) { return QsfOutcome(CompactQsf(words[0], nullptr)); }
 
-int Lock(const Words& words, const StoreOptions&) {
+int Lock(const Words& words) {
   const auto seconds = ParseNumber(Utf8FromWide(words[1]));
   if (!seconds) return kNotUnderstood;
   QsfLock lock(words[0]);
@@ -104,14 +105,15 @@ int Lock(const Words& words, const StoreOptions&) {
   return kDone;
 }
 
-int SetDirectory(const Words& words, const StoreOptions&) {
+int SetDirectory(const Words& words) {
   const bool none = words[0] == L"none";
   return Outcome(SetLabDirectory(none ? L"" : words[0]), "the registry refuses");
 }
 
-int SetOutlook(const Words& words, const StoreOptions&) {
-  if (words[0] == L"none")
+int SetOutlook(const Words& words) {
+  if (words[0] == L"none") {
     return Outcome(WriteOutlookVersion(std::nullopt), "the registry refuses");
+  }
   OutlookVersion version{0, 0};
   if (std::sscanf(Utf8FromWide(words[0]).c_str(), "%u.%u", &version.major, &version.minor) < 1) {
     return kNotUnderstood;
@@ -119,36 +121,7 @@ int SetOutlook(const Words& words, const StoreOptions&) {
   return Outcome(WriteOutlookVersion(version), "the registry refuses");
 }
 
-// A word of a rule as the plan's text takes it.
-std::string PlanWord(const std::wstring& word) {
-  const std::string text = Utf8FromWide(word);
-  return text.find_first_of(" \t\"#") == std::string::npos && !text.empty() ? text : Quote(text);
-}
-
-// Adds the rule of these words to the plan that the lab's directory holds.
-template <class Plan>
-int AddRule(const Words& words) {
-  const std::wstring directory = LabDirectory();
-  if (directory.empty()) return Outcome(false, "the lab has no directory");
-  Plan plan = Plan::Load(directory);
-  std::string line;
-  for (const std::wstring& word : words) line += (line.empty() ? "" : " ") + PlanWord(word);
-  if (!plan.Parse(line)) return kNotUnderstood;
-  Print(plan.Format());
-  return Outcome(plan.Save(directory), "the plan cannot be written");
-}
-
-template <class Plan>
-int EmptyPlan(const Words&, const StoreOptions&) {
-  const std::wstring directory = LabDirectory();
-  return Outcome(!directory.empty() && Plan().Save(directory), "the plan cannot be written");
-}
-
-int Fault(const Words& words, const StoreOptions&) { return AddRule<FaultPlan>(words); }
-
-int Compaction(const Words& words, const StoreOptions&) { return AddRule<CompactionPlan>(words); }
-
-int MakeFile(const Words& words, const StoreOptions&) {
+int MakeFile(const Words& words) {
   uint64_t size = 0;
   const std::string text = Utf8FromWide(words[1]);
   const auto read = std::from_chars(text.data(), text.data() + text.size(), size);
@@ -156,7 +129,7 @@ int MakeFile(const Words& words, const StoreOptions&) {
   return Outcome(WriteFileOfSize(words[0], size), "the file cannot be written");
 }
 
-int Companions(const Words& words, const StoreOptions&) {
+int Companions(const Words& words) {
   const std::vector<std::wstring> written =
       words.size() == 1 ? WriteCompanions(words[0])
                         : WriteCompanions(words[0], {words.begin() + 1, words.end()});
@@ -164,13 +137,13 @@ int Companions(const Words& words, const StoreOptions&) {
   return Outcome(!written.empty(), "the files cannot be written");
 }
 
-int Accessed(const Words& words, const StoreOptions&) {
+int Accessed(const Words& words) {
   const auto time = ParseUtcTime(Utf8FromWide(words[1]));
   if (!time) return kNotUnderstood;
   return Outcome(SetLastAccess(words[0], *time), "the file's times cannot be set");
 }
 
-int ShowJournal(const Words& words, const StoreOptions&) {
+int ShowJournal(const Words& words) {
   for (const JournalEntry& entry : ReadJournal(JournalPath())) {
     const std::string line = FormatJournalLine(entry);
     if (words.empty() || line.find(Utf8FromWide(words[0])) != std::string::npos) {
@@ -180,30 +153,24 @@ int ShowJournal(const Words& words, const StoreOptions&) {
   return kDone;
 }
 
-int ShowDialogs(const Words&, const StoreOptions&) {
+int ShowDialogs(const Words&) {
   for (const DialogRecord& record : Dialogs(ReadJournal(JournalPath()))) {
     Print(DescribeDialog(record) + "\n");
   }
   return kDone;
 }
 
-int NoJournal(const Words&, const StoreOptions&) {
+int NoJournal(const Words&) {
   return Outcome(DeleteFileW(JournalPath().c_str()) || GetLastError() == ERROR_FILE_NOT_FOUND,
                  "the journal cannot be deleted");
 }
 
-int Show(const Words& words, const StoreOptions&) {
+int Show(const Words& words) {
   Print(words.empty() ? DescribeInstallation() : Profile(words[0]).Describe());
   return kDone;
 }
 
-// A verb that takes no switches of stores.
-template <int (*Run)(const Words& words)>
-int Plain(const Words& words, const StoreOptions&) {
-  return Run(words);
-}
-
-int Help(const Words& words, const StoreOptions& options);
+int Help(const Words& words);
 
 constexpr size_t kAny = SIZE_MAX;
 constexpr Verb kVerbs[] = {
@@ -228,19 +195,21 @@ constexpr Verb kVerbs[] = {
      Accessed},
     {L"directory", "PATH|none", "where the lab keeps journal and fault plan", 1, 1, SetDirectory},
     {L"outlook", "VERSION|none", "which Outlook is installed: 14.0, 16.0", 1, 1, SetOutlook},
-    {L"tool", "DIRECTORY", "install the repair tool there, where MAPI then is", 1, 1,
-     Plain<PlaceTool>},
+    {L"tool", "DIRECTORY", "install the repair tool there, where MAPI then is", 1, 1, PlaceTool},
     {L"controller", "STATE", "absent, stopped, running, paused, pending, broken, disabled", 1, 1,
-     Plain<PutController>},
-    {L"database", "SERVER DATABASE", "make the configuration database anew", 2, 2,
-     Plain<MakeDatabase>},
-    {L"server", "ID NAME|this [TYPE]", "add a server to it", 2, 3, Plain<AddBesServer>},
-    {L"user", "SERVER-ID ADDRESS [AGENT]", "add a user to it", 2, 3, Plain<AddBesUser>},
-    {L"users", "", "print the database's users", 0, 0, Plain<ShowBesUsers>},
-    {L"fault", "RULE...", "add a rule to the fault plan", 2, kAny, Fault},
-    {L"no-faults", "", "empty the fault plan", 0, 0, EmptyPlan<FaultPlan>},
-    {L"compaction", "STORE RULE...", "add a rule to the compaction plan", 2, kAny, Compaction},
-    {L"plain-compaction", "", "empty the compaction plan", 0, 0, EmptyPlan<CompactionPlan>},
+     PutController},
+    {L"database", "SERVER DATABASE", "make the configuration database anew", 2, 2, MakeDatabase},
+    {L"server", "ID NAME|this [TYPE]", "add a server to it", 2, 3, AddBesServer},
+    {L"user", "SERVER-ID ADDRESS [AGENT]", "add a user to it", 2, 3, AddBesUser},
+    {L"users", "", "print the database's users", 0, 0, ShowBesUsers},
+    {L"fault", "RULE...", "add a rule to the fault plan", 2, kAny, AddFault},
+    {L"no-faults", "", "empty the fault plan", 0, 0, EmptyFaults},
+    {L"compaction", "STORE RULE...", "add a rule to the compaction plan", 2, kAny,
+     AddCompactionRule},
+    {L"plain-compaction", "", "empty the compaction plan", 0, 0, EmptyCompaction},
+    {L"repair-plan", "[file TEXT] OPTION VALUE", "say how the repair tool behaves", 2, 4,
+     AddRepairOption},
+    {L"plain-repair-plan", "", "let it behave as it usually does", 0, 0, EmptyRepair},
     {L"dialogs", "", "print what dialogs were shown, and how each ended", 0, 0, ShowDialogs},
     {L"journal", "[TEXT]", "print the journal, or its lines that hold TEXT", 0, 1, ShowJournal},
     {L"no-journal", "", "delete the journal", 0, 0, NoJournal},
@@ -248,7 +217,7 @@ constexpr Verb kVerbs[] = {
     {L"help", "", "print this", 0, 0, Help},
 };
 
-int Help(const Words&, const StoreOptions&) {
+int Help(const Words&) {
   std::string text = "labctl makes and shows a simulated installation.\n\n";
   for (const Verb& verb : kVerbs) {
     std::string head = "  " + Utf8FromWide(verb.name) + " " + verb.arguments;
@@ -259,10 +228,17 @@ int Help(const Words&, const StoreOptions&) {
   return kDone;
 }
 
-int RunChecked(const Verb& verb, const Words& words, const StoreOptions& options) {
+const Verb* FindVerb(const std::wstring& name) {
+  const auto found = std::find_if(std::begin(kVerbs), std::end(kVerbs),
+                                  [&](const Verb& verb) { return name == verb.name; });
+  return found == std::end(kVerbs) ? nullptr : &*found;
+}
+
+int RunAction(const Verb& verb, const Words& words, const StoreOptions& options) {
   if (words.size() < verb.least || words.size() > verb.most) return kNotUnderstood;
   try {
-    return verb.run(words, options);
+    if (const auto* run = std::get_if<Run>(&verb.action)) return (*run)(words);
+    return std::get<AddStore>(verb.action)(words, options);
   } catch (const std::exception& error) {
     return Outcome(false, error.what());
   }
@@ -271,23 +247,23 @@ int RunChecked(const Verb& verb, const Words& words, const StoreOptions& options
 }  // namespace
 
 int RunVerb(Words words) {
-  if (words.empty()) return Help(words, {});
-  const auto found = std::find_if(std::begin(kVerbs), std::end(kVerbs),
-                                  [&](const Verb& verb) { return words[0] == verb.name; });
-  if (found == std::end(kVerbs)) {
+  if (words.empty()) return Help(words);
+  const Verb* verb = FindVerb(words[0]);
+  if (verb == nullptr) {
     PrintError("labctl: no such verb; \"labctl help\" lists them\n");
     return kNotUnderstood;
   }
   words.erase(words.begin());
   StoreOptions options;
   std::string error;
-  if (!TakeStoreOptions(&words, &options, &error)) {
+  if (std::holds_alternative<AddStore>(verb->action) &&
+      !TakeStoreOptions(&words, &options, &error)) {
     PrintError("labctl: " + error + " is no switch, or its value is wrong\n");
     return kNotUnderstood;
   }
-  const int code = RunChecked(*found, words, options);
+  const int code = RunAction(*verb, words, options);
   if (code == kNotUnderstood) {
-    PrintError("usage: labctl " + Utf8FromWide(found->name) + " " + found->arguments + "\n");
+    PrintError("usage: labctl " + Utf8FromWide(verb->name) + " " + verb->arguments + "\n");
   }
   return code;
 }

@@ -3,7 +3,7 @@
 //   lab::KeepDesktopWarm();
 //   lab::RepairPlan plan;
 //   plan.options.scanTime = 3000;
-//   plan.AddFile(L"ann.qsf").outcome = lab::RepairOutcome::kErrorBox;
+//   plan.File(L"ann.qsf").outcome = lab::RepairOutcome::kErrorBox;
 //   plan.Save(labDirectory);
 //   lab::PlaceRepairTool(L"C:\\outlook", labFolder + L"\\SCANPST.EXE");
 #pragma once

@@ -1,16 +1,17 @@
 #include "lab/repair/repair_plan.h"
 
-#include <windows.h>
-
 #include <optional>
 #include <span>
 #include <utility>
 #include <variant>
 
+#include "lab/common/rule_file.h"
 #include "lab/common/text.h"
 
 namespace lab {
 namespace {
+
+constexpr wchar_t kFileName[] = L"repair.txt";
 
 template <typename Value>
 struct Word {
@@ -141,7 +142,10 @@ bool SetRepairOption(RepairOptions* options, std::string_view name, std::string_
   return false;
 }
 
-RepairOptions& RepairPlan::AddFile(std::wstring text) {
+RepairOptions& RepairPlan::File(std::wstring text) {
+  for (Block& block : blocks_) {
+    if (block.text == text) return block.options;
+  }
   blocks_.push_back({std::move(text), options});
   return blocks_.back().options;
 }
@@ -165,34 +169,21 @@ std::string RepairPlan::Format() const {
 
 bool RepairPlan::Parse(std::string_view text, std::string* error) {
   RepairOptions* current = &options;
-  for (const std::string& line : SplitLines(text)) {
-    const std::vector<std::string> words = SplitQuoted(line);
-    if (words.empty() || words[0].starts_with('#')) continue;
-    if (words.size() == 2 && words[0] == kFileWord) {
-      current = &AddFile(WideFromUtf8(words[1]));
-    } else if (words.size() != 2 || !SetRepairOption(current, words[0], words[1])) {
-      if (error != nullptr) *error = line;
-      return false;
-    }
-  }
-  return true;
+  const auto take = [&](const std::vector<std::string>& words) {
+    if (words.size() != 2) return false;
+    if (words[0] != kFileWord) return SetRepairOption(current, words[0], words[1]);
+    current = &File(WideFromUtf8(words[1]));
+    return true;
+  };
+  return ReadRules(text, take, error);
 }
 
 bool RepairPlan::Save(const std::wstring& directory) const {
-  CreateDirectoryW(directory.c_str(), nullptr);
-  return WriteWholeFile(RepairPlanPath(directory), Format());
+  return SaveRuleFile(directory, kFileName, Format());
 }
 
 RepairPlan RepairPlan::Load(const std::wstring& directory) {
-  RepairPlan plan;
-  const std::wstring path = RepairPlanPath(directory);
-  if (path.empty()) return plan;
-  if (const auto text = ReadWholeFile(path)) plan.Parse(*text);
-  return plan;
-}
-
-std::wstring RepairPlanPath(const std::wstring& directory) {
-  return directory.empty() ? std::wstring() : directory + L"\\repair.txt";
+  return LoadPlan<RepairPlan>(directory, kFileName);
 }
 
 }  // namespace lab

@@ -1,8 +1,8 @@
 // How the repair tool of the lab behaves. Without a plan it does what the file asks for.
 //
-// The plan is `repair.txt` in the lab's directory, one option a line; a line that begins with '#'
-// is a comment. The options behind a line "file <text>" hold only for store files whose path
-// contains the text (without regard to the case of A to Z), instead of and beside those above it.
+// The plan is the rule file `repair.txt` (rule_file.h), one option a line. The options behind a
+// line "file <text>" hold only for store files whose path contains the text (without regard to the
+// case of A to Z), instead of and beside those above it.
 //
 //   scan-time 3000
 //   file ann.qsf
@@ -87,22 +87,22 @@ class RepairPlan {
   // The plan's head, for every file that no block is for.
   RepairOptions options;
 
-  // Adds a block for the files whose path contains `text`. It starts as the head now is. The
-  // reference is good until the next block is added.
-  RepairOptions& AddFile(std::wstring text);
+  // The block for the files whose path contains `text`; a new one starts as the head now is. The
+  // reference is good until another block is made.
+  RepairOptions& File(std::wstring text);
 
   // The options for the file: those of the first block that fits, or the head.
   const RepairOptions& For(std::wstring_view path) const;
 
-  // The plan's text, and back. Parse stops at the first line that is no option, returns false, and
-  // `error`, when given, names the line.
+  // The plan's text, and back. Parse adds what it reads to the plan; at the first line that is no
+  // option it stops and returns false, and `error`, when given, names the line.
   std::string Format() const;
   bool Parse(std::string_view text, std::string* error = nullptr);
 
   // Writes `repair.txt` in `directory`, which is created when it does not exist.
   bool Save(const std::wstring& directory) const;
 
-  // The plan kept in `directory`, or an empty one.
+  // The plan kept in `directory`; see LoadPlan.
   static RepairPlan Load(const std::wstring& directory);
 
  private:
@@ -113,8 +113,5 @@ class RepairPlan {
 
   std::vector<Block> blocks_;
 };
-
-// `repair.txt` in `directory`; empty when that is empty.
-std::wstring RepairPlanPath(const std::wstring& directory);
 
 }  // namespace lab

@@ -45,7 +45,7 @@ TEST(RepairPlan, ComesBackAsItWasWritten) {
   RepairPlan plan;
   plan.options.scanTime = 3000;
   plan.options.afterCancel = AfterCancel::kContinue;
-  RepairOptions& ann = plan.AddFile(L"ann \"x\".qsf");
+  RepairOptions& ann = plan.File(L"ann \"x\".qsf");
   ann.errorText = L"Disk \u20AC on fire.";
   ann.window = false;
   RepairPlan back;

@@ -75,7 +75,7 @@ bool RepairStore(const std::wstring& path, std::wstring* text) {
     *text = L"The backup file " + BackupPathOf(path) + L" cannot be written.";
     return false;
   }
-  if (RepairQsf(path, nullptr) != QsfStatus::kOk) {
+  if (RepairQsf(path) != QsfStatus::kOk) {
     *text = L"The file " + path + L" cannot be repaired.";
     return false;
   }

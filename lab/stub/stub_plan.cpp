@@ -1,18 +1,18 @@
 #include "lab/stub/stub_plan.h"
 
-#include <windows.h>
-
 #include <utility>
 
+#include "lab/common/rule_file.h"
 #include "lab/common/text.h"
 
 namespace lab {
 namespace {
 
+constexpr wchar_t kFileName[] = L"mapistub.txt";
 constexpr char kAny[] = "*";
 constexpr char kNoQualifier[] = "null";
 
-// A rule's last two words, "path <path>", "empty", "fail" or "fail <path>".
+// The words behind a rule's qualifier: "path <path>", "empty", "fail" or "fail <path>".
 std::optional<StubAnswer> ReadAnswer(const std::vector<std::string>& words) {
   const bool hasPath = words.size() == 3;
   if (words.size() < 2 || words.size() > 3) return std::nullopt;
@@ -64,34 +64,20 @@ std::string StubPlan::Format() const {
 }
 
 bool StubPlan::Parse(std::string_view text, std::string* error) {
-  for (const std::string& line : SplitLines(text)) {
-    const std::vector<std::string> words = SplitQuoted(line);
-    if (words.empty() || words[0].starts_with('#')) continue;
+  const auto take = [this](const std::vector<std::string>& words) {
     const std::optional<StubAnswer> answer = ReadAnswer(words);
-    if (!answer) {
-      if (error != nullptr) *error = line;
-      return false;
-    }
-    Add(words[0], *answer);
-  }
-  return true;
+    if (answer) Add(words[0], *answer);
+    return answer.has_value();
+  };
+  return ReadRules(text, take, error);
 }
 
 bool StubPlan::Save(const std::wstring& directory) const {
-  CreateDirectoryW(directory.c_str(), nullptr);
-  return WriteWholeFile(StubPlanPath(directory), Format());
+  return SaveRuleFile(directory, kFileName, Format());
 }
 
 StubPlan StubPlan::Load(const std::wstring& directory) {
-  StubPlan plan;
-  const std::wstring path = StubPlanPath(directory);
-  if (path.empty()) return plan;
-  if (const auto text = ReadWholeFile(path)) plan.Parse(*text);
-  return plan;
-}
-
-std::wstring StubPlanPath(const std::wstring& directory) {
-  return directory.empty() ? std::wstring() : directory + L"\\mapistub.txt";
+  return LoadPlan<StubPlan>(directory, kFileName);
 }
 
 }  // namespace lab

@@ -1,8 +1,7 @@
 // What FGetComponentPath of the lab's MAPI stub answers.
 //
-// The plan is `mapistub.txt` in the lab's directory, one rule a line; a line that begins with '#'
-// is a comment. The first rule whose qualifier is the caller's counts, and `*` is any. Without one
-// the call fails and leaves the caller's buffer alone.
+// The plan is the rule file `mapistub.txt` (rule_file.h). The first rule whose qualifier is the
+// caller's counts, and `*` is any. Without one the call fails and leaves the caller's buffer alone.
 //
 //   1033 path C:\outlook\olmapi32.dll             succeeds with the path
 //   1034 fail                                     fails
@@ -35,15 +34,15 @@ class StubPlan {
   // `qualifier` may be null.
   StubAnswer For(const char* qualifier) const;
 
-  // The plan's text, and back. Parse stops at the first line that is no rule, returns false, and
-  // `error`, when given, names the line.
+  // The plan's text, and back. Parse adds what it reads to the plan; at the first line that is no
+  // rule it stops and returns false, and `error`, when given, names the line.
   std::string Format() const;
   bool Parse(std::string_view text, std::string* error = nullptr);
 
   // Writes `mapistub.txt` in `directory`, which is created when it does not exist.
   bool Save(const std::wstring& directory) const;
 
-  // The plan kept in `directory`, or an empty one.
+  // The plan kept in `directory`; see LoadPlan.
   static StubPlan Load(const std::wstring& directory);
 
  private:
@@ -56,8 +55,5 @@ class StubPlan {
 
   std::vector<Rule> rules_;
 };
-
-// `mapistub.txt` in `directory`; empty when that is empty.
-std::wstring StubPlanPath(const std::wstring& directory);
 
 }  // namespace lab

@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <filesystem>
+#include <stdexcept>
+
 #include "lab/common/entry_id.h"
 #include "lab/common/fault_plan.h"
 #include "lab/common/files.h"
 #include "lab/common/installation.h"
 #include "lab/common/journal.h"
 #include "lab/common/qsf_file.h"
+#include "lab/common/rule_file.h"
 #include "lab/common/text.h"
 
 namespace {
@@ -53,12 +57,25 @@ TEST(Journal, ALineComesBackAsItWas) {
   entry.ordinal = 4;
   entry.arguments = {{"restriction", "or(\"x y\")"}, {"flags", "0x0"}, {"name", ""}};
   entry.result = 0x80040111;
+  const std::string line = lab::FormatJournalLine(entry);
+  EXPECT_EQ(line,
+            "5 7 1 2 IMAPITable::Restrict #3 n=4 restriction=\"or(\\\"x y\\\")\" flags=0x0 "
+            "name=\"\" =0x80040111");
   lab::JournalEntry read;
-  ASSERT_TRUE(lab::ParseJournalLine(lab::FormatJournalLine(entry), &read));
+  ASSERT_TRUE(lab::ParseJournalLine(line, &read));
   EXPECT_EQ(read.arguments, entry.arguments);
-  EXPECT_EQ(read.result, entry.result);
-  EXPECT_EQ(read.object, 3u);
-  EXPECT_EQ(read.ordinal, 4u);
+  EXPECT_EQ(lab::FormatJournalLine(read), line);
+}
+
+TEST(Journal, ANoteComesBackAsItWas) {
+  for (const std::string line : {"5 5 1 2 LEAK row #3", "5 5 1 2 UNEXPECTED a \"b\"  c"}) {
+    lab::JournalEntry read;
+    ASSERT_TRUE(lab::ParseJournalLine(line, &read));
+    EXPECT_EQ(lab::FormatJournalLine(read), line);
+  }
+  lab::JournalEntry read;
+  EXPECT_FALSE(lab::ParseJournalLine("5 5 1 x LEAK row #3", &read));
+  EXPECT_FALSE(lab::ParseJournalLine("", &read));
 }
 
 TEST(Journal, CountsWhatIsInFlightAtOnce) {
@@ -99,6 +116,21 @@ TEST(FaultPlan, CountsByOperationByPlaceAndOverall) {
   EXPECT_FALSE(injector.NextValue("Table.Column.00000000").fails);
 }
 
+TEST(RuleFile, APlanEndsWhereALineIsNoRuleAndTheJournalTells) {
+  const std::wstring directory = TempPath(L"plan");
+  ASSERT_TRUE(lab::SaveRuleFile(directory, L"faults.txt",
+                                "# a comment\r\n\r\nMAPILogonEx 1 0x1\r\nnonsense\r\n* 2 0x2\r\n"));
+  EXPECT_EQ(lab::FaultPlan::Load(directory).Format(), "MAPILogonEx 1 0x00000001\n");
+  EXPECT_EQ(lab::UnexpectedCalls(lab::ReadJournal(lab::JournalPath(directory))),
+            std::vector<std::string>{"a plan with a line that is no rule: nonsense"});
+  std::filesystem::remove_all(directory);
+}
+
+TEST(RuleFile, WithoutADirectoryThereIsNoPlan) {
+  EXPECT_FALSE(lab::FaultPlan().Save(L""));
+  EXPECT_TRUE(lab::FaultPlan::Load(L"").Rules().empty());
+}
+
 TEST(EntryId, AnEmbeddedStoreNamesItsParent) {
   const lab::Uid own = {1};
   const lab::Uid parent = {2};
@@ -125,7 +157,7 @@ TEST_P(DamagedQsf, IsFoundAndRepaired) {
   EXPECT_EQ(lab::CheckQsf(path, &problems), minor ? lab::QsfStatus::kOk : lab::QsfStatus::kDamaged);
   ASSERT_FALSE(problems.empty());
   EXPECT_EQ(problems[0].damage, GetParam());
-  EXPECT_EQ(lab::RepairQsf(path, nullptr), lab::QsfStatus::kOk);
+  EXPECT_EQ(lab::RepairQsf(path), lab::QsfStatus::kOk);
   EXPECT_EQ(lab::CheckQsf(path, &problems), lab::QsfStatus::kOk);
   EXPECT_TRUE(problems.empty());
   DeleteFileW(path.c_str());
@@ -176,6 +208,25 @@ TEST(Installation, TheSameStepsGiveTheSameBytes) {
     entryIds.push_back(profile.Services().back().EntryId());
   }
   EXPECT_EQ(entryIds[0], entryIds[1]);
+  EXPECT_TRUE(lab::ParentProviderOfEntryId(entryIds[0]));
+  EXPECT_TRUE(profile.Delete());
+}
+
+TEST(Installation, AnOrderThatDoesNotFitIsRefused) {
+  const lab::Profile profile(L"QrvLabTestOrder");
+  profile.Delete();
+  lab::StoreOptions options;
+  options.withFile = false;
+  options.order = lab::kOrderLimit;
+  EXPECT_THROW(profile.AddRootStore(L"bes@example.com", L"C:\\x\\bes.qsf", options),
+               std::runtime_error);
+  EXPECT_FALSE(profile.Exists());
+  options.order = lab::kOrderLimit - 1;
+  const lab::Bytes last =
+      profile.AddSecondaryStore(L"ann@example.com", L"C:\\x\\a.qsf", options).EntryId();
+  options.order.reset();
+  EXPECT_LT(profile.AddSecondaryStore(L"bob@example.com", L"C:\\x\\b.qsf", options).EntryId(),
+            last);
   EXPECT_TRUE(profile.Delete());
 }
 
@@ -195,7 +246,7 @@ TEST(Installation, RemovingAServiceTakesItsSectionsAndPlaces) {
   EXPECT_TRUE(profile.Delete());
 }
 
-TEST(Files, ABigFileIsNoStoreAndTakesNoTime) {
+TEST(Files, ABigFileIsNotReadAsAStore) {
   const std::wstring path = TempPath(L"big.qsf");
   constexpr uint64_t kSize = (5ull << 30) + 1023;
   ASSERT_TRUE(lab::WriteFileOfSize(path, kSize));

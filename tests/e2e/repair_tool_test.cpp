@@ -349,12 +349,12 @@ TEST_F(RepairToolTest, AFileThatIsInUseIsTheToolsError) {
 
 TEST_F(RepairToolTest, TheEditFieldDecidesWhatAnOkMeans) {
   RepairPlan plan;
-  plan.AddFile(L"ann.qsf").resultEdit = lab::ResultEdit::kNever;
+  plan.File(L"ann.qsf").resultEdit = lab::ResultEdit::kNever;
   PlanTool(plan);
   const std::wstring ann = AddStore(L"ann");
   EXPECT_EQ(Scan(),
             Scanned(ann, {Line("ScanPST Error: No errors were found in this file."), kError}));
-  lab::RepairOptions& always = plan.AddFile(L"bob.qsf");
+  lab::RepairOptions& always = plan.File(L"bob.qsf");
   always.outcome = lab::RepairOutcome::kErrorBox;
   always.resultEdit = lab::ResultEdit::kAlways;
   PlanTool(plan);
