@@ -3,8 +3,9 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <mutex>
 
+#include "lab/common/session_mutex.h"
 #include "lab/common/text.h"
 
 namespace lab {
@@ -12,23 +13,10 @@ namespace {
 
 // Appending is one write, but not everywhere is "write at the end" one step: the mutex makes it so
 // for all processes of a session.
-class AppendLock {
- public:
-  AppendLock() { WaitForSingleObject(Mutex(), 5000); }
-  AppendLock(const AppendLock&) = delete;
-  AppendLock& operator=(const AppendLock&) = delete;
-  ~AppendLock() { ReleaseMutex(Mutex()); }
-
- private:
-  // Open until the process ends.
-  static HANDLE Mutex() {
-    static const HANDLE kMutex = CreateMutexW(nullptr, FALSE, L"Local\\QrvLabJournal");
-    return kMutex;
-  }
-};
+SessionMutex g_appendMutex(L"Local\\QrvLabJournal", 5000);
 
 void AppendLine(const std::wstring& path, const std::string& line) {
-  AppendLock lock;
+  const std::lock_guard lock(g_appendMutex);
   HANDLE file = CreateFileW(path.c_str(), FILE_APPEND_DATA,
                             FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                             OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -126,9 +114,7 @@ std::string FormatJournalLine(const JournalEntry& entry) {
   for (const auto& [name, value] : entry.arguments) {
     line += ' ' + name + '=' + (IsPlain(value) ? value : Quote(value));
   }
-  char result[16];
-  std::snprintf(result, sizeof(result), " =0x%08x", entry.result);
-  return line + result;
+  return line + " =" + HexResult(entry.result);
 }
 
 bool ParseJournalLine(std::string_view line, JournalEntry* entry) {

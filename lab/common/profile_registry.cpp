@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 
 #include "lab/common/registry_key.h"
+#include "lab/common/session_mutex.h"
 
 namespace lab {
 namespace {
@@ -15,6 +17,8 @@ constexpr wchar_t kOldProfilesKey[] =
     L"Software\\Microsoft\\Windows NT\\CurrentVersion\\Windows Messaging Subsystem\\Profiles";
 // The first version that keeps its profiles below its own key.
 constexpr unsigned kFirstOwnProfilesMajor = 15;
+
+SessionMutex g_profilesMutex(L"Local\\QrvLabProfiles");
 
 RegistryKey OpenSection(const std::wstring& profile, const Uid& section) {
   return RegistryKey::OpenExisting(HKEY_CURRENT_USER, SectionKeyPath(profile, section));
@@ -222,13 +226,7 @@ bool DeleteService(const std::wstring& profile, const Uid& service) {
 }
 
 void WithProfilesLocked(const std::function<void()>& change) {
-  static const HANDLE kMutex = CreateMutexW(nullptr, FALSE, L"Local\\QrvLabProfiles");
-  struct Lock {
-    Lock() { WaitForSingleObject(kMutex, INFINITE); }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-    ~Lock() { ReleaseMutex(kMutex); }
-  } lock;
+  const std::lock_guard lock(g_profilesMutex);
   change();
 }
 
