@@ -1,7 +1,6 @@
 #include "lab/mapi/administration.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -20,12 +19,6 @@ namespace {
 constexpr ULONG kCompactionRequest = PROP_TAG(PT_OBJECT, 0x6666);
 
 constexpr ULONG kSectionFlags = MAPI_MODIFY | MAPI_DEFERRED_ERRORS | kForceAccess;
-
-Uid FromMapiUid(const MAPIUID& uid) {
-  Uid own;
-  std::memcpy(own.data(), uid.ab, own.size());
-  return own;
-}
 
 // The properties of `section` that a table shows, with the UID under `uidTag`.
 PropertyList SectionRow(const std::wstring& profile, const Uid& section, ULONG uidTag) {
@@ -47,8 +40,8 @@ std::vector<PropertyList> SectionRows(const std::wstring& profile, const std::ve
 LPMAPITABLE MakeProviderTable(const std::string& madeBy, const std::wstring& profile,
                               const std::vector<Uid>& providers) {
   return new Table(madeBy, "ProviderTable",
-                   {kInstanceKey, kProviderUid, kResourceType, kServiceUid, kDisplayNameA},
-                   SectionRows(profile, providers, kProviderUid));
+                   {kInstanceKey, kTagProviderUid, kTagResourceType, kTagServiceUid, kDisplayNameA},
+                   SectionRows(profile, providers, kTagProviderUid));
 }
 
 std::vector<Uid> ServicesOf(const std::wstring& profile) {
@@ -62,11 +55,12 @@ bool HasService(const std::wstring& profile, const Uid& service) {
 
 HRESULT RunOpenSection(Call& call, const std::wstring& profile, LPMAPIUID uid, LPCIID iid,
                        ULONG flags, LPPROFSECT* section) {
-  if (uid != nullptr) call.On(SectionKind(profile, *uid));
+  if (uid != nullptr) call.On(SectionKind(profile, UidFromMapi(*uid)));
   call.Uid("uid", uid).Iid("iid", iid).Flags(flags, kSectionFlags).Out(section);
   call.Require(uid != nullptr, "no UID");
   call.Require(AsksFor<IProfSect>(iid), "an interface that a section lacks");
-  return call.Run([&] { return OpenSection(call.Name(), profile, *uid, flags, section); });
+  return call.Run(
+      [&] { return OpenSection(call.Name(), profile, UidFromMapi(*uid), flags, section); });
 }
 
 // The address of the service's mailbox, or empty.
@@ -117,8 +111,8 @@ STDMETHODIMP ServiceAdmin::GetMsgServiceTable(ULONG flags, LPMAPITABLE* table) {
   call.Flags(flags, MAPI_UNICODE).Out(table);
   return call.Run([&] {
     *table = new Table(call.Name(), "MsgServiceTable",
-                       {kInstanceKey, kServiceUid, kServiceNameA, kDisplayNameA},
-                       SectionRows(profile_, ServicesOf(profile_), kServiceUid));
+                       {kInstanceKey, kTagServiceUid, kServiceNameA, kDisplayNameA},
+                       SectionRows(profile_, ServicesOf(profile_), kTagServiceUid));
     return S_OK;
   });
 }
@@ -127,7 +121,7 @@ STDMETHODIMP ServiceAdmin::DeleteMsgService(LPMAPIUID service) {
   Call call(CallName("DeleteMsgService"), this);
   call.Uid("uid", service).Require(service != nullptr, "no UID");
   return call.Run([&] {
-    const bool deleted = DeleteService(profile_, FromMapiUid(*service));
+    const bool deleted = DeleteService(profile_, UidFromMapi(*service));
     ForgetStores(profile_);
     return deleted ? S_OK : MAPI_E_NOT_FOUND;
   });
@@ -140,14 +134,14 @@ STDMETHODIMP ServiceAdmin::ConfigureMsgService(LPMAPIUID service, ULONG_PTR pare
   call.Words("parent-is", DescribeParentWindow(parent));
   const bool one = count == 1 && properties != nullptr;
   if (one) call.Number("tag", properties->ulPropTag).Number("value", LOWORD(properties->Value.i));
-  if (service != nullptr) call.User(AddressOf(profile_, FromMapiUid(*service)));
+  if (service != nullptr) call.User(AddressOf(profile_, UidFromMapi(*service)));
   call.Require(service != nullptr, "no UID");
   call.Require(flags == SERVICE_UI_ALWAYS, "flags other than SERVICE_UI_ALWAYS");
   call.Require(one && properties->ulPropTag == kCompactionRequest && properties->Value.i == 0,
                "other properties than the request for compaction");
   return call.Run([&] {
     uint64_t gained = 0;
-    const HRESULT result = CompactService(profile_, FromMapiUid(*service), &gained);
+    const HRESULT result = CompactService(profile_, UidFromMapi(*service), &gained);
     call.Words("gained", std::to_string(gained));
     return result;
   });
@@ -163,7 +157,7 @@ STDMETHODIMP ServiceAdmin::AdminProviders(LPMAPIUID service, ULONG flags, LPPROV
   Call call(CallName("AdminProviders"), this);
   call.Uid("uid", service).Flags(flags, 0).Out(admin).Require(service != nullptr, "no UID");
   return call.Run([&] {
-    const Uid uid = FromMapiUid(*service);
+    const Uid uid = UidFromMapi(*service);
     if (!HasService(profile_, uid)) return MAPI_E_NOT_FOUND;
     *admin = new ProviderAdmin(call.Name(), profile_, uid);
     return S_OK;

@@ -1,30 +1,18 @@
 #include "lab/mapi/call.h"
 
-#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <new>
 
 #include "lab/common/text.h"
 #include "lab/mapi/object.h"
+#include "lab/mapi/properties.h"
 #include "lab/mapi/runtime.h"
 
 namespace lab {
 namespace {
 
 constexpr int kPoison = 0xDD;
-
-std::string Hex32(uint64_t value) {
-  char text[24];
-  std::snprintf(text, sizeof(text), "0x%llx", static_cast<unsigned long long>(value));
-  return text;
-}
-
-std::string TagText(ULONG tag) {
-  char text[16];
-  std::snprintf(text, sizeof(text), "%08lX", static_cast<unsigned long>(tag));
-  return text;
-}
 
 }  // namespace
 
@@ -39,7 +27,7 @@ Call& Call::Words(const char* name, std::string text) {
   return *this;
 }
 
-Call& Call::Number(const char* name, uint64_t value) { return Words(name, Hex32(value)); }
+Call& Call::Number(const char* name, uint64_t value) { return Words(name, HexNumber(value)); }
 
 Call& Call::Text(const char* name, const wchar_t* text) {
   return Words(name, text == nullptr ? "NULL" : Utf8FromWide(text));
@@ -73,7 +61,7 @@ Call& Call::Tags(const char* name, const SPropTagArray* tags) {
 
 Call& Call::Flags(ULONG flags, ULONG legal) {
   Number("flags", flags);
-  if (flags & ~legal) Refuse(MAPI_E_UNKNOWN_FLAGS, "flags " + Hex32(flags & ~legal));
+  if (flags & ~legal) Refuse(MAPI_E_UNKNOWN_FLAGS, "flags " + HexNumber(flags & ~legal));
   return *this;
 }
 

@@ -167,11 +167,8 @@ HANDLE Hold(const std::wstring& file) {
 
 }  // namespace
 
-OpenStore::OpenStore(std::wstring profile, std::wstring owner, std::wstring file, HANDLE handle)
-    : profile_(std::move(profile)),
-      owner_(std::move(owner)),
-      file_(std::move(file)),
-      handle_(handle) {}
+OpenStore::OpenStore(std::wstring owner, std::wstring file, HANDLE handle)
+    : owner_(std::move(owner)), file_(std::move(file)), handle_(handle) {}
 
 OpenStore::~OpenStore() { CloseHandle(handle_); }
 
@@ -202,7 +199,7 @@ HRESULT OpenStoreByEntryId(const std::wstring& profile, const Bytes& entryId,
   if (FAILED(result)) return result;
   HANDLE handle = Hold(holder->path);
   if (handle == nullptr) return MAPI_E_NO_ACCESS;
-  *store = std::make_shared<OpenStore>(profile, facts.owner, holder->path, handle);
+  *store = std::make_shared<OpenStore>(facts.owner, holder->path, handle);
   return S_OK;
 }
 

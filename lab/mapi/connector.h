@@ -14,17 +14,15 @@ namespace lab {
 // A store that is open: its file is held, and can be read and written but not deleted.
 class OpenStore {
  public:
-  OpenStore(std::wstring profile, std::wstring owner, std::wstring file, HANDLE handle);
+  OpenStore(std::wstring owner, std::wstring file, HANDLE handle);
   OpenStore(const OpenStore&) = delete;
   OpenStore& operator=(const OpenStore&) = delete;
   ~OpenStore();
 
-  const std::wstring& ProfileName() const { return profile_; }
   const std::wstring& Owner() const { return owner_; }  // the mailbox's address
   const std::wstring& File() const { return file_; }
 
  private:
-  const std::wstring profile_;
   const std::wstring owner_;
   const std::wstring file_;
   const HANDLE handle_;

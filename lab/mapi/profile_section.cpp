@@ -1,7 +1,5 @@
 #include "lab/mapi/profile_section.h"
 
-#include <cstdio>
-#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -14,12 +12,6 @@ namespace {
 
 bool IsProviderSection(const std::wstring& profile, const Uid& uid) {
   return ReadRawValue(profile, uid, kTagProviderUid).has_value();
-}
-
-const char* KindOf(const std::wstring& profile, const Uid& uid) {
-  if (uid == kAdminSectionUid) return "AdminSection";
-  if (IsProviderSection(profile, uid)) return "ProviderSection";
-  return ReadRawValue(profile, uid, kTagServiceUid) ? "ServiceSection" : "OtherSection";
 }
 
 std::vector<Property> ReadAll(const SPropTagArray& tags,
@@ -50,13 +42,16 @@ ProfileSection::ProfileSection(std::string madeBy, std::wstring profile, const U
     : PropStubs(std::move(madeBy)),
       profile_(std::move(profile)),
       uid_(uid),
-      kind_(KindOf(profile_, uid)) {}
+      kind_(SectionKind(profile_, uid)) {}
+
+const char* SectionKind(const std::wstring& profile, const Uid& uid) {
+  if (uid == kAdminSectionUid) return "AdminSection";
+  if (IsProviderSection(profile, uid)) return "ProviderSection";
+  return ReadRawValue(profile, uid, kTagServiceUid) ? "ServiceSection" : "OtherSection";
+}
 
 Property ProfileSection::Read(ULONG tag) const {
-  char operation[64];
-  std::snprintf(operation, sizeof(operation), "%s.Prop.%08lX", kind_.c_str(),
-                static_cast<unsigned long>(tag));
-  const auto answer = Runtime::Get().Faults().NextValue(operation);
+  const auto answer = Runtime::Get().Faults().NextValue(kind_ + ".Prop." + TagText(tag));
   if (answer.fails) return ErrorProperty(tag, static_cast<HRESULT>(answer.result));
   auto property = ReadSectionProperty(profile_, uid_, tag);
   return property ? std::move(*property) : ErrorProperty(tag, MAPI_E_NOT_FOUND);
@@ -86,19 +81,11 @@ HRESULT ProfileSection::GetOne(const std::string& madeBy, ULONG tag, LPSPropValu
   return S_OK;
 }
 
-const char* SectionKind(const std::wstring& profile, const MAPIUID& uid) {
-  Uid own;
-  std::memcpy(own.data(), uid.ab, own.size());
-  return KindOf(profile, own);
-}
-
-HRESULT OpenSection(const std::string& madeBy, const std::wstring& profile, const MAPIUID& uid,
+HRESULT OpenSection(const std::string& madeBy, const std::wstring& profile, const Uid& uid,
                     ULONG flags, LPPROFSECT* section) {
-  Uid own;
-  std::memcpy(own.data(), uid.ab, own.size());
-  if (!SectionExists(profile, own) && !(flags & MAPI_MODIFY)) return MAPI_E_NOT_FOUND;
-  if (IsProviderSection(profile, own) && !(flags & kForceAccess)) return MAPI_E_NO_ACCESS;
-  *section = new ProfileSection(madeBy, profile, own);
+  if (!SectionExists(profile, uid) && !(flags & MAPI_MODIFY)) return MAPI_E_NOT_FOUND;
+  if (IsProviderSection(profile, uid) && !(flags & kForceAccess)) return MAPI_E_NO_ACCESS;
+  *section = new ProfileSection(madeBy, profile, uid);
   return S_OK;
 }
 

@@ -33,11 +33,11 @@ class ProfileSection final : public PropStubs<IProfSect> {
 };
 
 // What kind of section `uid` names; see ProfileSection::Kind.
-const char* SectionKind(const std::wstring& profile, const MAPIUID& uid);
+const char* SectionKind(const std::wstring& profile, const Uid& uid);
 
 // Opens a section for IMsgServiceAdmin::OpenProfileSection and its likes. A section that does not
 // exist opens only for writing; a provider's needs MAPI_FORCE_ACCESS.
-HRESULT OpenSection(const std::string& madeBy, const std::wstring& profile, const MAPIUID& uid,
+HRESULT OpenSection(const std::string& madeBy, const std::wstring& profile, const Uid& uid,
                     ULONG flags, LPPROFSECT* section);
 
 // MAPI_FORCE_ACCESS, which the platform's headers lack: open what belongs to a provider.

@@ -3,11 +3,13 @@
 #include <mapicode.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <new>
 #include <utility>
 
 #include "lab/common/profile_registry.h"
+#include "lab/common/registry_key.h"
 #include "lab/mapi/buffers.h"
 
 namespace lab {
@@ -20,12 +22,6 @@ void* CopyTo(void* parent, const void* data, size_t size) {
   if (copy == nullptr) throw std::bad_alloc();
   if (size != 0) std::memcpy(copy, data, size);
   return copy;
-}
-
-std::wstring WideText(const Bytes& data) {
-  std::wstring text(data.size() / sizeof(wchar_t), L'\0');
-  if (!text.empty()) std::memcpy(text.data(), data.data(), text.size() * sizeof(wchar_t));
-  return text.substr(0, text.find(L'\0'));
 }
 
 std::wstring NarrowText(const Bytes& data) {
@@ -44,7 +40,7 @@ std::optional<Property> FromRaw(ULONG tag, const RawValue& raw) {
   property.tag = tag;
   switch (PROP_TYPE(tag)) {
     case PT_UNICODE:
-      property.text = WideText(raw.data);
+      property.text = TextOf(raw);
       return property;
     case PT_STRING8:
       property.text = NarrowText(raw.data);
@@ -97,6 +93,18 @@ Property UidProperty(ULONG tag, const Uid& uid) {
 
 Property ErrorProperty(ULONG tag, HRESULT error) {
   return NumberProperty(CHANGE_PROP_TYPE(tag, PT_ERROR), static_cast<uint32_t>(error));
+}
+
+std::string TagText(ULONG tag) {
+  char text[16];
+  std::snprintf(text, sizeof(text), "%08lX", static_cast<unsigned long>(tag));
+  return text;
+}
+
+Uid UidFromMapi(const MAPIUID& uid) {
+  Uid own;
+  std::memcpy(own.data(), uid.ab, own.size());
+  return own;
 }
 
 Property Lookup(const PropertyList& list, ULONG tag) {

@@ -31,6 +31,11 @@ Property UidProperty(ULONG tag, const Uid& uid);
 // PT_ERROR for the property of `tag`.
 Property ErrorProperty(ULONG tag, HRESULT error);
 
+// A tag as journal and fault plan write it: "3D09001E".
+std::string TagText(ULONG tag);
+
+Uid UidFromMapi(const MAPIUID& uid);
+
 // The property of `list` that a caller who asks for `tag` gets: strings in the width asked for,
 // PT_UNSPECIFIED the type there is, otherwise PT_ERROR with MAPI_E_NOT_FOUND.
 Property Lookup(const PropertyList& list, ULONG tag);

@@ -3,7 +3,6 @@
 #include <mapicode.h>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace lab {
 namespace {
@@ -83,20 +82,12 @@ bool MatchesBits(const SBitMaskRestriction& bits, const PropertyList& row) {
   return ((value.number & bits.ulMask) != 0) == (bits.relBMR == BMR_NEZ);
 }
 
-std::string Format(const char* format, unsigned long value) {
-  char text[24];
-  std::snprintf(text, sizeof(text), format, value);
-  return text;
-}
-
-std::string DescribeTag(ULONG tag) { return Format("%08lX", tag); }
-
 std::string DescribeValue(const SPropValue* value) {
   if (value == nullptr) return "NULL";
   const Property property = FromPropValue(*value);
   if (IsText(property.tag)) return '"' + Utf8FromWide(property.text) + '"';
   if (PROP_TYPE(property.tag) == PT_BINARY) return HexFromBytes(property.bytes);
-  return Format("0x%lx", property.number);
+  return HexNumber(property.number);
 }
 
 std::string DescribeMembers(const char* word, const SRestriction* members, ULONG count) {
@@ -168,19 +159,19 @@ std::string DescribeRestriction(const SRestriction* restriction) {
     case RES_NOT:
       return DescribeMembers("not", res.resNot.lpRes, 1);
     case RES_CONTENT:
-      return "content(" + DescribeTag(res.resContent.ulPropTag) + ',' +
-             Format("0x%lx", res.resContent.ulFuzzyLevel) + ',' +
-             DescribeValue(res.resContent.lpProp) + ')';
+      return "content(" + TagText(res.resContent.ulPropTag) + ',' +
+             HexNumber(res.resContent.ulFuzzyLevel) + ',' + DescribeValue(res.resContent.lpProp) +
+             ')';
     case RES_PROPERTY:
-      return "property(" + DescribeTag(res.resProperty.ulPropTag) + ',' +
-             Format("%lu", res.resProperty.relop) + ',' + DescribeValue(res.resProperty.lpProp) +
+      return "property(" + TagText(res.resProperty.ulPropTag) + ',' +
+             std::to_string(res.resProperty.relop) + ',' + DescribeValue(res.resProperty.lpProp) +
              ')';
     case RES_BITMASK:
-      return "bitmask(" + DescribeTag(res.resBitMask.ulPropTag) + ')';
+      return "bitmask(" + TagText(res.resBitMask.ulPropTag) + ')';
     case RES_EXIST:
-      return "exist(" + DescribeTag(res.resExist.ulPropTag) + ')';
+      return "exist(" + TagText(res.resExist.ulPropTag) + ')';
     default:
-      return "restriction(" + Format("%lu", restriction->rt) + ')';
+      return "restriction(" + std::to_string(restriction->rt) + ')';
   }
 }
 

@@ -46,24 +46,16 @@ void Runtime::InitializeRefused() {
 }
 
 void Runtime::Uninitialize() {
-  bool last = false;
-  {
-    std::lock_guard lock(mutex_);
-    ThreadState& state = threads_[GetCurrentThreadId()];
-    if (state.initialized == 0) {
-      if (state.refused > 0) {
-        --state.refused;
-      } else {
-        Unexpected("MAPIUninitialize on a thread that has not initialised MAPI");
-      }
-      return;
-    }
-    --state.initialized;
-    last = --initialized_ == 0;
-  }
-  if (!last) return;
   std::lock_guard lock(mutex_);
-  ReportHeld("at the last MAPIUninitialize");
+  ThreadState& state = threads_[GetCurrentThreadId()];
+  if (state.initialized > 0) {
+    --state.initialized;
+    if (--initialized_ == 0) ReportHeld("at the last MAPIUninitialize");
+  } else if (state.refused > 0) {
+    --state.refused;
+  } else {
+    Unexpected("MAPIUninitialize on a thread that has not initialised MAPI");
+  }
 }
 
 HRESULT Runtime::CheckInitialized(const std::string& call) {

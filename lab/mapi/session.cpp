@@ -36,8 +36,9 @@ STDMETHODIMP Session::GetMsgStoresTable(ULONG flags, LPMAPITABLE* table) {
     for (const Uid& provider : ReadUidList(profile_, kAdminSectionUid, kTagProviderUids)) {
       rows.push_back(StoreRow(profile_, provider));
     }
-    *table = new Table(call.Name(), "MsgStoresTable",
-                       {kInstanceKey, kEntryId, kDisplayNameA, kDefaultStore, kProviderUid}, rows);
+    *table =
+        new Table(call.Name(), "MsgStoresTable",
+                  {kInstanceKey, kTagEntryId, kDisplayNameA, kDefaultStore, kTagProviderUid}, rows);
     return S_OK;
   });
 }

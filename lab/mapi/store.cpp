@@ -95,7 +95,8 @@ STDMETHODIMP Folder::GetContentsTable(ULONG flags, LPMAPITABLE* table) {
   Call call(CallName("GetContentsTable"), this);
   call.Text("owner", owner_.c_str()).Flags(flags, kContentsFlags).User(owner_).Out(table);
   return call.Run([&] {
-    *table = new Table(call.Name(), "ContentsTable", {kEntryId, kInstanceKey, kDisplayNameA}, {});
+    *table =
+        new Table(call.Name(), "ContentsTable", {kTagEntryId, kInstanceKey, kDisplayNameA}, {});
     return S_OK;
   });
 }

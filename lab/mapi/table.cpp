@@ -1,8 +1,6 @@
 #include "lab/mapi/table.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstring>
 #include <utility>
 
 #include "lab/mapi/buffers.h"
@@ -13,12 +11,6 @@ namespace lab {
 namespace {
 
 constexpr ULONG kSetFlags = TBL_ASYNC | TBL_BATCH;
-
-std::string TagText(ULONG tag) {
-  char text[16];
-  std::snprintf(text, sizeof(text), "%08lX", static_cast<unsigned long>(tag));
-  return text;
-}
 
 }  // namespace
 
@@ -62,9 +54,9 @@ HRESULT Table::ApplyOrder(const SSortOrderSet* order) {
     const bool descending = key.ulOrder == TABLE_SORT_DESCEND;
     std::stable_sort(
         shown_.begin(), shown_.end(), [&](const PropertyList* left, const PropertyList* right) {
-          const int order_ =
+          const int relation =
               CompareProperties(Lookup(*left, key.ulPropTag), Lookup(*right, key.ulPropTag));
-          return descending ? order_ > 0 : order_ < 0;
+          return descending ? relation > 0 : relation < 0;
         });
   }
   cursor_ = 0;
