@@ -14,8 +14,7 @@ std::wstring LabDirectory();
 // An empty one removes the value. False when the registry refuses.
 bool SetLabDirectory(const std::wstring& directory);
 
-// `journal.txt` and `faults.txt` in `directory` (by default the lab's); empty when that is empty.
+// `journal.txt` in `directory` (by default the lab's); empty when that is empty.
 std::wstring JournalPath(const std::wstring& directory = LabDirectory());
-std::wstring FaultPlanPath(const std::wstring& directory = LabDirectory());
 
 }  // namespace lab

@@ -144,15 +144,6 @@ void BesDatabase::AddSampleUsers(int32_t serverId, uint32_t count) {
   AddUsers(users);
 }
 
-std::vector<BesServer> BesDatabase::Servers() {
-  std::vector<BesServer> servers;
-  const std::wstring statement = std::wstring(L"SELECT ") + kServerColumns + L" FROM ServerConfig";
-  for (const OdbcRow& row : Run(statement).rows) {
-    servers.push_back({NumberOf(row.at(0)), row.at(1), row.at(2)});
-  }
-  return servers;
-}
-
 std::vector<BesUser> BesDatabase::UsersWhere(const std::wstring& condition) {
   std::vector<BesUser> users;
   const std::wstring statement =

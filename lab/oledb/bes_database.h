@@ -50,8 +50,7 @@ class BesDatabase {
   // MailboxDN, all on agent 0.
   void AddSampleUsers(int32_t serverId, uint32_t count);
 
-  // All rows, or one server's, in the order in which the database returns them.
-  std::vector<BesServer> Servers();
+  // All users, or one server's, in the order in which the database returns them.
   std::vector<BesUser> Users();
   std::vector<BesUser> Users(int32_t serverId);
   // The agent of the user whose MailboxDN is `mailbox`; none when there is no such user.

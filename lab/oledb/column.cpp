@@ -1,13 +1,12 @@
 #include "lab/oledb/column.h"
 
-#include <oledberr.h>
-
 #include <algorithm>
 #include <cwchar>
 
 #include "lab/common/text.h"
 #include "lab/oledb/memory.h"
 #include "lab/oledb/statement_text.h"
+#include "lab/oledb/summary.h"
 
 namespace lab {
 namespace {
@@ -183,8 +182,7 @@ HRESULT MapColumns(const std::vector<ResultColumn>& columns, DBORDINAL count, co
     ordinals[i] = OrdinalOf(columns, ids[i]);
     if (ordinals[i] == DB_INVALIDCOLUMN) ++missing;
   }
-  if (missing == count) return DB_E_ERRORSOCCURRED;
-  return missing == 0 ? S_OK : DB_S_ERRORSOCCURRED;
+  return Summary(missing, count);
 }
 
 }  // namespace lab

@@ -6,7 +6,6 @@
 
 #include "lab/common/text.h"
 #include "lab/oledb/call.h"
-#include "lab/oledb/conversion.h"
 #include "lab/oledb/memory.h"
 #include "lab/oledb/odbc_error.h"
 #include "lab/oledb/rowset.h"
@@ -47,7 +46,7 @@ void Distort(OdbcResult* result, std::vector<ResultColumn>* columns) {
 
 }  // namespace
 
-Command::Command(Ref<Session> session) : ComObject("command"), session_(std::move(session)) {
+Command::Command(Ref<Session> session) : AccessorObject("command"), session_(std::move(session)) {
   if (TheRuntime().options.holdRows) properties_.SetTrue(DBPROP_CANHOLDROWS);
 }
 
@@ -93,8 +92,7 @@ HRESULT Command::Run(Call* call, std::optional<OdbcResult>* result, std::wstring
   DBROWCOUNT total = DB_COUNTUNAVAILABLE;
   try {
     if (batch.openQuote) throw OdbcError("42000", "unclosed quotation mark");
-    const HRESULT checked = CheckBatch(batch.statements);
-    if (FAILED(checked)) return checked;
+    CheckBatch(batch.statements);
     for (const std::wstring& statement : batch.statements) {
       OdbcResult one = RunStatement(statement);
       if (one.affected >= 0) total = std::max<DBROWCOUNT>(total, 0) + one.affected;
@@ -115,8 +113,8 @@ HRESULT Command::Run(Call* call, std::optional<OdbcResult>* result, std::wstring
 
 // A server reads a batch as a whole before it runs its first statement: a mistake in the text of
 // any of them means that none is run.
-HRESULT Command::CheckBatch(const std::vector<std::wstring>& statements) {
-  if (statements.size() < 2) return S_OK;
+void Command::CheckBatch(const std::vector<std::wstring>& statements) {
+  if (statements.size() < 2) return;
   for (const std::wstring& statement : statements) {
     try {
       session_->Connection().Run(L"EXPLAIN " + statement);
@@ -124,7 +122,6 @@ HRESULT Command::CheckBatch(const std::vector<std::wstring>& statements) {
       if (IsSyntaxError(error)) throw;
     }
   }
-  return S_OK;
 }
 
 OdbcResult Command::RunStatement(const std::wstring& statement) {
@@ -192,28 +189,6 @@ const std::vector<ResultColumn>* Command::KnownColumns() const {
   return columns_ ? &*columns_ : nullptr;
 }
 
-HRESULT Command::AddRefAccessor(HACCESSOR accessor, DBREFCOUNT* references) {
-  return accessors_.AddReference(Number(), accessor, references);
-}
-
-HRESULT Command::CreateAccessor(DBACCESSORFLAGS flags, DBCOUNTITEM count,
-                                const DBBINDING bindings[], DBLENGTH, HACCESSOR* accessor,
-                                DBBINDSTATUS statuses[]) {
-  return Guarded([&] {
-    return accessors_.Create(Number(), KnownColumns(), flags, count, bindings, accessor, statuses);
-  });
-}
-
-HRESULT Command::GetBindings(HACCESSOR accessor, DBACCESSORFLAGS* flags, DBCOUNTITEM* count,
-                             DBBINDING** bindings) {
-  return Guarded(
-      [&] { return accessors_.GetBindings(Number(), accessor, flags, count, bindings); });
-}
-
-HRESULT Command::ReleaseAccessor(HACCESSOR accessor, DBREFCOUNT* references) {
-  return accessors_.Release(Number(), accessor, references);
-}
-
 HRESULT Command::GetColumnInfo(DBORDINAL* count, DBCOLUMNINFO** info, OLECHAR** strings) {
   Call call("IColumnsInfo::GetColumnInfo", Number());
   if (call.Fails()) return call.Fail(count, info, strings);
@@ -226,10 +201,6 @@ HRESULT Command::MapColumnIDs(DBORDINAL count, const DBID ids[], DBORDINAL ordin
   if (call.Fails()) return call.Fail(ordinals);
   if (!columns_) return call.Return(text_ ? DB_E_NOTPREPARED : DB_E_NOCOMMAND);
   return call.Return(MapColumns(*columns_, count, ids, ordinals));
-}
-
-HRESULT Command::CanConvert(DBTYPE from, DBTYPE to, DBCONVERTFLAGS) {
-  return CanConvertType(from, to);
 }
 
 }  // namespace lab

@@ -3,8 +3,8 @@
 #include <windows.h>
 
 #include "lab/common/lab_config.h"
+#include "lab/common/lab_value.h"
 #include "lab/common/text.h"
-#include "lab/oledb/lab_value.h"
 
 namespace lab {
 namespace {
@@ -49,17 +49,9 @@ std::wstring OdbcConnectionString() {
   return SqliteConnectionString(directory + L'\\' + kDatabaseFile);
 }
 
-bool SetOdbcConnectionString(const std::wstring& connection) {
-  return WriteLabValue(kConnectionValue, connection);
-}
-
 OdbcText OdbcTextMode() {
   const std::wstring text = ReadLabValue(L"QRVLAB_ODBC_TEXT", kTextValue);
   return EqualsFolded(text, L"utf16") ? OdbcText::kUtf16 : OdbcText::kUtf8;
-}
-
-bool SetOdbcTextMode(OdbcText mode) {
-  return WriteLabValue(kTextValue, mode == OdbcText::kUtf16 ? L"utf16" : L"utf8");
 }
 
 }  // namespace lab

@@ -16,14 +16,10 @@ enum class OdbcText {
 // directory (in the current directory when the lab has none).
 std::wstring OdbcConnectionString();
 
-// Keeps `connection` in the registry; an empty one removes it. False when the registry refuses.
-bool SetOdbcConnectionString(const std::wstring& connection);
-
 // A connection string for SQLite's database file at `path`, a Windows path.
 std::wstring SqliteConnectionString(const std::wstring& path);
 
 // QRVLAB_ODBC_TEXT or the registry value "OdbcText": "utf8" (the default) or "utf16".
 OdbcText OdbcTextMode();
-bool SetOdbcTextMode(OdbcText mode);
 
 }  // namespace lab

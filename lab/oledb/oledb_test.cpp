@@ -9,6 +9,7 @@
 #include <oledb.h>
 #include <oledberr.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <filesystem>
 #include <memory>
@@ -199,11 +200,21 @@ TEST(StatementText, NamesColumnsAsTheStatementSpellsThem) {
   EXPECT_EQ(SelectListNames(L"UPDATE T SET a=1"), Texts());
 }
 
-TEST(ProviderOptionsText, ReadsWhatItWrites) {
-  const std::wstring text = L"rows=1;accessor=rowset;text=bstr;integer=i8;column:agentid=numeric";
-  const auto options = ProviderOptions::Parse(text);
+TEST(ProviderOptionsText, IsReadWholeOrNotAtAll) {
+  const auto options = ProviderOptions::Parse(
+      L"rows=1;HOLD=yes;accessor=rowset;expressions=named;journal=brief;server=SRV;database=BES;"
+      L"text=bstr;integer=i8;column:AgentId=numeric;");
   ASSERT_TRUE(options.has_value());
-  EXPECT_EQ(options->Format(), text);
+  EXPECT_EQ(options->rowsAtOnce, 1u);
+  EXPECT_TRUE(options->holdRows);
+  EXPECT_FALSE(options->commandAccessor);
+  EXPECT_TRUE(options->nameExpressions);
+  EXPECT_TRUE(options->briefJournal);
+  EXPECT_EQ(options->server, L"SRV");
+  EXPECT_EQ(options->database, L"BES");
+  EXPECT_EQ(options->textType, DBTYPE_BSTR);
+  EXPECT_EQ(options->integerType, DBTYPE_I8);
+  EXPECT_EQ(options->columnTypes.at(L"agentid"), DBTYPE_NUMERIC);
   EXPECT_FALSE(ProviderOptions::Parse(L"rows=many").has_value());
   EXPECT_FALSE(ProviderOptions::Parse(L"nonsense=1").has_value());
 }
@@ -345,12 +356,15 @@ TEST_F(OledbProvider, ReportsWhatIsLeft) {
   End();
   const std::vector<std::string> leaks = Leaks(Journal());
   ASSERT_EQ(leaks.size(), 4u);
-  EXPECT_TRUE(leaks[0].starts_with("row #"));
-  EXPECT_TRUE(leaks[1].starts_with("data source #"));
+  EXPECT_TRUE(leaks[0].starts_with("row #")) << leaks[0];
+  EXPECT_TRUE(leaks[1].starts_with("data source #")) << leaks[1];
+  std::vector<std::string> memory(leaks.begin() + 2, leaks.end());
+  std::sort(memory.begin(), memory.end());
+  EXPECT_EQ(memory, (std::vector<std::string>{"BSTR of a column", "row handles"}));
 }
 
 TEST_F(OledbProvider, PlannedFailuresHappen) {
-  FaultPlan().FailNth("first-row", 1, 0x80004005).Save(directory_);
+  ASSERT_TRUE(FaultPlan().FailNth("first-row", 1, 0x80004005).Save(directory_));
   AddUser(L"ann@example.com");
   ASSERT_EQ(Connect(), S_OK);
   Reader first = Open(kUserNames);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "lab/oledb/memory.h"
+#include "lab/oledb/summary.h"
 
 namespace lab {
 namespace {
@@ -35,11 +36,6 @@ constexpr InitProperty kInitProperties[] = {
     {DBPROP_INIT_PROMPT, VT_I2, L"Prompt"},
     {DBPROP_INIT_OLEDBSERVICES, VT_I4, L"OLE DB Services"},
 };
-
-HRESULT Summary(size_t failures, size_t total) {
-  if (failures == 0) return S_OK;
-  return failures == total ? DB_E_ERRORSOCCURRED : DB_S_ERRORSOCCURRED;
-}
 
 // Older headers take the source without const.
 void CopyVariant(const VARIANT& from, VARIANT* to) { VariantCopy(to, const_cast<VARIANT*>(&from)); }
@@ -84,7 +80,6 @@ const GUID kPropertiesInit = SetGuid(0xc8b522bc);
 const GUID kPropertiesInitAll = SetGuid(0xc8b522ca);
 const GUID kPropertiesRowset = SetGuid(0xc8b522be);
 const GUID kPropertiesSession = SetGuid(0xc8b522c6);
-const GUID kPropertiesSource = SetGuid(0xc8b522bb);
 
 PropertyBag::~PropertyBag() {
   for (Property& property : properties_) VariantClear(&property.value);

@@ -16,7 +16,6 @@ extern const GUID kPropertiesInit;
 extern const GUID kPropertiesInitAll;
 extern const GUID kPropertiesRowset;
 extern const GUID kPropertiesSession;
-extern const GUID kPropertiesSource;
 
 class PropertyBag {
  public:

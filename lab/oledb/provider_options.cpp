@@ -8,8 +8,8 @@
 #include <array>
 #include <vector>
 
+#include "lab/common/lab_value.h"
 #include "lab/common/text.h"
-#include "lab/oledb/lab_value.h"
 
 namespace lab {
 namespace {
@@ -43,12 +43,6 @@ std::optional<uint16_t> TypeOf(std::wstring_view name) {
   });
   if (found == kTypeNames.end()) return std::nullopt;
   return found->type;
-}
-
-std::wstring NameOf(uint16_t type) {
-  const auto* found = std::find_if(kTypeNames.begin(), kTypeNames.end(),
-                                   [&](const TypeName& entry) { return entry.type == type; });
-  return found == kTypeNames.end() ? std::wstring() : found->name;
 }
 
 std::vector<std::wstring> Pieces(std::wstring_view text, wchar_t separator) {
@@ -113,31 +107,8 @@ std::optional<ProviderOptions> ProviderOptions::Parse(std::wstring_view text) {
   return options;
 }
 
-std::wstring ProviderOptions::Format() const {
-  std::wstring text;
-  const auto add = [&](const std::wstring& name, const std::wstring& value) {
-    if (!text.empty()) text += L';';
-    text += name + L'=' + value;
-  };
-  if (rowsAtOnce != 0) add(L"rows", std::to_wstring(rowsAtOnce));
-  if (holdRows) add(L"hold", L"yes");
-  if (!commandAccessor) add(L"accessor", L"rowset");
-  if (nameExpressions) add(L"expressions", L"named");
-  if (briefJournal) add(L"journal", L"brief");
-  if (!server.empty()) add(L"server", server);
-  if (!database.empty()) add(L"database", database);
-  if (textType) add(L"text", NameOf(*textType));
-  if (integerType) add(L"integer", NameOf(*integerType));
-  for (const auto& [name, type] : columnTypes) {
-    add(std::wstring(kColumnPrefix) + name, NameOf(type));
-  }
-  return text;
-}
-
 ProviderOptions ProviderOptions::Load() {
   return Parse(ReadLabValue(L"QRVLAB_OLEDB_OPTIONS", kOptionsValue)).value_or(ProviderOptions());
 }
-
-bool ProviderOptions::Save() const { return WriteLabValue(kOptionsValue, Format()); }
 
 }  // namespace lab

@@ -37,15 +37,11 @@ struct ProviderOptions {
   std::optional<uint16_t> integerType;           // DBTYPE
   std::map<std::wstring, uint16_t> columnTypes;  // names folded
 
-  std::wstring Format() const;
-
   // None when a name or a value is unknown.
   static std::optional<ProviderOptions> Parse(std::wstring_view text);
 
   // What is configured; the defaults when that is nothing or cannot be read.
   static ProviderOptions Load();
-  // Keeps the options in the registry. False when the registry refuses.
-  bool Save() const;
 };
 
 }  // namespace lab

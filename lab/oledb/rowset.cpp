@@ -8,6 +8,7 @@
 #include "lab/oledb/call.h"
 #include "lab/oledb/conversion.h"
 #include "lab/oledb/memory.h"
+#include "lab/oledb/summary.h"
 
 namespace lab {
 namespace {
@@ -30,21 +31,15 @@ bool IsFailure(DBSTATUS status) {
   return status != DBSTATUS_S_OK && status != DBSTATUS_S_ISNULL && status != DBSTATUS_S_TRUNCATED;
 }
 
-HRESULT Summary(size_t failures, size_t total) {
-  if (failures == 0) return S_OK;
-  return failures == total ? DB_E_ERRORSOCCURRED : DB_S_ERRORSOCCURRED;
-}
-
 }  // namespace
 
 Rowset::Rowset(Ref<Command> command, std::vector<ResultColumn> columns, std::vector<OdbcRow> rows,
                bool holdRows)
-    : ComObject("rowset"),
+    : AccessorObject("rowset", command->Accessors()),
       command_(std::move(command)),
       columns_(std::move(columns)),
       rows_(std::move(rows)),
-      holdRows_(holdRows),
-      accessors_(command_->Accessors()) {}
+      holdRows_(holdRows) {}
 
 Rowset::~Rowset() {
   for (const auto& [handle, row] : held_) {
@@ -136,7 +131,7 @@ HRESULT Rowset::GetData(HROW row, HACCESSOR accessor, void* data) {
   call.With("row", row).With("accessor", accessor);
   if (call.Fails()) return call.Fail();
   if (!data) return call.Return(E_INVALIDARG);
-  const auto bindings = accessors_.Find(accessor);
+  const auto bindings = Accessors().Find(accessor);
   if (!bindings) return call.Return(DB_E_BADACCESSORHANDLE);
   const std::lock_guard lock(mutex_);
   const auto found = held_.find(row);
@@ -202,27 +197,6 @@ HRESULT Rowset::RestartPosition(HCHAPTER) {
   return call.Return(S_OK);
 }
 
-HRESULT Rowset::AddRefAccessor(HACCESSOR accessor, DBREFCOUNT* references) {
-  return accessors_.AddReference(Number(), accessor, references);
-}
-
-HRESULT Rowset::CreateAccessor(DBACCESSORFLAGS flags, DBCOUNTITEM count, const DBBINDING bindings[],
-                               DBLENGTH, HACCESSOR* accessor, DBBINDSTATUS statuses[]) {
-  return Guarded([&] {
-    return accessors_.Create(Number(), &columns_, flags, count, bindings, accessor, statuses);
-  });
-}
-
-HRESULT Rowset::GetBindings(HACCESSOR accessor, DBACCESSORFLAGS* flags, DBCOUNTITEM* count,
-                            DBBINDING** bindings) {
-  return Guarded(
-      [&] { return accessors_.GetBindings(Number(), accessor, flags, count, bindings); });
-}
-
-HRESULT Rowset::ReleaseAccessor(HACCESSOR accessor, DBREFCOUNT* references) {
-  return accessors_.Release(Number(), accessor, references);
-}
-
 HRESULT Rowset::GetColumnInfo(DBORDINAL* count, DBCOLUMNINFO** info, OLECHAR** strings) {
   Call call("IColumnsInfo::GetColumnInfo", Number());
   if (call.Fails()) return call.Fail(count, info, strings);
@@ -249,10 +223,6 @@ HRESULT Rowset::GetSpecification(REFIID iid, IUnknown** origin) {
   Call call("IRowsetInfo::GetSpecification", Number());
   if (call.Fails()) return call.Fail(origin);
   return call.Return(command_->QueryInterface(iid, reinterpret_cast<void**>(origin)));
-}
-
-HRESULT Rowset::CanConvert(DBTYPE from, DBTYPE to, DBCONVERTFLAGS) {
-  return CanConvertType(from, to);
 }
 
 }  // namespace lab

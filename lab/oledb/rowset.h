@@ -5,15 +5,14 @@
 #include <mutex>
 #include <vector>
 
-#include "lab/oledb/accessor_table.h"
-#include "lab/oledb/com_object.h"
+#include "lab/oledb/accessor_object.h"
 #include "lab/oledb/command.h"
 
 namespace lab {
 
 class Call;
 
-class Rowset final : public ComObject<IRowset, IAccessor, IColumnsInfo, IRowsetInfo, IConvertType> {
+class Rowset final : public AccessorObject<IRowset, IColumnsInfo, IRowsetInfo> {
  public:
   // `holdRows`: rows may be fetched while others are held.
   Rowset(Ref<Command> command, std::vector<ResultColumn> columns, std::vector<OdbcRow> rows,
@@ -31,15 +30,6 @@ class Rowset final : public ComObject<IRowset, IAccessor, IColumnsInfo, IRowsetI
                                         DBROWSTATUS statuses[]) override;
   HRESULT STDMETHODCALLTYPE RestartPosition(HCHAPTER chapter) override;
 
-  // IAccessor.
-  HRESULT STDMETHODCALLTYPE AddRefAccessor(HACCESSOR accessor, DBREFCOUNT* references) override;
-  HRESULT STDMETHODCALLTYPE CreateAccessor(DBACCESSORFLAGS flags, DBCOUNTITEM count,
-                                           const DBBINDING bindings[], DBLENGTH rowSize,
-                                           HACCESSOR* accessor, DBBINDSTATUS statuses[]) override;
-  HRESULT STDMETHODCALLTYPE GetBindings(HACCESSOR accessor, DBACCESSORFLAGS* flags,
-                                        DBCOUNTITEM* count, DBBINDING** bindings) override;
-  HRESULT STDMETHODCALLTYPE ReleaseAccessor(HACCESSOR accessor, DBREFCOUNT* references) override;
-
   // IColumnsInfo.
   HRESULT STDMETHODCALLTYPE GetColumnInfo(DBORDINAL* count, DBCOLUMNINFO** info,
                                           OLECHAR** strings) override;
@@ -53,9 +43,6 @@ class Rowset final : public ComObject<IRowset, IAccessor, IColumnsInfo, IRowsetI
                                                 IUnknown** rowset) override;
   HRESULT STDMETHODCALLTYPE GetSpecification(REFIID iid, IUnknown** origin) override;
 
-  // IConvertType.
-  HRESULT STDMETHODCALLTYPE CanConvert(DBTYPE from, DBTYPE to, DBCONVERTFLAGS flags) override;
-
  private:
   struct HeldRow {
     size_t index = 0;
@@ -63,6 +50,7 @@ class Rowset final : public ComObject<IRowset, IAccessor, IColumnsInfo, IRowsetI
   };
 
   void* FindInterface(REFIID iid) override;
+  const std::vector<ResultColumn>* KnownColumns() const override { return &columns_; }
   HRESULT CheckFetch(DBROWOFFSET offset, DBROWCOUNT wanted) const;
   HRESULT Fetch(DBROWOFFSET offset, DBROWCOUNT wanted, DBCOUNTITEM* obtained, HROW** rows);
   HROW Hold(size_t index);
@@ -75,7 +63,6 @@ class Rowset final : public ComObject<IRowset, IAccessor, IColumnsInfo, IRowsetI
   const std::vector<ResultColumn> columns_;
   const std::vector<OdbcRow> rows_;
   const bool holdRows_;
-  AccessorTable accessors_;
   mutable std::mutex mutex_;
   std::map<HROW, HeldRow> held_;
   size_t position_ = 0;

@@ -1,4 +1,4 @@
-#include "lab/oledb/lab_value.h"
+#include "lab/common/lab_value.h"
 
 #include "lab/common/registry_key.h"
 
