@@ -178,16 +178,21 @@ void RepairTool::NextPhase(uint32_t phase) {
     if (state_ != State::kScanning || scan != scanNumber_ || !main_->IsOpen()) return;
     if (last) {
       FinishScan();
-      return;
+    } else {
+      ShowPhase(phase);
+      NextPhase(phase + 1);
     }
-    if (phase == 1) {
-      Page page = {Text(path_), Edit(), Text(PhaseText(1))};
-      if (options_.cancelButton) page.push_back(CancelButton());
-      main_->Show(page);
-    }
-    main_->SetMessage(PhaseText(phase));
-    NextPhase(phase + 1);
   });
+}
+
+void RepairTool::ShowPhase(uint32_t phase) {
+  if (phase != 1) {
+    main_->SetMessage(PhaseText(phase));
+    return;
+  }
+  Page page = {Text(path_), Edit(), Text(PhaseText(phase))};
+  if (options_.cancelButton) page.push_back(CancelButton());
+  main_->Show(page);
 }
 
 void RepairTool::FinishScan() {
@@ -235,18 +240,19 @@ void RepairTool::ShowOutcome(RepairOutcome outcome, const std::wstring& text) {
   }
 }
 
-bool RepairTool::EditStandsBeside(bool usual) const {
-  if (options_.resultEdit == ResultEdit::kByOutcome) return usual;
-  return options_.resultEdit == ResultEdit::kAlways;
+Page RepairTool::EndWith(Page page, bool usuallyWithEdit) {
+  state_ = State::kResult;
+  const bool edit = options_.resultEdit == ResultEdit::kByOutcome
+                        ? usuallyWithEdit
+                        : options_.resultEdit == ResultEdit::kAlways;
+  if (edit) page.push_back(Edit());
+  page.push_back(OkButton());
+  for (uint32_t count = 0; count < options_.windowsAtEnd; ++count) OpenFurtherWindow();
+  return page;
 }
 
 void RepairTool::ShowSound(const std::wstring& text) {
-  state_ = State::kResult;
-  Page page = {Picture(), Text(text)};
-  if (EditStandsBeside(true)) page.push_back(Edit());
-  page.push_back(OkButton());
-  for (uint32_t count = 0; count < options_.windowsAtEnd; ++count) OpenFurtherWindow();
-  main_->Show(page);
+  main_->Show(EndWith({Picture(), Text(text)}, true));
   main_->Raise();
 }
 
@@ -274,17 +280,13 @@ void RepairTool::OnMinorAnswer(ToolCommand command) {
 }
 
 void RepairTool::ShowErrorBox(const std::wstring& text) {
-  state_ = State::kResult;
   const std::wstring& usual = text.empty() ? L"The file " + path_ + L" cannot be scanned." : text;
   const std::wstring& shown = options_.errorText.empty() ? usual : options_.errorText;
   Page page;
   for (uint32_t count = 0; count < options_.errorStatics; ++count) {
     page.push_back(count == 0 ? Picture() : Text(count == 1 ? shown : path_));
   }
-  if (EditStandsBeside(false)) page.push_back(Edit());
-  page.push_back(OkButton());
-  for (uint32_t count = 0; count < options_.windowsAtEnd; ++count) OpenFurtherWindow();
-  OpenDialog(page, &RepairTool::OnResultAnswer);
+  OpenDialog(EndWith(std::move(page), false), &RepairTool::OnResultAnswer);
 }
 
 void RepairTool::ShowRepaired() {
@@ -292,12 +294,7 @@ void RepairTool::ShowRepaired() {
     ShowSound(L"The minor inconsistencies in this file were repaired.");
     return;
   }
-  state_ = State::kResult;
-  Page page = {Picture(), Text(L"Repair complete.")};
-  if (EditStandsBeside(false)) page.push_back(Edit());
-  page.push_back(OkButton());
-  for (uint32_t count = 0; count < options_.windowsAtEnd; ++count) OpenFurtherWindow();
-  OpenDialog(page, &RepairTool::OnResultAnswer);
+  OpenDialog(EndWith({Picture(), Text(L"Repair complete.")}, false), &RepairTool::OnResultAnswer);
 }
 
 void RepairTool::OnResultAnswer(ToolCommand) { Conclude(); }

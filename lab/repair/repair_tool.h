@@ -40,6 +40,7 @@ class RepairTool {
   // The scan.
   void StartScan();
   void NextPhase(uint32_t phase);
+  void ShowPhase(uint32_t phase);
   void FinishScan();
   void AskCancel();
   void OnCancelAnswer(ToolCommand command);
@@ -47,6 +48,9 @@ class RepairTool {
 
   // What it ends with.
   void ShowOutcome(RepairOutcome outcome, const std::wstring& text);
+  // The page of a result that stands until "OK", from what it begins with; opens the windows that
+  // come with it.
+  Page EndWith(Page page, bool usuallyWithEdit);
   void ShowSound(const std::wstring& text);
   void ShowErrors(const std::wstring& text);
   void AskMinor(const std::wstring& text);
@@ -55,7 +59,6 @@ class RepairTool {
   void ShowRepaired();
   void OnResultAnswer(ToolCommand command);
   void Conclude();
-  bool EditStandsBeside(bool usual) const;
 
   // The repair.
   void AskBackup();

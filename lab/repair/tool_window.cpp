@@ -1,7 +1,6 @@
 #include "lab/repair/tool_window.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <utility>
 
@@ -64,12 +63,6 @@ bool IsSent() { return !g_handlesPosted && (InSendMessageEx(nullptr) & ISMEX_SEN
 bool IsFromOutside(UINT message) {
   if (OwnCall::Running()) return false;
   return (message != WM_SETTEXT && message != WM_GETTEXT) || IsSent();
-}
-
-std::string Hex(uint64_t value) {
-  char text[24];
-  std::snprintf(text, sizeof(text), "0x%llx", static_cast<unsigned long long>(value));
-  return text;
 }
 
 void SetTextOfWindow(HWND window, const std::wstring& text) {
@@ -333,12 +326,12 @@ void ToolWindow::JournalMessage(HWND receiver, UINT message, WPARAM wParam, LPAR
     arguments.emplace_back("class", ClassOfWindow(receiver));
     arguments.emplace_back("control", Utf8FromWide(TextOfWindow(receiver)));
   }
-  arguments.emplace_back("wParam", Hex(wParam));
+  arguments.emplace_back("wParam", HexNumber(wParam));
   if (message == WM_SETTEXT) {
     const auto* text = reinterpret_cast<const wchar_t*>(lParam);
     arguments.emplace_back("text", Utf8FromWide(text != nullptr ? text : L""));
   } else if (message != WM_GETTEXT) {
-    arguments.emplace_back("lParam", Hex(static_cast<uint64_t>(lParam)));
+    arguments.emplace_back("lParam", HexNumber(static_cast<uint64_t>(lParam)));
   }
   JournalTool(name, number_, std::move(arguments));
 }
