@@ -1,25 +1,16 @@
 // Tells the connector to compact stores as a program would: on a thread of its own, while another
 // thread looks at that thread's windows.
-#include <gtest/gtest.h>
 #include <mapicode.h>
-#include <mapiutil.h>
-#include <mapix.h>
-#include <windows.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <functional>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "lab/common/compaction_plan.h"
 #include "lab/common/dialog_record.h"
-#include "lab/common/fault_plan.h"
-#include "lab/common/installation.h"
-#include "lab/common/journal.h"
-#include "lab/common/lab_config.h"
+#include "lab/tests/module_test.h"
 
 namespace {
 
@@ -60,42 +51,27 @@ std::vector<std::wstring> TitlesOf(const std::vector<Window>& windows) {
   return titles;
 }
 
-class CompactTest : public ::testing::Test {
+class CompactTest : public ModuleTest {
  protected:
   void SetUp() override {
-    wchar_t temp[MAX_PATH];
-    GetTempPathW(ARRAYSIZE(temp), temp);
-    directory_ = temp + std::wstring(L"qrvlab_compact_") + std::to_wstring(GetCurrentProcessId());
-    CreateDirectoryW(directory_.c_str(), nullptr);
-    DeleteFileW(lab::JournalPath(directory_).c_str());
-    SetEnvironmentVariableW(L"QRVLAB_DIR", directory_.c_str());
-    profile_.Delete();
-    DeleteFileW((directory_ + L"\\ann.qsf").c_str());
+    ModuleTest::SetUp();
     lab::StoreOptions options;
     options.freeBytes = kFreeBytes;
-    ann_ = profile_.AddSecondaryStore(kAnn, directory_ + L"\\ann.qsf", options);
+    ann_ = profile_.AddSecondaryStore(kAnn, FilePath(L"ann.qsf"), options);
     size_ = lab::QsfSize(ann_.Path()).value_or(0);
-    ASSERT_TRUE(lab::FaultPlan().Save(directory_));
-    ASSERT_EQ(MAPIInitialize(nullptr), S_OK);
+    Begin();
   }
   void TearDown() override {
     MAPIUninitialize();
-    profile_.Delete();
-    EXPECT_TRUE(lab::Leaks(Journal()).empty());
-    EXPECT_EQ(lab::UnexpectedCalls(Journal()).size(), unexpected_);
+    ModuleTest::TearDown();
   }
 
   void Plan(const lab::CompactionPlan& plan) { ASSERT_TRUE(plan.Save(directory_)); }
 
   HRESULT Configure(const lab::Uid& service, ULONG_PTR parent, ULONG flags, ULONG count,
                     LPSPropValue properties) {
-    LPPROFADMIN profAdmin = nullptr;
     LPSERVICEADMIN admin = nullptr;
-    EXPECT_EQ(MAPIAdminProfiles(0, &profAdmin), S_OK);
-    EXPECT_EQ(profAdmin->AdminServices(reinterpret_cast<LPTSTR>(name_.data()), nullptr, 0,
-                                       MAPI_UNICODE, &admin),
-              S_OK);
-    profAdmin->Release();
+    EXPECT_EQ(OpenAdmin(&admin), S_OK);
     MAPIUID uid;
     std::memcpy(uid.ab, service.data(), service.size());
     const HRESULT result = admin->ConfigureMsgService(&uid, parent, flags, count, properties);
@@ -142,18 +118,11 @@ class CompactTest : public ::testing::Test {
 
   bool IsCompacted() const { return lab::QsfSize(ann_.Path()).value_or(0) + kFreeBytes < size_; }
 
-  std::vector<lab::JournalEntry> Journal() const {
-    return lab::ReadJournal(lab::JournalPath(directory_));
-  }
   std::vector<lab::DialogRecord> Records() const { return lab::DialogsOf(Journal(), kAnn); }
 
-  std::wstring name_ = L"QrvLabTestCompact";
-  std::wstring directory_;
-  lab::Profile profile_{name_};
   lab::Service ann_;
   uint64_t size_ = 0;
   DWORD thread_ = 0;
-  size_t unexpected_ = 0;  // how many calls the journal may call unexpected
 };
 
 TEST_F(CompactTest, TheFileShrinksBehindADialogThatEndsByItself) {
