@@ -110,6 +110,15 @@ int ShowBesUsers(const Words&) {
   return kDone;
 }
 
+int HoldDesktop(const Words& words) {
+  const auto seconds = ParseNumber(Utf8FromWide(words[0]));
+  if (!seconds) return kNotUnderstood;
+  KeepDesktopWarm();
+  Print("warm\n");
+  Sleep(*seconds * 1000);
+  return kDone;
+}
+
 int PlaceTool(const Words& words) {
   const std::string path = Utf8FromWide(words[0] + L"\\msmapi32.dll");
   const bool placed =

@@ -23,6 +23,9 @@ int AddBesUser(const Words& words);
 // Prints every user with server and agent.
 int ShowBesUsers(const Words& words);
 
+// SECONDS: prints "warm" and keeps the desktop in use that long; see KeepDesktopWarm.
+int HoldDesktop(const Words& words);
+
 // DIRECTORY: installs the repair tool there, where MAPI's stub then says that MAPI is.
 int PlaceTool(const Words& words);
 

@@ -196,6 +196,7 @@ constexpr Verb kVerbs[] = {
     {L"directory", "PATH|none", "where the lab keeps journal and fault plan", 1, 1, SetDirectory},
     {L"outlook", "VERSION|none", "which Outlook is installed: 14.0, 16.0", 1, 1, SetOutlook},
     {L"tool", "DIRECTORY", "install the repair tool there, where MAPI then is", 1, 1, PlaceTool},
+    {L"desktop", "SECONDS", "keep the desktop in use, as somebody at work does", 1, 1, HoldDesktop},
     {L"controller", "STATE", "absent, stopped, running, paused, pending, broken, disabled", 1, 1,
      PutController},
     {L"database", "SERVER DATABASE", "make the configuration database anew", 2, 2, MakeDatabase},

@@ -207,12 +207,23 @@ remove_installation() {
   rm -rf "$1-lab"
 }
 
+# Starts what keeps the installation's desktop in use, and sets `desktop_holder` to its process: the
+# first window of a desktop that nobody uses comes later than who waits for it is told.
+hold_desktop() {
+  local output=$1
+  wine "$lab_binaries/labctl.exe" desktop 3600 </dev/null >"$output" 2>/dev/null &
+  desktop_holder=$!
+  while [[ ! -s $output ]] && kill -0 "$desktop_holder" 2>/dev/null; do sleep 0.02; done
+}
+
 # Runs a program of the lab. Through a pipe, so that a terminal shows what a file gets.
 run_in_installation() {
-  local directory status=0
+  local directory status=0 desktop_holder=
   directory=$(mktemp -d "$wine_root/run.XXXXXX")
+  [[ $1 == labctl ]] || hold_desktop "$directory/desktop"
   run_relayed "$directory/out" "$directory/err" wine "$lab_binaries/$1.exe" "${@:2}" |
     tr -d '\r' || status=$?
+  [[ -z $desktop_holder ]] || { kill -KILL "$desktop_holder" && wait "$desktop_holder"; } 2>/dev/null || true
   rm -rf "$directory"
   return "$status"
 }
