@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "lab/common/journal.h"
+#include "lab/common/lab_config.h"
 #include "lab/common/qsf_file.h"
 #include "lab/common/text.h"
 #include "lab/repair/repair_control.h"
@@ -60,6 +63,13 @@ TEST(RepairPlan, BlockStartsAsTheHeadAndLeavesOtherFilesAlone) {
   EXPECT_EQ(plan.For(L"C:\\ann.qsf").scanTime, 100u);
   EXPECT_EQ(plan.For(L"C:\\ann.qsf").outcome, RepairOutcome::kErrors);
   EXPECT_EQ(plan.For(L"C:\\bob.qsf").outcome, RepairOutcome::kFromFile);
+}
+
+TEST(RepairPlan, FileNamedAgainGoesOnWithItsBlock) {
+  RepairPlan plan;
+  ASSERT_TRUE(plan.Parse("file ann\noutcome errors\n"));
+  ASSERT_TRUE(plan.Parse("file ann\nscan-time 100\n"));
+  EXPECT_EQ(plan.Format(), "file \"ann\"\nscan-time 100\noutcome errors\n");
 }
 
 TEST(RepairPlan, NamesTheLineThatIsNoOption) {
@@ -146,6 +156,40 @@ TEST(StubPlan, ComesBackAsItWasWritten) {
   EXPECT_TRUE(back.For(nullptr).succeeds);
   EXPECT_EQ(back.For(nullptr).path, "");
   EXPECT_EQ(back.For("7").path, "C:\\a b\\y.dll");
+}
+
+// How many handles of the process are open, of those with small numbers.
+int OpenHandles() {
+  int open = 0;
+  DWORD flags = 0;
+  for (uintptr_t number = 4; number < 4000; number += 4) {
+    open += GetHandleInformation(reinterpret_cast<HANDLE>(number), &flags) ? 1 : 0;
+  }
+  return open;
+}
+
+// Loads the stub, asks it for a path, and unloads it.
+void AskStub() {
+  const HMODULE stub = LoadLibraryW(L"stub\\mapistub.dll");
+  ASSERT_NE(stub, nullptr);
+  using Ask = BOOL(WINAPI*)(const char*, const char*, char*, DWORD, BOOL);
+  const auto ask = reinterpret_cast<Ask>(GetProcAddress(stub, "FGetComponentPath"));
+  char path[MAX_PATH] = "";
+  EXPECT_TRUE(ask("component", nullptr, path, MAX_PATH, FALSE));
+  EXPECT_STREQ(path, "C:\\x.dll");
+  EXPECT_TRUE(FreeLibrary(stub));
+}
+
+TEST(StubModule, IsUnloadedWithAllItsHandles) {
+  const std::wstring directory = TemporaryFile(L"stub");
+  SetEnvironmentVariableW(L"QRVLAB_DIR", directory.c_str());
+  ASSERT_TRUE(StubPlan().Path("null", "C:\\x.dll").Save(directory));
+  AskStub();  // what the system itself opens the first time stays open
+  const int before = OpenHandles();
+  for (int count = 0; count < 3; ++count) AskStub();
+  EXPECT_EQ(OpenHandles(), before);
+  EXPECT_EQ(CallsOf(ReadJournal(JournalPath(directory)), "FGetComponentPath").size(), 4u);
+  std::filesystem::remove_all(directory);
 }
 
 TEST(StubPlan, FailsWithoutRule) {

@@ -165,7 +165,8 @@ TEST_P(DamagedQsf, IsFoundAndRepaired) {
 
 INSTANTIATE_TEST_SUITE_P(Kinds, DamagedQsf,
                          ::testing::Values(lab::QsfDamage::kChecksum, lab::QsfDamage::kTruncated,
-                                           lab::QsfDamage::kHeader, lab::QsfDamage::kCount));
+                                           lab::QsfDamage::kHeader, lab::QsfDamage::kCount),
+                         [](const auto& damage) { return lab::QsfDamageText(damage.param); });
 
 TEST(Qsf, CompactionGivesTheFreeSpaceBack) {
   const std::wstring path = TempPath(L"compact.qsf");
