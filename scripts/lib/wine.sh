@@ -187,7 +187,9 @@ relay_command() {
   return "$status"
 }
 
+# Builds the lab's programs, unless others are to run.
 build_lab() {
+  [[ ${QRV_LAB_BINARIES:-} ]] && return
   "$repo_root/scripts/setup" build test
   "$repo_root/scripts/build" release lab >&2
 }
