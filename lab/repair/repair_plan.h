@@ -58,7 +58,7 @@ struct RepairOptions {
   RepairOutcome outcome = RepairOutcome::kFromFile;
 
   // Its results.
-  std::wstring errorText;     // of the error box, instead of what is wrong
+  std::wstring errorText = {};  // of the error box, instead of what is wrong
   uint32_t errorStatics = 2;  // how many static controls the error box has; the second is the text
   ResultEdit resultEdit = ResultEdit::kByOutcome;
 

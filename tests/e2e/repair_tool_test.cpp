@@ -16,10 +16,6 @@
 #include "tests/e2e/support/output.h"
 #include "tests/e2e/support/scan_lab_test.h"
 
-// A tool is planned with the options that matter, by name. GCC 12 takes the text among the others,
-// which has no default written down, for forgotten.
-#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
-
 namespace e2e {
 namespace {
 
@@ -681,17 +677,6 @@ std::map<std::wstring, int> HandlesOf(DWORD processId) {
 // Shards of a long run, so that they can run side by side.
 class RepairSoakTest : public RepairToolTest, public ::testing::WithParamInterface<int> {
  protected:
-  // The lab's stub keeps handles when it is unloaded: here the tool lies beside the loaded MAPI.
-  RunOptions WithoutStub() {
-    SetStub(lab::StubPlace::kMapistub, lab::StubState::kPlaced, L"bare_stub.dll");
-    SetStub(lab::StubPlace::kMapi32, lab::StubState::kPlaced, L"bare_stub.dll");
-    RunOptions options;
-    options.program = CopyProgram(L"qrvadmin.exe");
-    options.timeout = std::chrono::seconds(110);
-    EXPECT_TRUE(lab::PlaceRepairTool(ProgramDirectory(), LabBinaries() / L"SCANPST.EXE"));
-    return options;
-  }
-
   // Waits until the tool scans the file of that number, from 1. The program then waits for it.
   void WaitForScan(const RunningProgram& program, size_t number) const {
     while (Calls("SCANPST::Scan").size() < number && program.IsRunning()) Sleep(100);
@@ -703,7 +688,9 @@ TEST_P(RepairSoakTest, StoresInARowLeaveNoProcessWindowOrHandle) {
   for (size_t number = 0; number < kSoakStores; ++number) {
     files.push_back(AddDamagedStore(L"store" + std::to_wstring(number), QsfDamage::kChecksum));
   }
-  RunningProgram program = StartAdmin(Arguments(), WithoutStub());
+  RunOptions options;
+  options.timeout = std::chrono::seconds(110);
+  RunningProgram program = StartAdmin(Arguments(), options);
   WaitForScan(program, 2);
   auto early = HandlesOf(program.ProcessId());
   WaitForScan(program, kSoakStores);
