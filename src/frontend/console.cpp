@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "src/frontend/console_stream.h"
 #include "src/platform/lock.h"
 
 namespace {
@@ -67,16 +68,11 @@ SRWLOCK lineLock = SRWLOCK_INIT;
 
 }  // namespace
 
-ScopedConsoleStreamBuffer::ScopedConsoleStreamBuffer(std::wostream& stream)
-    : stream_(stream), buffer_(GetStdHandle(STD_OUTPUT_HANDLE)) {
-  const platform::SlimLockGuard guard(lineLock);
-  previous_ = stream_.rdbuf(&buffer_);
-}
-
-ScopedConsoleStreamBuffer::~ScopedConsoleStreamBuffer() {
-  const platform::SlimLockGuard guard(lineLock);
-  stream_.flush();
-  stream_.rdbuf(previous_);
+void SetUpConsole() {
+  // Never destroyed: the process may end on any thread, and lines are printed and std::wcout is
+  // flushed when the main thread's stack and the static objects are gone.
+  static ConsoleStreamBuffer& buffer = *new ConsoleStreamBuffer(GetStdHandle(STD_OUTPUT_HANDLE));
+  std::wcout.rdbuf(&buffer);
 }
 
 void PrintLine(const wchar_t* format, ...) {

@@ -3,26 +3,11 @@
 // which come before any other thread, are written into the stream without these functions.
 #pragma once
 
-#include <iosfwd>
-#include <streambuf>
 #include <string>
 
-#include "src/frontend/console_stream.h"
-
-// Puts a ConsoleStreamBuffer on standard output behind `stream` for as long as it lives. Other
-// threads may print meanwhile; what they print before and after goes to the stream's own buffer.
-class ScopedConsoleStreamBuffer {
- public:
-  explicit ScopedConsoleStreamBuffer(std::wostream& stream);
-  ~ScopedConsoleStreamBuffer();
-  ScopedConsoleStreamBuffer(const ScopedConsoleStreamBuffer&) = delete;
-  ScopedConsoleStreamBuffer& operator=(const ScopedConsoleStreamBuffer&) = delete;
-
- private:
-  std::wostream& stream_;
-  ConsoleStreamBuffer buffer_;
-  std::wstreambuf* previous_;
-};
+// Puts a ConsoleStreamBuffer on standard output behind std::wcout, to the process's end. To be
+// called once, before anything is printed.
+void SetUpConsole();
 
 // Formats one line with Microsoft's wide printf rules (%s takes a wide string, %hs a narrow one)
 // and writes it with a line end, flushed. An empty result writes nothing at all, not even the line

@@ -4,7 +4,7 @@
 #include "src/frontend/program.h"
 
 int wmain(int argc, wchar_t** argv) {
-  const ScopedConsoleStreamBuffer console(std::wcout);
+  SetUpConsole();
   // Every line is flushed when it is written. A flush by a read would not mind the line lock.
   std::wcin.tie(nullptr);
   return RunProgram(argc, argv);

@@ -119,6 +119,14 @@ TEST_F(ConsoleTest, EachLineIsShownAtOnce) {
   program.Kill();
 }
 
+// What is printed when wmain has returned and the process ends: support/late_line.cpp.
+TEST_F(ConsoleTest, LinesAreShownToTheProcessesEnd) {
+  RunOptions options;
+  options.program = LabBinaries() / L"late_line_client.exe";
+  options.programName = L"qrvadmin";
+  EXPECT_EQ(Run({}, options), GeneralUsage() + Text({"\u4e2d: late"}));
+}
+
 // Verbose lines.
 
 TEST_F(ConsoleTest, VerboseLinesAreShownOnlyWhenAskedFor) {

@@ -97,14 +97,4 @@ TEST(PrintLine, LinesOfManyThreadsNeverMix) {
   EXPECT_TRUE(all == expected);
 }
 
-TEST(ScopedConsoleStreamBuffer, GivesTheOldBufferBack) {
-  std::wostream stream(nullptr);
-  std::wstreambuf* const old = stream.rdbuf();
-  {
-    const ScopedConsoleStreamBuffer console(stream);
-    EXPECT_NE(stream.rdbuf(), old);
-  }
-  EXPECT_EQ(stream.rdbuf(), old);
-}
-
 }  // namespace

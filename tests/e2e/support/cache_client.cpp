@@ -8,11 +8,9 @@
 //   bob@example.com 0
 #include <windows.h>
 
-#include <iostream>
 #include <string>
 
 #include "src/frontend/console.h"
-#include "src/frontend/console_stream.h"
 #include "src/platform/mapi.h"
 #include "src/stores/store_manager.h"
 
@@ -29,7 +27,7 @@ void LoadAndShow(CStoreManager& storeManager) {
 
 int wmain(int argc, wchar_t** argv) {
   if (argc != 3 || MAPIInitialize(nullptr) != S_OK) return 1;
-  const ScopedConsoleStreamBuffer console(std::wcout);
+  SetUpConsole();
   CStoreManager storeManager;
   storeManager.ProfileName = argv[1];
   for (int times = std::stoi(argv[2]); times > 0; --times) LoadAndShow(storeManager);

@@ -5,13 +5,11 @@
 //   connect   servers   count 7   names 7   agents 7   execute "UPDATE ..."
 #include <windows.h>
 
-#include <iostream>
 #include <string>
 #include <vector>
 
 #include "src/besdb/bes_database.h"
 #include "src/frontend/console.h"
-#include "src/frontend/console_stream.h"
 #include "src/frontend/user_break.h"
 #include "src/platform/com.h"
 
@@ -73,7 +71,7 @@ void RunAll(const std::vector<std::wstring>& words) {
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
-  const ScopedConsoleStreamBuffer console(std::wcout);
+  SetUpConsole();
   std::vector<std::wstring> words(argv + 1, argv + argc);
   VerboseOutput = std::erase(words, L"-v") != 0;
   const platform::ComApartment apartment;
