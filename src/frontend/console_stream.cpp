@@ -1,9 +1,5 @@
 #include "src/frontend/console_stream.h"
 
-#include <string>
-
-#include "src/platform/text.h"
-
 namespace {
 
 bool IsConsole(HANDLE output) {
@@ -11,14 +7,21 @@ bool IsConsole(HANDLE output) {
   return GetConsoleMode(output, &mode) != FALSE;
 }
 
-std::wstring WithCarriageReturns(std::wstring_view text) {
-  std::wstring result;
-  result.reserve(text.size() + 8);
+// Copies `text` to `target`, which has room for twice as much, and returns what stands there.
+std::wstring_view AddCarriageReturns(std::wstring_view text, wchar_t* target) {
+  wchar_t* end = target;
   for (const wchar_t character : text) {
-    if (character == L'\n') result += L'\r';
-    result += character;
+    if (character == L'\n') *end++ = L'\r';
+    *end++ = character;
   }
-  return result;
+  return {target, static_cast<size_t>(end - target)};
+}
+
+// Writes `text` in UTF-8 to `target`, of `size` bytes, and returns what stands there.
+std::string_view ToUtf8(std::wstring_view text, char* target, size_t size) {
+  const int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                         target, static_cast<int>(size), nullptr, nullptr);
+  return {target, static_cast<size_t>(length)};
 }
 
 // Hands `text` to `write`, which is WriteConsoleW or WriteFile, until all of it is written or the
@@ -68,11 +71,13 @@ void ConsoleStreamBuffer::WriteBuffered() {
 
 void ConsoleStreamBuffer::Write(std::wstring_view text) {
   if (text.empty()) return;
-  const std::wstring withLineEnds = WithCarriageReturns(text);
+  std::array<wchar_t, 2 * kSize> wide;
+  const std::wstring_view withLineEnds = AddCarriageReturns(text, wide.data());
   if (isConsole_) {
-    WriteAll(output_, std::wstring_view(withLineEnds), WriteConsoleW);
+    WriteAll(output_, withLineEnds, WriteConsoleW);
   } else {
-    const std::string utf8 = platform::ToCodePage(withLineEnds, CP_UTF8).value_or("");
-    WriteAll(output_, std::string_view(utf8), WriteFile);
+    // No unit of UTF-16 takes more than three bytes.
+    std::array<char, 3 * wide.size()> utf8;
+    WriteAll(output_, ToUtf8(withLineEnds, utf8.data(), utf8.size()), WriteFile);
   }
 }

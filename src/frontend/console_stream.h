@@ -11,7 +11,8 @@
 // as UTF-8 when it is a pipe or a file. The runtime's own buffer serves neither: it stops for good
 // at the first character beyond U+00FF. Line ends become CR LF, as in the runtime's text mode. A
 // surrogate pair is never torn. Text that cannot be written (a full disk, a closed pipe) is
-// dropped; what follows is tried again. One thread at a time.
+// dropped; what follows is tried again. Writing takes no memory from the heap: a stream is silent
+// for good once its buffer has thrown. One thread at a time.
 class ConsoleStreamBuffer : public std::wstreambuf {
  public:
   // `output` stays the caller's.
@@ -24,11 +25,14 @@ class ConsoleStreamBuffer : public std::wstreambuf {
   int sync() override;
 
  private:
+  static constexpr size_t kSize = 1024;
+
   // Writes the buffered text, all but a first half of a surrogate pair at its end.
   void WriteBuffered();
+  // Writes `text`, of at most kSize characters.
   void Write(std::wstring_view text);
 
   const HANDLE output_;
   const bool isConsole_;
-  std::array<wchar_t, 1024> buffer_;
+  std::array<wchar_t, kSize> buffer_;
 };

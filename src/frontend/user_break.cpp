@@ -6,6 +6,19 @@ platform::CriticalSection UserBreakLock;
 std::uint32_t UserBreak = 0;
 std::uint32_t VerboseOutput = 0;
 
+namespace {
+
+// Without memory for the line it goes unsaid.
+void ShowUserBreak() {
+  try {
+    PrintLine(L"*User Break");
+  } catch (...) {
+    // The system, which is the caller, takes no exceptions.
+  }
+}
+
+}  // namespace
+
 bool UserBreakRequested() {
   const platform::CriticalSectionGuard guard(UserBreakLock);
   return UserBreak != 0;
@@ -19,7 +32,7 @@ void InstallConsoleCtrlHandler() {
 
 BOOL WINAPI ConsoleCtrlHandler(DWORD ctrlType) {
   if (ctrlType != CTRL_C_EVENT) return FALSE;
-  PrintLine(L"*User Break");
+  ShowUserBreak();
   const platform::CriticalSectionGuard guard(UserBreakLock);
   UserBreak = 1;
   return TRUE;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "src/platform/handle.h"
+#include "tests/unit/failing_allocation.h"
 
 namespace {
 
@@ -86,6 +87,32 @@ TEST(ConsoleStreamBuffer, ReplacesHalfAPairAndGoesOn) {
 TEST(ConsoleStreamBuffer, WritesLongTextsWhole) {
   const std::wstring text(20000, L'm');
   EXPECT_EQ(Written({text}), std::string(20000, 'm'));
+}
+
+TEST(ConsoleStreamBuffer, WritesWhateverTakesMostRoomWhole) {
+  std::string lineEnds;
+  std::string letters;
+  std::string halves;
+  for (int i = 0; i < 3000; ++i) {
+    lineEnds += "\r\n";
+    letters += "\xE4\xB8\xAD";
+    halves += "\xEF\xBF\xBD";
+  }
+  EXPECT_EQ(Written({std::wstring(3000, L'\n')}), lineEnds);
+  EXPECT_EQ(Written({std::wstring(3000, L'\u4E2D')}), letters);
+  EXPECT_EQ(Written({std::wstring(3000, L'\xDE00')}), halves);
+}
+
+TEST(ConsoleStreamBuffer, NeedsNoMemoryToWrite) {
+  Pipe pipe;
+  ConsoleStreamBuffer buffer(pipe.WriteEnd());
+  std::wostream stream(&buffer);
+  {
+    const FailingAllocation noMemory(1);
+    stream << L"first \u4E2D line\n" << std::flush;
+  }
+  stream << L"second line\n" << std::flush;
+  EXPECT_EQ(pipe.Drain(), "first \xE4\xB8\xAD line\r\nsecond line\r\n");
 }
 
 TEST(ConsoleStreamBuffer, AClosedPipeDoesNotStopTheStream) {

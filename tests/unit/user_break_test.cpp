@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/unit/captured_output.h"
+#include "tests/unit/failing_allocation.h"
 
 namespace {
 
@@ -28,6 +29,18 @@ TEST_F(UserBreakTest, CtrlCIsNotedWithALineAndSwallowed) {
   EXPECT_EQ(ConsoleCtrlHandler(CTRL_C_EVENT), TRUE);
   EXPECT_TRUE(UserBreakRequested());
   EXPECT_EQ(output.Text(), L"*User Break\n");
+}
+
+TEST_F(UserBreakTest, CtrlCIsNotedWithoutMemoryForItsLine) {
+  const CapturedOutput output;
+  BOOL handled = FALSE;
+  {
+    const FailingAllocation noMemory(1);
+    EXPECT_NO_THROW(handled = ConsoleCtrlHandler(CTRL_C_EVENT));
+  }
+  EXPECT_EQ(handled, TRUE);
+  EXPECT_TRUE(UserBreakRequested());
+  EXPECT_EQ(output.Text(), L"");
 }
 
 TEST_F(UserBreakTest, EveryOtherEventIsLeftToTheSystem) {
