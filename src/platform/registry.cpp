@@ -30,6 +30,8 @@ std::optional<RegistryValue> RegistryKey::Read(const wchar_t* name) const {
   LSTATUS error = RegQueryValueExW(key_, name, nullptr, &value.type, nullptr, &size);
   // The value may grow between the two calls.
   while (error == ERROR_SUCCESS || error == ERROR_MORE_DATA) {
+    // Without a buffer the call would succeed and tell no more than the size.
+    size = std::max<DWORD>(size, 1);
     value.bytes.resize(size);
     error = RegQueryValueExW(key_, name, nullptr, &value.type, value.bytes.data(), &size);
     if (error != ERROR_SUCCESS) continue;

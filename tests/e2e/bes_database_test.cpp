@@ -662,5 +662,31 @@ TEST_F(BesDatabaseTest, AnAgentBeyond32BitsCannotBeRead) {
             "CBESDatabase::GetServerUserNamesByAgentId: Failed to read AgentId column");
 }
 
+// As SQLite has no such numbers, the table holds their digits.
+class HugeNumberTest : public BesDatabaseTest {
+ protected:
+  void SetUp() override {
+    BesDatabaseTest::SetUp();
+    Database().Run(L"DROP TABLE UserConfig");
+    Database().Run(
+        L"CREATE TABLE UserConfig (ServerConfigId INTEGER, UserName TEXT, AgentId TEXT, "
+        L"UserDeleteStatus INTEGER)");
+    Database().Run(
+        L"INSERT INTO UserConfig VALUES (7, '18446744073709551610', '18446744073709551615', 0)");
+  }
+};
+
+TEST_F(HugeNumberTest, IsNoAgent) {
+  SetProviderOptions(L"column:AgentId=ui8");
+  EXPECT_EQ(RunClient({L"agents", L"7"}),
+            Text({"CBESDatabase::GetServerUserNamesByAgentId: Failed to read AgentId column",
+                  "agents = 0x80004005"}));
+}
+
+TEST_F(HugeNumberTest, IsShownWholeAsAText) {
+  SetProviderOptions(L"column:UserName=ui8");
+  EXPECT_EQ(RunClient({L"names", L"7"}), Text({"18446744073709551610", "names = 0x0"}));
+}
+
 }  // namespace
 }  // namespace e2e

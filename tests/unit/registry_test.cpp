@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+
 namespace platform {
 namespace {
 
@@ -50,6 +53,44 @@ TEST_F(RegistryKeyTest, AnEmptyValueExists) {
   const auto value = key.Read(L"Empty");
   ASSERT_TRUE(value);
   EXPECT_TRUE(value->bytes.empty());
+}
+
+// Gives a value some bytes and takes them away again for as long as it lives.
+class ValueChanger {
+ public:
+  ValueChanger(const wchar_t* name, const std::vector<BYTE>& bytes)
+      : thread_([this, name, bytes] {
+          RegistryKey key;
+          key.Open(HKEY_CURRENT_USER, kTestKey, KEY_WRITE);
+          while (!ended_) {
+            RegSetValueExW(key.Get(), name, 0, REG_BINARY, bytes.data(),
+                           static_cast<DWORD>(bytes.size()));
+            RegSetValueExW(key.Get(), name, 0, REG_BINARY, nullptr, 0);
+          }
+        }) {}
+  ~ValueChanger() {
+    ended_ = true;
+    thread_.join();
+  }
+
+ private:
+  std::atomic<bool> ended_ = false;
+  std::thread thread_;
+};
+
+TEST_F(RegistryKeyTest, AValueThatGrowsFromNothingMeanwhileIsReadWhole) {
+  const std::vector<BYTE> bytes = {1, 2, 3, 4};
+  RegistryKey key;
+  ASSERT_EQ(key.Open(HKEY_CURRENT_USER, kTestKey, KEY_READ), ERROR_SUCCESS);
+  const ValueChanger changer(L"Growing", bytes);
+  int whole = 0;
+  for (int i = 0; i < 5000; ++i) {
+    const auto value = key.Read(L"Growing");
+    if (!value || value->bytes.empty()) continue;
+    ASSERT_EQ(value->bytes, bytes) << "read " << i;
+    ++whole;
+  }
+  EXPECT_GT(whole, 0);
 }
 
 TEST_F(RegistryKeyTest, AMissingValueIsNone) {

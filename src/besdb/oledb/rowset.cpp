@@ -1,5 +1,6 @@
 #include "src/besdb/oledb/rowset.h"
 
+#include <algorithm>
 #include <cstring>
 #include <cwchar>
 #include <limits>
@@ -32,6 +33,8 @@ size_t IntegerSize(DBTYPE type) {
 size_t ValueSize(DBTYPE type) {
   return type == DBTYPE_WSTR ? (Rowset::kLongestText + 1) * sizeof(wchar_t) : IntegerSize(type);
 }
+
+constexpr std::uint64_t kLargestSigned = std::numeric_limits<std::int64_t>::max();
 
 // Keeps every part of the row buffer aligned for any type.
 size_t Aligned(size_t size) { return (size + 7) & ~size_t{7}; }
@@ -168,8 +171,9 @@ std::optional<std::int64_t> Rowset::NumberOf(const Column& column) const {
     case DBTYPE_UI4:
       return At<std::uint32_t>(column.value);
     case DBTYPE_I8:
-    case DBTYPE_UI8:  // One beyond the signed range comes out negative, and too large either way.
       return At<std::int64_t>(column.value);
+    case DBTYPE_UI8:  // The largest of 64 bits stands for all beyond it: too large either way.
+      return static_cast<std::int64_t>(std::min(At<std::uint64_t>(column.value), kLargestSigned));
     default: {
       const std::wstring text = TextOf(column);
       wchar_t* end = nullptr;
@@ -202,7 +206,9 @@ std::optional<std::int32_t> Rowset::Integer(size_t column) const {
 std::optional<std::wstring> Rowset::Text(const wchar_t* column) const {
   const Column* const found = Find(column);
   if (!found || !HasValue(*found)) return std::nullopt;
-  return found->type == DBTYPE_WSTR ? TextOf(*found) : std::to_wstring(*NumberOf(*found));
+  if (found->type == DBTYPE_WSTR) return TextOf(*found);
+  if (found->type == DBTYPE_UI8) return std::to_wstring(At<std::uint64_t>(found->value));
+  return std::to_wstring(*NumberOf(*found));
 }
 
 }  // namespace oledb
