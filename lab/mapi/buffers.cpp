@@ -66,9 +66,9 @@ std::map<void*, Buffer>& Buffers() {
 
 void* Allocate(size_t size, Buffer buffer) {
   if (g_pages == nullptr) g_pages = new Pages;
-  const size_t aligned = RoundUp(size == 0 ? 1 : size, kAlignment);
+  const size_t aligned = RoundUp(size, kAlignment);
   buffer.size = size;
-  buffer.committed = RoundUp(aligned, kPage);
+  buffer.committed = aligned == 0 ? kPage : RoundUp(aligned, kPage);
   buffer.pages = g_pages->Take(buffer.committed);
   void* start = buffer.pages + buffer.committed - aligned;
   Buffers().emplace(start, std::move(buffer));

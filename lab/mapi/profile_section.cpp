@@ -66,9 +66,10 @@ STDMETHODIMP ProfileSection::GetProps(LPSPropTagArray tags, ULONG flags, ULONG* 
       .Flags(flags, MAPI_UNICODE);
   call.OutNumber(count).Out(values);
   return call.Run([&] {
-    const std::vector<Property> properties =
+    std::vector<Property> properties =
         tags == nullptr ? ReadSectionProperties(profile_, uid_)
                         : ReadAll(*tags, [this](ULONG tag) { return Read(tag); });
+    properties.resize(Runtime::Get().AnsweredCount(kind_ + ".PropCount", properties.size()));
     return HandOut(properties, call.Name(), count, values) ? MAPI_W_ERRORS_RETURNED : S_OK;
   });
 }

@@ -3,6 +3,7 @@
 #include <mapicode.h>
 #include <mapix.h>
 
+#include <algorithm>
 #include <atomic>
 
 #include "lab/common/lab_config.h"
@@ -25,6 +26,11 @@ Runtime& Runtime::Get() {
 Runtime* Runtime::Existing() { return g_runtime; }
 
 Runtime::Runtime() : journalPath_(JournalPath()), faults_(FaultPlan::Load(LabDirectory())) {}
+
+size_t Runtime::AnsweredCount(const std::string& operation, size_t count) {
+  const FaultInjector::Answer answer = faults_.NextValue(operation);
+  return answer.fails ? std::min<size_t>(answer.result, count) : count;
+}
 
 void Runtime::Unexpected(const std::string& text) const {
   AppendJournalNote(journalPath_, JournalEntry::Kind::kUnexpected, text);

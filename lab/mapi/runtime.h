@@ -25,6 +25,9 @@ class Runtime {
   static Runtime* Existing();
 
   FaultInjector& Faults() { return faults_; }
+  // How many of `count` values an answer holds, from the first on: all, unless the fault plan has a
+  // number for the pseudo operation.
+  size_t AnsweredCount(const std::string& operation, size_t count);
 
   void Write(const JournalEntry& entry) const { AppendJournal(journalPath_, entry); }
   void Unexpected(const std::string& text) const;

@@ -69,13 +69,14 @@ void Table::ApplyColumns(const SPropTagArray* columns) {
 }
 
 void Table::FillRow(const std::string& madeBy, const PropertyList& row, SRow* out) {
-  const size_t size = columns_.size() * sizeof(SPropValue);
-  out->lpProps = static_cast<LPSPropValue>(AllocateBuffer(size, madeBy, BufferKind::kRow));
-  out->cValues = static_cast<ULONG>(columns_.size());
-  for (size_t i = 0; i < columns_.size(); ++i) {
+  Runtime& runtime = Runtime::Get();
+  const size_t count = runtime.AnsweredCount(name_ + ".ColumnCount", columns_.size());
+  out->lpProps = static_cast<LPSPropValue>(
+      AllocateBuffer(count * sizeof(SPropValue), madeBy, BufferKind::kRow));
+  out->cValues = static_cast<ULONG>(count);
+  for (size_t i = 0; i < count; ++i) {
     Property value = Lookup(row, columns_[i]);
-    const auto answer =
-        Runtime::Get().Faults().NextValue(name_ + ".Column." + TagText(columns_[i]));
+    const auto answer = runtime.Faults().NextValue(name_ + ".Column." + TagText(columns_[i]));
     if (answer.fails) value = ErrorProperty(columns_[i], static_cast<HRESULT>(answer.result));
     FillPropValue(value, out->lpProps, &out->lpProps[i]);
   }

@@ -2,6 +2,7 @@
 #include <mapicode.h>
 #include <mapiutil.h>
 
+#include <cstring>
 #include <thread>
 
 #include "lab/mapi/exchange_manage_store.h"
@@ -71,6 +72,51 @@ TEST_F(MapiTest, AValueFaultReplacesOneColumn) {
   ASSERT_EQ(admin->GetMsgServiceTable(0, &table), S_OK);
   EXPECT_EQ(ServiceNames(table, nullptr), (std::vector<std::string>{"LSMS", "?"}));
   table->Release();
+  admin->Release();
+  MAPIUninitialize();
+}
+
+TEST_F(MapiTest, ACountFaultCutsARow) {
+  profile_.AddSecondaryStore(L"ann@example.com", FilePath(L"ann.qsf"));
+  Begin(lab::FaultPlan().FailNth("MsgServiceTable.ColumnCount", 2, 1));
+  LPSERVICEADMIN admin = nullptr;
+  ASSERT_EQ(OpenAdmin(&admin), S_OK);
+  LPMAPITABLE table = nullptr;
+  ASSERT_EQ(admin->GetMsgServiceTable(0, &table), S_OK);
+  SizedSPropTagArray(2, columns) = {2, {kServiceUid, kServiceName}};
+  LPSRowSet rows = nullptr;
+  ASSERT_EQ(HrQueryAllRows(table, reinterpret_cast<LPSPropTagArray>(&columns), nullptr, nullptr, 0,
+                           &rows),
+            S_OK);
+  ASSERT_EQ(rows->cRows, 2U);
+  EXPECT_EQ(rows->aRow[0].cValues, 2U);
+  ASSERT_EQ(rows->aRow[1].cValues, 1U);
+  EXPECT_EQ(rows->aRow[1].lpProps[0].ulPropTag, kServiceUid);
+  FreeProws(rows);
+  table->Release();
+  admin->Release();
+  MAPIUninitialize();
+}
+
+TEST_F(MapiTest, ACountFaultCutsAnAnswer) {
+  Begin(lab::FaultPlan().FailNth("ServiceSection.PropCount", 1, 1));
+  LPSERVICEADMIN admin = nullptr;
+  ASSERT_EQ(OpenAdmin(&admin), S_OK);
+  MAPIUID uid;
+  std::memcpy(uid.ab, root_.uid.data(), sizeof(uid.ab));
+  LPPROFSECT section = nullptr;
+  ASSERT_EQ(admin->OpenProfileSection(&uid, nullptr, 0, &section), S_OK);
+  SizedSPropTagArray(2, tags) = {2, {kServiceUid, kServiceName}};
+  for (const ULONG expected : {1, 2}) {
+    ULONG count = 0;
+    LPSPropValue values = nullptr;
+    EXPECT_EQ(section->GetProps(reinterpret_cast<LPSPropTagArray>(&tags), 0, &count, &values),
+              S_OK);
+    EXPECT_EQ(count, expected);
+    EXPECT_EQ(values[0].ulPropTag, kServiceUid);
+    MAPIFreeBuffer(values);
+  }
+  section->Release();
   admin->Release();
   MAPIUninitialize();
 }

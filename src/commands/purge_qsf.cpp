@@ -60,7 +60,7 @@ HRESULT QueryProfiles(ProfileList& profiles) {
 
 // A row without a name gives an empty one, which no profile has: the run ends there.
 std::wstring ProfileName(const SRow& row) {
-  const SPropValue& name = row.lpProps[0];
+  const SPropValue name = platform::PropertyAt(row, 0);
   if (name.ulPropTag != PR_DISPLAY_NAME_A) return {};
   return platform::FromCodePage(name.Value.lpszA, CP_THREAD_ACP);
 }

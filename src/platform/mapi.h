@@ -98,6 +98,20 @@ inline std::span<const BYTE> BinaryOf(const SPropValue& value) {
   return {value.Value.bin.lpb, value.Value.bin.cb};
 }
 
+// The property at `place`, from 0, of a table's row or of an answer of GetProps. One that the
+// answer does not reach to counts as one in error. What it points to lives as long as the answer.
+inline SPropValue PropertyAt(std::span<const SPropValue> properties, size_t place) {
+  if (place < properties.size()) return properties[place];
+  SPropValue missing = {};
+  missing.ulPropTag = PROP_TAG(PT_ERROR, PROP_ID_NULL);
+  missing.Value.err = MAPI_E_NOT_FOUND;
+  return missing;
+}
+
+inline SPropValue PropertyAt(const SRow& row, size_t place) {
+  return PropertyAt(std::span<const SPropValue>(row.lpProps, row.cValues), place);
+}
+
 // "The property has this value." The restriction refers to `value`, which must outlive it.
 inline SRestriction PropertyEquals(SPropValue& value) {
   SRestriction restriction = {};

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstring>
 #include <iterator>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -129,13 +130,13 @@ bool CacheLoader::LoadServices(const RowSet& services) {
 
 CacheLoader::Outcome CacheLoader::LoadService(const SRow& row, int index) {
   Draft draft;
-  draft.serviceUid = UidOf(row.lpProps[0]);
+  draft.serviceUid = UidOf(platform::PropertyAt(row, 0));
   ComPtr<IProfSect> section;
   status_ = serviceAdmin_->OpenProfileSection(&draft.serviceUid, nullptr, kSectionFlags, &section);
   // On purpose the text of the step before.
   if (Failed(L"%hs: HrQueryAllRows on MsgServiceTable failed : 0x%x")) return Outcome::kEndLoad;
 
-  const SPropValue& name = row.lpProps[1];
+  const SPropValue name = platform::PropertyAt(row, 1);
   if (name.ulPropTag != kServiceName) {
     // On purpose the load comes back with the success of the call before, and a cache that lacks
     // the rest.
@@ -176,7 +177,7 @@ CacheLoader::Outcome CacheLoader::FindProvider(MAPIUID serviceUid, MAPIUID& prov
   status_ = HrQueryAllRows(table.Get(), columns.Get(), nullptr, nullptr, 0, providers.Put());
   if (Failed(L"%hs: HrQueryAllRows on provider table failed : 0x%x")) return Outcome::kEndLoad;
   if (providers.Rows().empty()) return Outcome::kSkipService;
-  providerUid = UidOf(providers.Rows().front().lpProps[0]);
+  providerUid = UidOf(platform::PropertyAt(providers.Rows().front(), 0));
   return Outcome::kGoOn;
 }
 
@@ -191,7 +192,8 @@ CacheLoader::Outcome CacheLoader::ReadProvider(MAPIUID providerUid, Draft draft)
   status_ = section->GetProps(tags.Get(), 0, &count, properties.Put());
   if (FAILED(status_)) return Outcome::kSkipService;
 
-  const SPropValue& entryIdValue = properties.Get()[0];
+  const std::span<const SPropValue> values(properties.Get(), count);
+  const SPropValue entryIdValue = platform::PropertyAt(values, 0);
   if (entryIdValue.ulPropTag != PR_ENTRYID) {
     PrintLine(L"%hs: Failed to get PR_ENTRYID for the store '%s' : 0x%x", kFunction,
               draft.email.c_str(), entryIdValue.Value.err);
@@ -201,7 +203,7 @@ CacheLoader::Outcome CacheLoader::ReadProvider(MAPIUID providerUid, Draft draft)
   if (const auto parentProvider = EmbeddedParentProvider(entryId)) {
     return AddEmbeddedStore(std::move(draft), std::move(entryId), *parentProvider);
   }
-  return AddFileStore(std::move(draft), std::move(entryId), properties.Get()[1]);
+  return AddFileStore(std::move(draft), std::move(entryId), platform::PropertyAt(values, 1));
 }
 
 CacheLoader::Outcome CacheLoader::AddEmbeddedStore(Draft draft, EntryIdBytes entryId,

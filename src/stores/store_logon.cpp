@@ -63,15 +63,22 @@ HRESULT QueryDefaultStore(MainLogon& logon, platform::RowSet& rows) {
   return hr;
 }
 
+// The first row's entry ID, or a property in error.
+SPropValue FirstEntryId(const platform::RowSet& rows) {
+  const SRow none = {};
+  return platform::PropertyAt(rows.Rows().empty() ? none : rows.Rows().front(), 0);
+}
+
 HRESULT OpenDefaultStore(MainLogon& logon) {
   platform::RowSet rows;
   HRESULT hr = QueryDefaultStore(logon, rows);
   if (FAILED(hr)) return hr;
-  if (rows.Rows().empty() || rows.Rows().front().lpProps[0].ulPropTag != PR_ENTRYID) {
+  const SPropValue value = FirstEntryId(rows);
+  if (value.ulPropTag != PR_ENTRYID) {
     PrintLine(L"%hs: Failed to find default store", kFunction);
     return MAPI_E_NOT_FOUND;
   }
-  const SBinary& entryId = rows.Rows().front().lpProps[0].Value.bin;
+  const SBinary& entryId = value.Value.bin;
   hr = logon.session->OpenMsgStore(0, entryId.cb, reinterpret_cast<LPENTRYID>(entryId.lpb), nullptr,
                                    kOpenDefaultStoreFlags, &logon.defaultStore);
   if (FAILED(hr)) PrintLine(L"%hs: Failed to open default store : 0x%x", kFunction, hr);

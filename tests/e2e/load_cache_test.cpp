@@ -802,6 +802,42 @@ TEST_F(LoadCacheTest, LinkingGoesOnAfterADeletionThatFailed) {
   EXPECT_TRUE(InProfile(orphan));
 }
 
+// Rows and answers that end early: what they lack counts as an error.
+
+TEST_F(LoadCacheTest, ARowThatEndsBeforeTheServiceNameEndsTheLoadWithSuccess) {
+  Add(L"ann");
+  Add(L"bob");
+  for (const uint32_t columns : {0U, 1U}) {
+    Faults() = lab::FaultPlan().FailNth("MsgServiceTable.ColumnCount", 2, columns);
+    EXPECT_EQ(ListStores(),
+              Text({"CStoreManager::LoadCache: PR_SERVICE_NAME_A not found at index 1"}) +
+                  QsfStore("ann@example.com", "ann.qsf"))
+        << columns;
+  }
+}
+
+TEST_F(LoadCacheTest, AProviderRowWithoutColumnsCostsTheServiceOnly) {
+  Add(L"ann");
+  Add(L"bob");
+  Faults().FailNth("ProviderTable.ColumnCount", 1, 0);
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_ENTRYID for the store "
+                                "'ann@example.com' : 0x8004010f"}) +
+                              QsfStore("bob@example.com", "bob.qsf"));
+}
+
+TEST_F(LoadCacheTest, PropertiesThatTheAnswerLacksAreReported) {
+  Add(L"ann");
+  Add(L"bob");
+  Add(L"cid");
+  Faults().FailNth("ProviderSection.PropCount", 1, 0);
+  Faults().FailNth("ProviderSection.PropCount", 2, 1);
+  EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_ENTRYID for the store "
+                                "'ann@example.com' : 0x8004010f",
+                                "CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
+                                "'bob@example.com' : 0x8004010f"}) +
+                              QsfStore("cid@example.com", "cid.qsf"));
+}
+
 // Values that no sound profile has.
 
 TEST_F(LoadCacheTest, AUidColumnThatIsAnErrorCostsTheServiceOnly) {

@@ -445,6 +445,14 @@ TEST_F(PurgeQsfTest, TheProfilesAreAskedForTheirNamesOnly) {
   EXPECT_EQ(Sorted(read), (Strings{"Main", "Second"}));
 }
 
+TEST_F(PurgeQsfTest, AProfileWhoseRowHasNoNameEndsItBeforeAnythingIsListed) {
+  Use(In(L"ann.qsf"), L"Main");
+  PutIn({L"old.qsf"});
+  Faults().FailNth("ProfileTable.ColumnCount", 1, 0);
+  EXPECT_EQ(Purge(), Text({"CStoreManager::LoadCache: AdminServices failed : 0x8004010f",
+                           "PurgeQsf: storeManager LoadCache failed : 0x8004010f"}));
+}
+
 TEST_F(PurgeQsfTest, AProfileThatCannotBeReadEndsItBeforeAnythingIsListed) {
   Use(In(L"ann.qsf"), L"Main");
   Use(In(L"bob.qsf"), L"Second");

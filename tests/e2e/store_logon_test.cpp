@@ -294,6 +294,9 @@ INSTANTIATE_TEST_SUITE_P(
             "DefaultStoreWithoutEntryId",
             [](auto& plan) { plan.FailEach("MsgStoresTable.Column.0FFF0102", 0x8004010e); },
             0x8004010f, "Failed to find default store"},
+        DispatcherFailure{"DefaultStoreWithoutColumns",
+                          [](auto& plan) { plan.FailNth("MsgStoresTable.ColumnCount", 1, 0); },
+                          0x8004010f, "Failed to find default store"},
         DispatcherFailure{
             "DefaultStore",
             [](auto& plan) { plan.FailNth("IMAPISession::OpenMsgStore", 1, 0x80040600); },
