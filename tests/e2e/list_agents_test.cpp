@@ -199,6 +199,7 @@ INSTANTIATE_TEST_SUITE_P(
                       UsageCase{"ServerSwitchLast", {L"-listAgents", L"-s"}},
                       UsageCase{"EmptyServer", {L"-listAgents", L"-s", L""}},
                       UsageCase{"CapitalSwitch", {L"-listAgents", L"-S", L"BES01"}},
+                      UsageCase{"ServerSwitchTwice", {L"-listAgents", L"-s", L"-s"}},
                       UsageCase{"ServerSwitchLastAgain", {L"-listAgents", L"-s", L"BES01", L"-s"}}),
     kByName);
 
