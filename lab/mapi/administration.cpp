@@ -18,6 +18,9 @@ namespace {
 // Its presence tells the connector's service to compact its store.
 constexpr ULONG kCompactionRequest = PROP_TAG(PT_OBJECT, 0x6666);
 
+// MSG_SERVICE_UI_READ_ONLY, which the platform's headers lack, is 8.
+constexpr ULONG kConfigureFlags =
+    MAPI_UNICODE | SERVICE_UI_ALLOWED | SERVICE_UI_ALWAYS | 0x00000008;
 constexpr ULONG kSectionFlags = MAPI_MODIFY | MAPI_DEFERRED_ERRORS | kForceAccess;
 
 // The properties of `section` that a table shows, with the UID under `uidTag`.
@@ -58,7 +61,7 @@ HRESULT RunOpenSection(Call& call, const std::wstring& profile, LPMAPIUID uid, L
   if (uid != nullptr) call.On(SectionKind(profile, UidFromMapi(*uid)));
   call.Uid("uid", uid).Iid("iid", iid).Flags(flags, kSectionFlags).Out(section);
   call.Require(uid != nullptr, "no UID");
-  call.Require(AsksFor<IProfSect>(iid), "an interface that a section lacks");
+  RequireInterface<IProfSect>(call, iid);
   return call.Run(
       [&] { return OpenSection(call.Name(), profile, UidFromMapi(*uid), flags, section); });
 }
@@ -130,7 +133,8 @@ STDMETHODIMP ServiceAdmin::DeleteMsgService(LPMAPIUID service) {
 STDMETHODIMP ServiceAdmin::ConfigureMsgService(LPMAPIUID service, ULONG_PTR parent, ULONG flags,
                                                ULONG count, LPSPropValue properties) {
   Call call(CallName("ConfigureMsgService"), this);
-  call.Uid("uid", service).Number("parent", parent).Number("flags", flags).Number("count", count);
+  call.Uid("uid", service).Number("parent", parent);
+  call.Flags(flags, kConfigureFlags).Number("count", count);
   call.Words("parent-is", DescribeParentWindow(parent));
   const bool one = count == 1 && properties != nullptr;
   if (one) call.Number("tag", properties->ulPropTag).Number("value", LOWORD(properties->Value.i));

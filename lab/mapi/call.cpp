@@ -75,8 +75,8 @@ Call& Call::On(std::string place) {
   return Words("on", place_);
 }
 
-Call& Call::Require(bool holds, const char* what) {
-  if (!holds) Refuse(MAPI_E_INVALID_PARAMETER, what);
+Call& Call::Require(bool holds, const char* what, HRESULT refusal) {
+  if (!holds) Refuse(refusal, what);
   return *this;
 }
 

@@ -56,7 +56,7 @@ class Call {
   Call& OutNumber(ULONG* out, bool required = true) { return AddOut(out, sizeof(*out), required); }
 
   // Fails the call when `holds` is false: an argument that the callee does not take.
-  Call& Require(bool holds, const char* what);
+  Call& Require(bool holds, const char* what, HRESULT refusal = MAPI_E_INVALID_PARAMETER);
 
   // Does all of the above, then `body`, and returns what came of it. Exceptions end here.
   HRESULT Run(const std::function<HRESULT()>& body);

@@ -103,11 +103,12 @@ class Object : public Interface, public ObjectCore {
   virtual std::wstring Owner() const { return {}; }
 };
 
-// Whether `iid`, which may be null for "the usual one", asks for `Interface`.
+// Fails the call unless `iid`, which may be null for "the usual one", asks for `Interface`.
 template <class Interface>
-bool AsksFor(const IID* iid) {
-  return iid == nullptr || IsEqualIID(*iid, InterfaceFacts<Interface>::kIid) ||
-         IsEqualIID(*iid, IID_IUnknown);
+void RequireInterface(Call& call, const IID* iid) {
+  const bool known = iid == nullptr || IsEqualIID(*iid, InterfaceFacts<Interface>::kIid) ||
+                     IsEqualIID(*iid, IID_IUnknown);
+  call.Require(known, "an interface that the object lacks", MAPI_E_INTERFACE_NOT_SUPPORTED);
 }
 
 }  // namespace lab

@@ -52,7 +52,7 @@ STDMETHODIMP Session::OpenMsgStore(ULONG_PTR parent, ULONG entryIdSize, LPENTRYI
   call.Number("parent", parent).Binary("entryid", bytes, id.size()).Text("owner", owner.c_str());
   call.Iid("iid", iid).Flags(flags, kOpenStoreFlags).User(owner).Out(store);
   call.Require(!id.empty(), "no entry ID");
-  call.Require(AsksFor<IMsgStore>(iid), "an interface that a store lacks");
+  RequireInterface<IMsgStore>(call, iid);
   return call.Run([&] {
     std::shared_ptr<OpenStore> opened;
     const HRESULT result = OpenStoreByEntryId(profile_, id, &opened);

@@ -36,7 +36,7 @@ STDMETHODIMP Store::OpenEntry(ULONG entryIdSize, LPENTRYID entryId, LPCIID iid, 
   call.Text("owner", owner_.c_str()).Binary("entryid", entryId, entryIdSize).Iid("iid", iid);
   call.Flags(flags, kOpenEntryFlags).User(owner_).OutNumber(objectType).Out(object);
   call.Require(entryIdSize == 0 || entryId != nullptr, "no entry ID");
-  call.Require(AsksFor<IMAPIFolder>(iid), "an interface that a folder lacks");
+  RequireInterface<IMAPIFolder>(call, iid);
   return call.Run([&] {
     if (entryIdSize != 0) return MAPI_E_NOT_FOUND;
     *objectType = MAPI_FOLDER;
@@ -79,7 +79,7 @@ STDMETHODIMP Folder::CreateFolder(ULONG type, LPTSTR name, LPTSTR comment, LPCII
   call.Text("comment", comment, flags).Iid("iid", iid).Flags(flags, kCreateFolderFlags);
   call.User(owner_).Out(folder).Require(name != nullptr, "no name");
   call.Require(type == FOLDER_GENERIC || type == FOLDER_SEARCH, "a folder type that is none");
-  call.Require(AsksFor<IMAPIFolder>(iid), "an interface that a folder lacks");
+  RequireInterface<IMAPIFolder>(call, iid);
   return call.Run([&] {
     bool existed = false;
     const QsfStatus status = AddQsfFolder(

@@ -55,6 +55,9 @@ HRESULT AccessorTable::Create(uint32_t owner, const std::vector<ResultColumn>* c
   if (call.Fails()) return call.Fail(accessor);
   if (!accessor || (count != 0 && !bindings)) return call.Return(E_INVALIDARG);
   *accessor = DB_NULL_HACCESSOR;
+  if (flags == (DBACCESSOR_ROWDATA | DBACCESSOR_PASSBYREF)) {
+    return call.Return(DB_E_BYREFACCESSORNOTSUPPORTED);
+  }
   if ((flags & ~DBACCESSOR_OPTIMIZED) != DBACCESSOR_ROWDATA) {
     return call.Return(DB_E_BADACCESSORFLAGS);
   }

@@ -18,6 +18,10 @@ namespace {
 constexpr GUID kDefaultDialect = {
     0xc8b521fb, 0x5cf3, 0x11ce, {0xad, 0xe5, 0x00, 0xaa, 0x00, 0x44, 0x77, 0x3d}};
 
+// {C8B522D7-5CF3-11CE-ADE5-00AA0044773D}, SQL by its name.
+constexpr GUID kSqlDialect = {
+    0xc8b522d7, 0x5cf3, 0x11ce, {0xad, 0xe5, 0x00, 0xaa, 0x00, 0x44, 0x77, 0x3d}};
+
 // An injected failure of a single statement.
 class PlannedFailure : public std::exception {
  public:
@@ -77,6 +81,7 @@ HRESULT Command::Execute(IUnknown* outer, REFIID iid, DBPARAMS* parameters, DBRO
   }
   if (!text_) return call.Return(DB_E_NOCOMMAND);
   if (!rowset && iid != IID_NULL) return call.Return(E_INVALIDARG);
+  if (iid != IID_NULL && !Rowset::Serves(iid)) return call.Return(E_NOINTERFACE);
   return call.Return(Guarded([&] {
     std::optional<OdbcResult> result;
     std::wstring statement;
@@ -166,6 +171,9 @@ HRESULT Command::SetCommandText(REFGUID dialect, LPCOLESTR text) {
   Call call("ICommandText::SetCommandText", Number());
   call.With("dialect", dialect).With("sql", text ? text : L"");
   if (call.Fails()) return call.Fail();
+  if (dialect != kDefaultDialect && dialect != kSqlDialect) {
+    return call.Return(DB_E_DIALECTNOTSUPPORTED);
+  }
   columns_.reset();
   text_.reset();
   if (text && *text) text_ = text;

@@ -35,6 +35,11 @@ constexpr wchar_t kUserNames[] = L"SELECT UserName FROM UserConfig WHERE ServerC
 constexpr GUID kDialect = {
     0xc8b521fb, 0x5cf3, 0x11ce, {0xad, 0xe5, 0x00, 0xaa, 0x00, 0x44, 0x77, 0x3d}};
 
+constexpr GUID kSqlDialect = {
+    0xc8b522d7, 0x5cf3, 0x11ce, {0xad, 0xe5, 0x00, 0xaa, 0x00, 0x44, 0x77, 0x3d}};
+constexpr IID kUnknownInterface = {
+    0x12345678, 0x1234, 0x1234, {0x12, 0x34, 0x12, 0x34, 0x12, 0x34, 0x12, 0x34}};
+
 std::wstring TemporaryDirectory() {
   wchar_t path[MAX_PATH] = {};
   GetTempPathW(MAX_PATH, path);
@@ -407,6 +412,116 @@ TEST_F(OledbProvider, RefusesAnotherServer) {
 TEST_F(OledbProvider, ServesTheServerItIsNamedFor) {
   SetOptions(L"server=srv;database=bes");
   EXPECT_EQ(Connect(), S_OK);
+}
+
+// What the provider does not know it refuses.
+
+TEST_F(OledbProvider, KnowsItsOwnDialectAndSqlAndNoOther) {
+  ASSERT_EQ(Connect(), S_OK);
+  const auto command = Command(kUserNames);
+  for (size_t i = 0; i < sizeof(GUID); ++i) {
+    GUID other = kDialect;
+    reinterpret_cast<BYTE*>(&other)[i] ^= 1;
+    EXPECT_EQ(command->SetCommandText(other, L"SELECT 1"), DB_E_DIALECTNOTSUPPORTED) << i;
+  }
+  GUID dialect = {};
+  wchar_t* text = nullptr;
+  ASSERT_EQ(command->GetCommandText(&dialect, &text), S_OK);
+  EXPECT_STREQ(text, kUserNames);
+  CoTaskMemFree(text);
+  EXPECT_EQ(command->SetCommandText(kSqlDialect, L"SELECT 1"), S_OK);
+}
+
+TEST_F(OledbProvider, LacksAnUnknownInterface) {
+  ASSERT_EQ(Connect(), S_OK);
+  Ref<IUnknown> object;
+  const auto out = [&] { return reinterpret_cast<void**>(object.Put()); };
+  CLSID provider = {};
+  ASSERT_EQ(CLSIDFromProgID(L"SQLOLEDB", &provider), S_OK);
+  EXPECT_EQ(CoCreateInstance(provider, nullptr, CLSCTX_INPROC_SERVER, kUnknownInterface, out()),
+            E_NOINTERFACE);
+  Ref<IDBCreateSession> sessions;
+  source_->QueryInterface(IID_IDBCreateSession, reinterpret_cast<void**>(sessions.Put()));
+  EXPECT_EQ(sessions->CreateSession(nullptr, kUnknownInterface, object.Put()), E_NOINTERFACE);
+  EXPECT_EQ(session_->CreateCommand(nullptr, kUnknownInterface, object.Put()), E_NOINTERFACE);
+  EXPECT_EQ(source_->QueryInterface(kUnknownInterface, out()), E_NOINTERFACE);
+  EXPECT_EQ(session_->QueryInterface(kUnknownInterface, out()), E_NOINTERFACE);
+  EXPECT_EQ(Command(kUserNames)->QueryInterface(kUnknownInterface, out()), E_NOINTERFACE);
+  EXPECT_EQ(Open(kUserNames)->QueryInterface(kUnknownInterface, out()), E_NOINTERFACE);
+  EXPECT_EQ(object.Get(), nullptr);
+}
+
+TEST_F(OledbProvider, RunsNothingForAnUnknownInterface) {
+  database_->AddSampleUsers(7, 1);
+  ASSERT_EQ(Connect(), S_OK);
+  Ref<IUnknown> rowset;
+  const auto execute = [&](const wchar_t* sql, REFIID iid) {
+    return Command(sql)->Execute(nullptr, iid, nullptr, nullptr, rowset.Put());
+  };
+  EXPECT_EQ(execute(kUserNames, kUnknownInterface), E_NOINTERFACE);
+  EXPECT_EQ(execute(L"UPDATE UserConfig SET AgentId=1", kUnknownInterface), E_NOINTERFACE);
+  EXPECT_EQ(database_->AgentOf(L"user1@example.com"), 0);
+  for (REFIID iid : {IID_IUnknown, IID_IRowset, IID_IAccessor, IID_IColumnsInfo, IID_IRowsetInfo,
+                     IID_IConvertType}) {
+    EXPECT_EQ(execute(kUserNames, iid), S_OK);
+  }
+}
+
+TEST_F(OledbProvider, TakesNoOtherFlagsOfAccessors) {
+  ASSERT_EQ(Connect(), S_OK);
+  const Reader reader = Open(kUserNames);
+  Ref<IAccessor> accessors;
+  reader->QueryInterface(IID_IAccessor, reinterpret_cast<void**>(accessors.Put()));
+  const DBBINDING binding = Bind(1, DBTYPE_WSTR);
+  HACCESSOR accessor = 4711;
+  const auto create = [&](DBACCESSORFLAGS flags) {
+    return accessors->CreateAccessor(flags, 1, &binding, 0, &accessor, nullptr);
+  };
+  for (const DBACCESSORFLAGS flags : {0x0U, 0x4U, 0x6U, 0x12U, 0x22U, 0x80000002U}) {
+    EXPECT_EQ(create(flags), DB_E_BADACCESSORFLAGS) << flags;
+  }
+  EXPECT_EQ(create(DBACCESSOR_ROWDATA | DBACCESSOR_PASSBYREF), DB_E_BYREFACCESSORNOTSUPPORTED);
+  EXPECT_EQ(accessor, HACCESSOR{DB_NULL_HACCESSOR});
+  ASSERT_EQ(create(DBACCESSOR_ROWDATA | DBACCESSOR_OPTIMIZED), S_OK);
+  accessors->ReleaseAccessor(accessor, nullptr);
+}
+
+TEST_F(OledbProvider, TakesNoFlagsOfBindings) {
+  ASSERT_EQ(Connect(), S_OK);
+  const Reader reader = Open(kUserNames);
+  Ref<IAccessor> accessors;
+  reader->QueryInterface(IID_IAccessor, reinterpret_cast<void**>(accessors.Put()));
+  DBBINDING bindings[3] = {Bind(1, DBTYPE_WSTR), Bind(1, DBTYPE_WSTR), Bind(1, DBTYPE_WSTR)};
+  bindings[0].dwFlags = DBBINDFLAG_HTML;
+  bindings[1].dwPart |= 0x8;
+  bindings[2].dwMemOwner = DBMEMOWNER_PROVIDEROWNED;
+  HACCESSOR accessor = DB_NULL_HACCESSOR;
+  DBBINDSTATUS statuses[3] = {};
+  EXPECT_EQ(accessors->CreateAccessor(DBACCESSOR_ROWDATA, 3, bindings, 0, &accessor, statuses),
+            DB_E_ERRORSOCCURRED);
+  for (const DBBINDSTATUS status : statuses) {
+    EXPECT_EQ(status, static_cast<DBBINDSTATUS>(DBBINDSTATUS_BADBINDINFO));
+  }
+}
+
+TEST_F(OledbProvider, GoesForwardOnlyAndTakesNoOptionsForRows) {
+  database_->AddSampleUsers(7, 1);
+  ASSERT_EQ(Connect(), S_OK);
+  const Reader reader = Open(kUserNames);
+  HROW row = DB_NULL_HROW;
+  HROW* rows = &row;
+  DBCOUNTITEM obtained = 0;
+  EXPECT_EQ(reader->GetNextRows(DB_NULL_HCHAPTER, -1, 1, &obtained, &rows),
+            DB_E_CANTSCROLLBACKWARDS);
+  EXPECT_EQ(reader->GetNextRows(DB_NULL_HCHAPTER, 0, -1, &obtained, &rows),
+            DB_E_CANTFETCHBACKWARDS);
+  EXPECT_EQ(reader->GetNextRows(DB_NULL_HCHAPTER, 0, 1, nullptr, &rows), E_INVALIDARG);
+  EXPECT_EQ(reader->GetNextRows(DB_NULL_HCHAPTER, 0, 1, &obtained, nullptr), E_INVALIDARG);
+  ASSERT_EQ(reader->GetNextRows(DB_NULL_HCHAPTER, 0, 1, &obtained, &rows), S_OK);
+  DBROWOPTIONS options = 0;
+  EXPECT_EQ(reader->ReleaseRows(1, &row, &options, nullptr, nullptr), E_INVALIDARG);
+  EXPECT_EQ(reader->ReleaseRows(1, nullptr, nullptr, nullptr, nullptr), E_INVALIDARG);
+  EXPECT_EQ(reader->ReleaseRows(1, &row, nullptr, nullptr, nullptr), S_OK);
 }
 
 }  // namespace

@@ -47,6 +47,12 @@ Rowset::~Rowset() {
   }
 }
 
+bool Rowset::Serves(REFIID iid) {
+  const IID kServed[] = {IID_IUnknown,     IID_IRowset,     IID_IAccessor,
+                         IID_IColumnsInfo, IID_IRowsetInfo, IID_IConvertType};
+  return std::find(std::begin(kServed), std::end(kServed), iid) != std::end(kServed);
+}
+
 void* Rowset::FindInterface(REFIID iid) {
   if (iid == IID_IUnknown || iid == IID_IRowset) return static_cast<IRowset*>(this);
   if (iid == IID_IAccessor) return static_cast<IAccessor*>(this);
@@ -169,12 +175,13 @@ bool Rowset::ReleaseOne(HROW row, DBREFCOUNT* left) {
   return true;
 }
 
-HRESULT Rowset::ReleaseRows(DBCOUNTITEM count, const HROW rows[], DBROWOPTIONS[],
+HRESULT Rowset::ReleaseRows(DBCOUNTITEM count, const HROW rows[], DBROWOPTIONS options[],
                             DBREFCOUNT references[], DBROWSTATUS statuses[]) {
   Call call("IRowset::ReleaseRows", Number(), Call::Kind::kRow);
   call.With("count", count);
   if (call.Fails()) return call.Fail();
-  if (count != 0 && !rows) return call.Return(E_INVALIDARG);
+  // Options are reserved.
+  if ((count != 0 && !rows) || options) return call.Return(E_INVALIDARG);
   const std::lock_guard lock(mutex_);
   size_t failures = 0;
   for (DBCOUNTITEM i = 0; i < count; ++i) {

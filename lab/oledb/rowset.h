@@ -19,6 +19,9 @@ class Rowset final : public AccessorObject<IRowset, IColumnsInfo, IRowsetInfo> {
          bool holdRows);
   ~Rowset() override;
 
+  // Whether a rowset has the interface.
+  static bool Serves(REFIID iid);
+
   // IRowset.
   HRESULT STDMETHODCALLTYPE AddRefRows(DBCOUNTITEM count, const HROW rows[],
                                        DBREFCOUNT references[], DBROWSTATUS statuses[]) override;

@@ -1,8 +1,10 @@
 // Profiles, sessions and stores, and what the module makes of faults and of wrong calls.
 #include <mapicode.h>
 #include <mapiutil.h>
+#include <wrl/client.h>
 
 #include <cstring>
+#include <ostream>
 #include <thread>
 
 #include "lab/mapi/exchange_manage_store.h"
@@ -237,6 +239,249 @@ TEST_F(MapiStoreTest, FiveThreadsOpenStoresAtOnce) {
   EndSession();
   EXPECT_EQ(lab::MaxInFlight(Journal(), "IMAPISession::OpenMsgStore"), 5u);
   EXPECT_EQ(profile_.Services().size(), 6u);
+}
+
+// What a provider does not know it refuses, and the journal tells.
+
+constexpr ULONG kUnknownFlag = 0x04000000;
+constexpr IID kUnknownInterface = {
+    0x12345678, 0x1234, 0x1234, {0x12, 0x34, 0x12, 0x34, 0x12, 0x34, 0x12, 0x34}};
+
+template <class T>
+using ComPtr = Microsoft::WRL::ComPtr<T>;
+
+// One of each object that a program gets, and what names the root store.
+struct Objects {
+  ComPtr<IProfAdmin> profiles;
+  ComPtr<IMsgServiceAdmin> services;
+  ComPtr<IMAPITable> table;
+  ComPtr<IProviderAdmin> providers;
+  ComPtr<IProfSect> section;
+  ComPtr<IMAPISession> session;
+  ComPtr<IMsgStore> store;
+  ComPtr<lab::IExchangeManageStore> manage;
+  ComPtr<IMAPIFolder> folder;
+  LPTSTR profile = nullptr;
+  MAPIUID service{};
+  lab::Bytes entryId;
+
+  HRESULT OpenStore(LPCIID iid, ULONG flags, IMsgStore** opened) {
+    return session->OpenMsgStore(0, static_cast<ULONG>(entryId.size()),
+                                 reinterpret_cast<LPENTRYID>(entryId.data()), iid, flags, opened);
+  }
+  HRESULT OpenRootFolder(LPCIID iid, ULONG flags, IUnknown** opened) {
+    ULONG type = 0;
+    return store->OpenEntry(0, nullptr, iid, flags, &type, opened);
+  }
+  HRESULT CreateFolder(LPCIID iid, ULONG flags, IMAPIFolder** made) {
+    std::wstring name = L"Made";
+    return folder->CreateFolder(FOLDER_GENERIC, reinterpret_cast<LPTSTR>(name.data()), nullptr, iid,
+                                MAPI_UNICODE | flags, made);
+  }
+};
+
+struct Refusal {
+  const char* name;
+  HRESULT (*call)(Objects& objects);
+};
+
+std::ostream& operator<<(std::ostream& stream, const Refusal& refusal) {
+  return stream << refusal.name;
+}
+
+class RefusalTest : public MapiTest, public ::testing::WithParamInterface<Refusal> {
+ protected:
+  void SetUp() override {
+    MapiTest::SetUp();
+    Begin();
+    objects_.profile = Name();
+    std::memcpy(objects_.service.ab, root_.uid.data(), sizeof(objects_.service.ab));
+    objects_.entryId = root_.EntryId();
+    Open(objects_);
+  }
+  void TearDown() override {
+    objects_ = {};
+    MAPIUninitialize();
+    MapiTest::TearDown();
+  }
+
+  // Makes the call, which must get `result` and a line in the journal.
+  void ExpectRefused(HRESULT result) {
+    unexpected_ = 1;
+    EXPECT_EQ(GetParam().call(objects_), result);
+  }
+
+ private:
+  static void Open(Objects& objects) {
+    ASSERT_EQ(MAPIAdminProfiles(0, &objects.profiles), S_OK);
+    ASSERT_EQ(objects.profiles->AdminServices(objects.profile, nullptr, 0, MAPI_UNICODE,
+                                              &objects.services),
+              S_OK);
+    ASSERT_EQ(objects.services->GetMsgServiceTable(0, &objects.table), S_OK);
+    ASSERT_EQ(objects.services->AdminProviders(&objects.service, 0, &objects.providers), S_OK);
+    ASSERT_EQ(objects.services->OpenProfileSection(&objects.service, nullptr, 0, &objects.section),
+              S_OK);
+    ASSERT_EQ(MAPILogonEx(0, objects.profile, nullptr, MAPI_UNICODE, &objects.session), S_OK);
+    ASSERT_EQ(objects.OpenStore(nullptr, 0, &objects.store), S_OK);
+    ASSERT_EQ(objects.store->QueryInterface(
+                  lab::kIidExchangeManageStore,
+                  reinterpret_cast<void**>(objects.manage.ReleaseAndGetAddressOf())),
+              S_OK);
+    ASSERT_EQ(objects.OpenRootFolder(nullptr, 0,
+                                     reinterpret_cast<IUnknown**>(objects.folder.GetAddressOf())),
+              S_OK);
+  }
+
+  Objects objects_;
+};
+
+class UnknownFlagTest : public RefusalTest {};
+
+TEST_P(UnknownFlagTest, IsRefused) { ExpectRefused(MAPI_E_UNKNOWN_FLAGS); }
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, UnknownFlagTest,
+    ::testing::Values(Refusal{"Initialize",
+                              [](Objects&) -> HRESULT {
+                                MAPIINIT_0 options = {MAPI_INIT_VERSION, kUnknownFlag};
+                                return MAPIInitialize(&options);
+                              }},
+                      Refusal{"AdminProfiles",
+                              [](Objects&) -> HRESULT {
+                                ComPtr<IProfAdmin> profiles;
+                                return MAPIAdminProfiles(kUnknownFlag, &profiles);
+                              }},
+                      Refusal{"Logon",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMAPISession> session;
+                                return MAPILogonEx(0, objects.profile, nullptr,
+                                                   MAPI_UNICODE | kUnknownFlag, &session);
+                              }},
+                      Refusal{"ProfileTable",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMAPITable> table;
+                                return objects.profiles->GetProfileTable(kUnknownFlag, &table);
+                              }},
+                      Refusal{"AdminServices",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMsgServiceAdmin> services;
+                                return objects.profiles->AdminServices(objects.profile, nullptr, 0,
+                                                                       MAPI_UNICODE | kUnknownFlag,
+                                                                       &services);
+                              }},
+                      Refusal{"ServiceTable",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMAPITable> table;
+                                return objects.services->GetMsgServiceTable(kUnknownFlag, &table);
+                              }},
+                      Refusal{"ConfigureService",
+                              [](Objects& objects) -> HRESULT {
+                                SPropValue request{};
+                                request.ulPropTag = PROP_TAG(PT_OBJECT, 0x6666);
+                                return objects.services->ConfigureMsgService(
+                                    &objects.service, 0, SERVICE_UI_ALWAYS | kUnknownFlag, 1,
+                                    &request);
+                              }},
+                      Refusal{"ProfileSection",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IProfSect> section;
+                                return objects.services->OpenProfileSection(
+                                    &objects.service, nullptr, kUnknownFlag, &section);
+                              }},
+                      Refusal{"AdminProviders",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IProviderAdmin> providers;
+                                return objects.services->AdminProviders(&objects.service,
+                                                                        kUnknownFlag, &providers);
+                              }},
+                      Refusal{"ProviderTable",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMAPITable> table;
+                                return objects.providers->GetProviderTable(kUnknownFlag, &table);
+                              }},
+                      Refusal{"Restrict",
+                              [](Objects& objects) -> HRESULT {
+                                return objects.table->Restrict(nullptr, kUnknownFlag);
+                              }},
+                      Refusal{"Properties",
+                              [](Objects& objects) -> HRESULT {
+                                ULONG count = 0;
+                                LPSPropValue values = nullptr;
+                                return objects.section->GetProps(nullptr, kUnknownFlag, &count,
+                                                                 &values);
+                              }},
+                      Refusal{"StoresTable",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMAPITable> table;
+                                return objects.session->GetMsgStoresTable(kUnknownFlag, &table);
+                              }},
+                      Refusal{"Store",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMsgStore> store;
+                                return objects.OpenStore(nullptr, kUnknownFlag, &store);
+                              }},
+                      Refusal{"StoreEntryId",
+                              [](Objects& objects) -> HRESULT {
+                                std::string none;
+                                std::string mailbox = "bes@example.com";
+                                ULONG size = 0;
+                                LPENTRYID entryId = nullptr;
+                                return objects.manage->CreateStoreEntryID(
+                                    none.data(), mailbox.data(), kUnknownFlag, &size, &entryId);
+                              }},
+                      Refusal{"Entry",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IUnknown> folder;
+                                return objects.OpenRootFolder(nullptr, kUnknownFlag, &folder);
+                              }},
+                      Refusal{"Folder",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMAPIFolder> folder;
+                                return objects.CreateFolder(nullptr, kUnknownFlag, &folder);
+                              }},
+                      Refusal{"Contents",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMAPITable> table;
+                                return objects.folder->GetContentsTable(kUnknownFlag, &table);
+                              }}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+class UnknownInterfaceTest : public RefusalTest {};
+
+TEST_P(UnknownInterfaceTest, IsRefused) { ExpectRefused(MAPI_E_INTERFACE_NOT_SUPPORTED); }
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, UnknownInterfaceTest,
+    ::testing::Values(Refusal{"ProfileSection",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IProfSect> section;
+                                return objects.services->OpenProfileSection(
+                                    &objects.service, &kUnknownInterface, 0, &section);
+                              }},
+                      Refusal{"Store",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMsgStore> store;
+                                return objects.OpenStore(&kUnknownInterface, 0, &store);
+                              }},
+                      Refusal{"Entry",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IUnknown> folder;
+                                return objects.OpenRootFolder(&kUnknownInterface, 0, &folder);
+                              }},
+                      Refusal{"Folder",
+                              [](Objects& objects) -> HRESULT {
+                                ComPtr<IMAPIFolder> folder;
+                                return objects.CreateFolder(&kUnknownInterface, 0, &folder);
+                              }}),
+    [](const auto& test) { return std::string(test.param.name); });
+
+// To ask an object for what it may lack is no mistake.
+TEST_F(MapiStoreTest, AStoreHasNoUnknownInterface) {
+  BeginSession();
+  void* none = &none;
+  EXPECT_EQ(rootStore_->QueryInterface(kUnknownInterface, &none), MAPI_E_INTERFACE_NOT_SUPPORTED);
+  EXPECT_EQ(none, nullptr);
+  EndSession();
 }
 
 }  // namespace
