@@ -15,8 +15,13 @@ linger_seconds=60
 # The template's recipe: a change of what make_template does needs a new number.
 template_recipe=1
 
+# Wine takes the ANSI code page from the locale: 1252 from the plain one, the others from these.
+declare -A code_page_locales=([932]=ja_JP [936]=zh_CN [949]=ko_KR [950]=zh_TW [1250]=pl_PL
+  [1251]=ru_RU)
+
 # How every program runs: silent, offline, without prompts, without a debugger that would hang on
-# a crash, and with the mapi32.dll that lies beside the program.
+# a crash, with the mapi32.dll that lies beside the program, and with the ANSI code page
+# QRV_LAB_CODE_PAGE (default 1252).
 wine_environment() {
   export WINEDEBUG=-all
   export WINEDLLOVERRIDES='mapi32=n;mscoree,mshtml=;winedbg.exe=d'
@@ -24,7 +29,28 @@ wine_environment() {
   export TZ=UTC
   export LANG=C.UTF-8
   export HOME=${HOME:-/tmp}
-  unset DISPLAY WAYLAND_DISPLAY LC_ALL WINELOADER
+  unset DISPLAY WAYLAND_DISPLAY LC_ALL LC_CTYPE LOCPATH WINELOADER
+  [[ ${QRV_LAB_CODE_PAGE:-1252} == 1252 ]] || use_code_page "$QRV_LAB_CODE_PAGE"
+}
+
+# The locale is made for us alone: the machine need not have it.
+use_code_page() {
+  local locale=${code_page_locales[$1]:-}
+  [[ $locale ]] || die "unknown code page '$1' (1252 ${!code_page_locales[*]})"
+  export LOCPATH=$wine_root/locales
+  [[ -d $LOCPATH/$locale.UTF-8 ]] || make_locale "$locale"
+  # The messages stay English.
+  export LC_CTYPE=$locale.UTF-8
+}
+
+# Two scripts at once may make it twice; one of them is kept.
+make_locale() {
+  local new
+  mkdir -p "$LOCPATH"
+  new=$(mktemp -d "$LOCPATH/new.XXXXXX")
+  localedef --no-archive -i "$1" -f UTF-8 "$new/$1.UTF-8" || die "cannot make the locale $1"
+  mv -T "$new/$1.UTF-8" "$LOCPATH/$1.UTF-8" 2>/dev/null || true
+  rm -rf "$new"
 }
 
 template_path() {

@@ -17,3 +17,18 @@ function(qrv_add_test_program target)
     WORKING_DIRECTORY ${QRV_LAB_DIR}
     PROPERTIES TIMEOUT 120 RUN_SERIAL TRUE)
 endfunction()
+
+# The same for a program whose cases run under several ANSI code pages, which stand behind the
+# cases' names: "FindUsersNames.ShowsThem.932".
+function(qrv_add_code_page_test_program target)
+  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${QRV_LAB_DIR})
+  foreach(code_page IN ITEMS 1252 1251 932)
+    gtest_discover_tests(${target}
+      TEST_SUFFIX .${code_page}
+      TEST_LIST ${target}_${code_page}
+      DISCOVERY_MODE PRE_TEST
+      DISCOVERY_TIMEOUT 120
+      WORKING_DIRECTORY ${QRV_LAB_DIR}
+      PROPERTIES TIMEOUT 120 ENVIRONMENT QRV_LAB_CODE_PAGE=${code_page})
+  endforeach()
+endfunction()
