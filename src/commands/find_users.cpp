@@ -1,7 +1,5 @@
 #include "src/commands/find_users.h"
 
-#include <string_view>
-
 #include "src/commands/address_filter.h"
 #include "src/commands/store_cache.h"
 #include "src/frontend/console.h"
@@ -27,8 +25,8 @@ namespace {
 using StoreMap = CStoreManager::StoreMap;
 
 std::wstring QsfFileName(const StoreRecord& record) {
-  return platform::FromCodePage(platform::FileNamePart(std::string_view(record.QsfPath)),
-                                CP_THREAD_ACP);
+  const std::wstring path = platform::FromCodePage(record.QsfPath, CP_ACP);
+  return std::wstring(platform::FileNamePart(path));
 }
 
 // The addresses of the stores embedded in `record`'s, joined with commas; "none" when there are

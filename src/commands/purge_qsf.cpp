@@ -7,6 +7,7 @@
 #include "src/frontend/user_break.h"
 #include "src/guards/mapi_frame.h"
 #include "src/guards/switches.h"
+#include "src/platform/file_path.h"
 #include "src/platform/file_search.h"
 #include "src/platform/mapi.h"
 #include "src/platform/text.h"
@@ -27,13 +28,27 @@ using platform::FileSearch;
 
 constexpr const char* kFunction = "PurgeQsf";
 
-// Each path stands as key and value.
-using Paths = std::map<std::string, std::string>;
+constexpr std::wstring_view kExtension = L".qsf";
+
+using Paths = InUseFiles::Paths;
 
 // Up to and including the last backslash; the whole path when it has none.
 std::string DirectoryPart(const std::string& path) {
-  const size_t backslash = path.rfind('\\');
-  return backslash == std::string::npos ? path : path.substr(0, backslash + 1);
+  const size_t length = path.size() - platform::FileNamePart(path, CP_ACP).size();
+  return length == 0 ? path : path.substr(0, length);
+}
+
+// A file's name as the system hands it out in the ANSI code page.
+std::string AnsiText(std::wstring_view name) {
+  return platform::ToCodePage(name, CP_ACP).value_or("");
+}
+
+// By its own name: a search finds others by their short names.
+bool IsStoreFileName(std::wstring_view name) {
+  if (name.size() < kExtension.size()) return false;
+  std::wstring ending(name.substr(name.size() - kExtension.size()));
+  platform::LowerAscii(ending);
+  return ending == kExtension;
 }
 
 // The MAPI profiles of the current user. On purpose released only after COM has ended.
@@ -82,13 +97,13 @@ HRESULT CollectInUse(const std::wstring& profileName, Paths& inUseQsfPaths, Path
   return hr;
 }
 
-void PrintSize(const WIN32_FIND_DATAA& entry) {
+void PrintSize(const WIN32_FIND_DATAW& entry) {
   const auto size =
       static_cast<std::int64_t>((std::uint64_t{entry.nFileSizeHigh} << 32) | entry.nFileSizeLow);
   PrintLine(L"Size: %I64d KB", size / 1024);
 }
 
-void PrintLastAccess(const WIN32_FIND_DATAA& entry) {
+void PrintLastAccess(const WIN32_FIND_DATAW& entry) {
   FILETIME local = {};
   SYSTEMTIME time = {};
   FileTimeToLocalFileTime(&entry.ftLastAccessTime, &local);
@@ -97,59 +112,65 @@ void PrintLastAccess(const WIN32_FIND_DATAA& entry) {
             time.wHour, time.wMinute, time.wSecond);
 }
 
+// Whether the name is one that a path can give to the letter: not with a character that a path
+// takes for something else, which a name has on a foreign file system.
+bool IsPlainName(std::wstring_view name) {
+  return name.find_first_of(L"\\/:*?\"<>|") == std::wstring_view::npos;
+}
+
+// Whether the ANSI code page can hold the name. One that it cannot comes out as another name: with
+// question marks or with similar letters, a backslash among them.
+bool IsExactInAnsi(std::wstring_view name) {
+  return platform::FromCodePage(AnsiText(name), CP_ACP) == name;
+}
+
+bool MayBeDeleted(std::wstring_view name) { return IsPlainName(name) && IsExactInAnsi(name); }
+
+// As the file system compares names.
+bool BeginsWith(std::wstring_view name, std::wstring_view stem) {
+  if (stem.empty()) return true;
+  if (name.size() < stem.size()) return false;
+  const int length = static_cast<int>(stem.size());
+  return CompareStringOrdinal(name.data(), length, stem.data(), length, TRUE) == CSTR_EQUAL;
+}
+
 // Lists, and with `force` deletes, every file whose name begins like that of the store file `path`
 // (lower case) without its extension: the file itself and what the connector keeps beside it, but
-// other stores' files too when their names begin so (ann.qsf takes anna.qsf along).
+// other stores' files too when their names begin so (ann.qsf takes anna.qsf along). A path without
+// a backslash names no directory to search.
 void DeleteQsfFileSet(const std::string& path, std::uint32_t force) {
-  const std::string directory = DirectoryPart(path);
-  const size_t extension = path.rfind(".qsf");
-  if (extension == std::string::npos) return;
-  const std::string stem = path.substr(0, extension);
-  // A name that the ANSI code page cannot hold comes with question marks, and as a pattern would
-  // take files of other names.
-  if (platform::FileNamePart(std::string_view(stem)).find_first_of("?*") != std::string::npos) {
-    return;
-  }
-  for (FileSearch search(stem + "*"); search.Found(); search.Next()) {
-    if (platform::IsDirectory(search.Entry())) continue;
-    const std::string file = directory + search.Entry().cFileName;
-    PrintLine(L"Deleting: %s", platform::FromCodePage(file, CP_ACP).c_str());
-    if (force) DeleteFileA(file.c_str());
+  const std::wstring file = platform::FromCodePage(path, CP_ACP);
+  const std::wstring_view name = platform::FileNamePart(file);
+  const std::wstring directory = file.substr(0, file.size() - name.size());
+  if (directory.empty()) return;
+  const std::wstring stem(name.substr(0, name.size() - kExtension.size()));
+  const std::wstring folder = platform::VerbatimPath(directory);
+  for (FileSearch search(folder + stem + L"*"); search.Found(); search.Next()) {
+    const WIN32_FIND_DATAW& entry = search.Entry();
+    if (platform::IsDirectory(entry) || !BeginsWith(entry.cFileName, stem) ||
+        !MayBeDeleted(entry.cFileName)) {
+      continue;
+    }
+    PrintLine(L"Deleting: %s", (directory + entry.cFileName).c_str());
+    if (force) DeleteFileW((folder + entry.cFileName).c_str());
   }
 }
 
-void PurgeFile(const std::string& path, const WIN32_FIND_DATAA& entry, std::uint32_t force) {
-  const std::wstring name =
-      platform::FromCodePage(platform::FileNamePart(std::string_view(path)), CP_ACP);
-  PrintLine(L"Unused Qsf: '%s'", name.c_str());
+// `path` is the entry's in the ANSI code page and in lower case.
+void PurgeFile(const std::string& path, const WIN32_FIND_DATAW& entry, std::uint32_t force) {
+  const std::wstring file = platform::FromCodePage(path, CP_ACP);
+  PrintLine(L"Unused Qsf: '%s'", platform::FileNamePart(file).data());
   PrintSize(entry);
   PrintLastAccess(entry);
-  DeleteQsfFileSet(path, force);
+  if (MayBeDeleted(entry.cFileName)) DeleteQsfFileSet(path, force);
   PrintLine(L" ");
 }
 
-// Answers whether paths are in use. A directory's files come mostly in the order of their paths,
-// and the one behind the last answer then needs no search.
-class InUseLookup {
- public:
-  explicit InUseLookup(const Paths& paths) : paths_(paths), next_(paths.begin()) {}
-
-  bool Contains(const std::string& path) {
-    if (next_ == paths_.end() || next_->first != path) next_ = paths_.lower_bound(path);
-    if (next_ == paths_.end() || next_->first != path) return false;
-    ++next_;
-    return true;
-  }
-
- private:
-  const Paths& paths_;
-  Paths::const_iterator next_;
-};
-
 void PurgeDirectories(const Paths& searchDirs, const Paths& inUseQsfPaths, std::uint32_t force) {
   bool found = false;
+  InUseFiles inUse(inUseQsfPaths);
   for (const auto& [directory, sameDirectory] : searchDirs) {
-    if (PurgeDirectory(directory, inUseQsfPaths, force)) found = true;
+    if (PurgeDirectory(directory, inUse, force)) found = true;
     // On purpose inside the loop: said once for each directory until something turns up.
     if (!found) PrintLine(L"No unused QSFs found");
   }
@@ -157,20 +178,20 @@ void PurgeDirectories(const Paths& searchDirs, const Paths& inUseQsfPaths, std::
 
 }  // namespace
 
-bool PurgeDirectory(const std::string& directory,
-                    const std::map<std::string, std::string>& inUseQsfPaths, std::uint32_t force) {
+bool PurgeDirectory(const std::string& directory, InUseFiles& inUse, std::uint32_t force) {
   bool found = false;
-  InUseLookup inUse(inUseQsfPaths);
   // The directory is that of a path in use, and in lower case already.
   std::string path = directory;
-  for (FileSearch search(directory + "*.qsf"); search.Found(); search.Next()) {
-    if (platform::IsDirectory(search.Entry())) continue;
-    std::string name = search.Entry().cFileName;
-    platform::LowerAscii(name);
+  const std::wstring folder = platform::VerbatimPath(platform::FromCodePage(directory, CP_ACP));
+  for (FileSearch search(folder + L"*.qsf"); search.Found(); search.Next()) {
+    const WIN32_FIND_DATAW& entry = search.Entry();
+    if (platform::IsDirectory(entry) || !IsStoreFileName(entry.cFileName)) continue;
+    std::string name = AnsiText(entry.cFileName);
+    platform::LowerAscii(name, CP_ACP);
     path.replace(directory.size(), std::string::npos, name);
-    if (inUse.Contains(path)) continue;
+    if (inUse.ContainsPath(path) || inUse.ContainsFile(folder + entry.cFileName)) continue;
     found = true;
-    PurgeFile(path, search.Entry(), force);
+    PurgeFile(path, entry, force);
   }
   return found;
 }

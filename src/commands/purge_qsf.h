@@ -4,8 +4,9 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <map>
 #include <string>
+
+#include "src/commands/in_use_files.h"
 
 // The command's handler: reads the switches and runs PurgeQsf unless another program uses MAPI.
 // Returns 0 or 1.
@@ -18,8 +19,7 @@ int qrvAdminPurgeQsf(int argc, wchar_t** argv);
 // after a failure COM stays initialised.
 HRESULT PurgeQsf(std::uint32_t force);
 
-// The same for one directory: lists the store files in it that are not among the paths in use.
-// `directory` ends in a backslash and, like those paths, is in lower case. Returns whether there
-// was any.
-bool PurgeDirectory(const std::string& directory,
-                    const std::map<std::string, std::string>& inUseQsfPaths, std::uint32_t force);
+// The same for one directory: lists the store files in it that are not among those in use.
+// `directory` ends in a backslash and, like the paths of those, is in the ANSI code page and in
+// lower case. Returns whether there was any.
+bool PurgeDirectory(const std::string& directory, InUseFiles& inUse, std::uint32_t force);

@@ -25,7 +25,7 @@ using ImageNames = std::map<std::wstring, std::wstring>;
 std::wstring OwnImageName() {
   std::wstring path(kNameSize, L'\0');
   path.resize(GetModuleFileNameW(GetModuleHandleW(nullptr), path.data(), kNameSize));
-  return std::wstring(platform::FileNamePart(std::wstring_view(path)));
+  return std::wstring(platform::FileNamePart(path));
 }
 
 std::vector<DWORD> RunningProcesses() {

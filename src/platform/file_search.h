@@ -1,4 +1,4 @@
-// The entries of a directory that match a pattern, by their ANSI names.
+// The entries of a directory that match a pattern.
 #pragma once
 
 #include <windows.h>
@@ -7,13 +7,14 @@
 
 namespace platform {
 
-// A search over the entries; subdirectories, "." and ".." are among them.
+// A search over the entries; subdirectories, "." and ".." are among them. An entry matches by its
+// own name or by its short (8.3) name, which may be quite another.
 //
 //   for (FileSearch search(pattern); search.Found(); search.Next()) Use(search.Entry());
 class FileSearch {
  public:
-  explicit FileSearch(const std::string& pattern)
-      : search_(FindFirstFileA(pattern.c_str(), &entry_)),
+  explicit FileSearch(const std::wstring& pattern)
+      : search_(FindFirstFileW(pattern.c_str(), &entry_)),
         found_(search_ != INVALID_HANDLE_VALUE) {}
   ~FileSearch() {
     if (search_ != INVALID_HANDLE_VALUE) FindClose(search_);
@@ -25,16 +26,16 @@ class FileSearch {
   // or after the last one.
   bool Found() const { return found_; }
   // The current entry, and the step to the next one. Only while there is one.
-  const WIN32_FIND_DATAA& Entry() const { return entry_; }
-  void Next() { found_ = FindNextFileA(search_, &entry_) != FALSE; }
+  const WIN32_FIND_DATAW& Entry() const { return entry_; }
+  void Next() { found_ = FindNextFileW(search_, &entry_) != FALSE; }
 
  private:
-  WIN32_FIND_DATAA entry_ = {};
+  WIN32_FIND_DATAW entry_ = {};
   HANDLE search_;
   bool found_;
 };
 
-inline bool IsDirectory(const WIN32_FIND_DATAA& entry) {
+inline bool IsDirectory(const WIN32_FIND_DATAW& entry) {
   return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 

@@ -31,8 +31,13 @@ class UniqueHandle {
   Handle handle_ = nullptr;
 };
 
-// Threads, events and processes.
+// Threads, events, processes and files.
 using KernelHandle = UniqueHandle<HANDLE, &CloseHandle>;
+
+// What CreateFileW returned. Its failure means "none".
+inline KernelHandle TakeFileHandle(HANDLE file) {
+  return KernelHandle(file == INVALID_HANDLE_VALUE ? nullptr : file);
+}
 
 // The service control manager and the services opened through it.
 using ServiceHandle = UniqueHandle<SC_HANDLE, &CloseServiceHandle>;

@@ -6,22 +6,53 @@ namespace platform {
 
 namespace {
 
-// Replaces the letters from `first` to `last` by those from `target` on.
+// Replaces `character`, when it is a letter from `first` to `last`, by its like from `target` on.
 template <typename Char>
-void FoldLetters(std::basic_string<Char>& text, char first, char last, char target) {
-  for (Char& character : text) {
-    if (character < first || character > last) continue;
-    character = static_cast<Char>(character - first + target);
+void FoldLetter(Char& character, char first, char last, char target) {
+  if (character < first || character > last) return;
+  character = static_cast<Char>(character - first + target);
+}
+
+// Calls `visit` with the place of each character of `text` that is a single byte.
+template <typename Visit>
+void VisitSingleBytes(std::string_view text, unsigned codePage, Visit visit) {
+  for (size_t at = 0; at < text.size(); ++at) {
+    const auto byte = static_cast<BYTE>(text[at]);
+    // No code page has lead bytes among the ASCII characters.
+    if (byte >= 0x80 && IsDBCSLeadByteEx(codePage, byte)) {
+      ++at;
+    } else {
+      visit(at);
+    }
   }
 }
 
 }  // namespace
 
-void LowerAscii(std::wstring& text) { FoldLetters(text, 'A', 'Z', 'a'); }
+void LowerAscii(std::wstring& text) {
+  for (wchar_t& character : text) FoldLetter(character, 'A', 'Z', 'a');
+}
 
-void LowerAscii(std::string& text) { FoldLetters(text, 'A', 'Z', 'a'); }
+void LowerAscii(std::string& text, unsigned codePage) {
+  VisitSingleBytes(text, codePage, [&](size_t at) { FoldLetter(text[at], 'A', 'Z', 'a'); });
+}
 
-void UpperAscii(std::wstring& text) { FoldLetters(text, 'a', 'z', 'A'); }
+void UpperAscii(std::wstring& text) {
+  for (wchar_t& character : text) FoldLetter(character, 'a', 'z', 'A');
+}
+
+std::wstring_view FileNamePart(std::wstring_view path) {
+  const size_t backslash = path.rfind(L'\\');
+  return backslash == path.npos ? path : path.substr(backslash + 1);
+}
+
+std::string_view FileNamePart(std::string_view path, unsigned codePage) {
+  size_t start = 0;
+  VisitSingleBytes(path, codePage, [&](size_t at) {
+    if (path[at] == '\\') start = at + 1;
+  });
+  return path.substr(start);
+}
 
 std::optional<std::string> ToCodePage(std::wstring_view text, unsigned codePage) {
   if (text.empty()) return std::string();

@@ -11,19 +11,19 @@ namespace platform {
 // locale says: stored addresses are compared with each other in this form.
 void LowerAscii(std::wstring& text);
 
-// The same for a narrow path, byte by byte.
-void LowerAscii(std::string& text);
+// The same for text in a code page, character by character: the second byte of a double-byte
+// character may look like a letter.
+void LowerAscii(std::string& text, unsigned codePage);
 
 // Upper-cases the letters a to z in place and nothing else.
 void UpperAscii(std::wstring& text);
 
 // The text behind the last backslash of `path`, or the whole of it when there is none. A slash is
 // no separator. The result points into `path`.
-template <typename Char>
-std::basic_string_view<Char> FileNamePart(std::basic_string_view<Char> path) {
-  const auto backslash = path.rfind(static_cast<Char>('\\'));
-  return backslash == path.npos ? path : path.substr(backslash + 1);
-}
+std::wstring_view FileNamePart(std::wstring_view path);
+
+// The same for text in a code page. The second byte of a double-byte character is no backslash.
+std::string_view FileNamePart(std::string_view path, unsigned codePage);
 
 // `text` in a code page (CP_THREAD_ACP, CP_ACP, CP_UTF8, ...). Characters that the code page lacks
 // come out as its replacement character; nothing comes back only when the system refuses the

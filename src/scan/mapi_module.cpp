@@ -83,7 +83,7 @@ Stub LoadStub(const std::string& systemDirectory, const char* name) {
 
 // The component's path, by the application's locale, Office's, or none, whichever answers first;
 // empty when none does.
-std::string AskStub(GetComponentPath getComponentPath, MailClient client) {
+std::wstring AskStub(GetComponentPath getComponentPath, MailClient client) {
   std::array<char, kPathSize> path = {};
   bool found = false;
   const auto ask = [&](char* qualifier) {
@@ -96,7 +96,7 @@ std::string AskStub(GetComponentPath getComponentPath, MailClient client) {
   if (!found && client.officeLocale) ask(client.officeLocale->data());
   if (!found) ask(nullptr);
   path.back() = '\0';
-  return found ? path.data() : "";
+  return platform::FromCodePage(found ? path.data() : "", CP_ACP);
 }
 
 std::string SystemDirectory() {
@@ -106,10 +106,7 @@ std::string SystemDirectory() {
 }
 
 // Without the last backslash and what follows it.
-template <typename String>
-String WithoutFileName(const String& path) {
-  return path.substr(0, path.rfind('\\'));
-}
+std::wstring WithoutFileName(const std::wstring& path) { return path.substr(0, path.rfind(L'\\')); }
 
 bool FileExists(const std::wstring& path) {
   return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
@@ -124,7 +121,7 @@ std::optional<std::wstring> BesideLoadedModule(const wchar_t* moduleName) {
   const HMODULE module = GetModuleHandleW(moduleName);
   if (!module) return std::nullopt;
   GetModuleFileNameW(module, fileName.data(), static_cast<DWORD>(fileName.size()));
-  return WithoutFileName(std::wstring(fileName.data())) + L"\\mspst32.dll";
+  return WithoutFileName(fileName.data()) + L"\\mspst32.dll";
 }
 
 // Whether one of the loaded MAPI libraries has mspst32.dll beside it. `path` becomes each candidate
@@ -139,28 +136,27 @@ bool FindBesideLoadedModules(std::wstring& path) {
   return false;
 }
 
-// The directory of the MAPI subsystem in the ANSI code page, without a backslash at its end, as the
-// MAPI stub library knows it; the system directory when the stub does not know; empty only when not
-// even that can be had.
-std::string InitMAPIDir() {
-  std::string systemDirectory = SystemDirectory();
+// The directory of the MAPI subsystem, without a backslash at its end, as the MAPI stub library
+// knows it; the system directory when the stub does not know; empty only when not even that can be
+// had.
+std::wstring InitMAPIDir() {
+  const std::string systemDirectory = SystemDirectory();
   if (systemDirectory.empty()) return {};
   const Stub mapiStub = LoadStub(systemDirectory, "mapistub.dll");
   Stub mapi;
   if (!mapiStub.getComponentPath) mapi = LoadStub(systemDirectory, "mapi32.dll");
   const GetComponentPath getComponentPath =
       mapiStub.getComponentPath ? mapiStub.getComponentPath : mapi.getComponentPath;
-  if (!getComponentPath) return systemDirectory;
-  const std::string path = AskStub(getComponentPath, ReadMailClient());
-  const std::string directory = WithoutFileName(path);
-  return directory.empty() ? systemDirectory : directory;
+  std::wstring directory;
+  if (getComponentPath) directory = WithoutFileName(AskStub(getComponentPath, ReadMailClient()));
+  return directory.empty() ? platform::FromCodePage(systemDirectory, CP_ACP) : directory;
 }
 
 }  // namespace
 
 std::wstring GetMapiModuleFullPath() {
   constexpr const char* kFunction = "GetMapiModuleFullPath";
-  const std::wstring directory = platform::FromCodePage(InitMAPIDir(), CP_ACP);
+  const std::wstring directory = InitMAPIDir();
   if (VerboseOutput) PrintLine(L"%hs InitMAPIDir returned '%s'", kFunction, directory.c_str());
   std::wstring path = directory + L"\\mspst32.dll";
   if (VerboseOutput) PrintLine(L"%hs Testing module name '%s'", kFunction, path.c_str());

@@ -235,7 +235,7 @@ CacheLoader::Outcome CacheLoader::AddFileStore(Draft draft, EntryIdBytes entryId
     return Outcome::kSkipService;
   }
   std::string qsfPath = path.Value.lpszA;
-  platform::LowerAscii(qsfPath);
+  platform::LowerAscii(qsfPath, CP_ACP);
   AddRecord({.Kind = StoreKind::FileStore,
              .QsfPath = std::move(qsfPath),
              .Email = std::move(draft.email),

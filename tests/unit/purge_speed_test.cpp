@@ -52,7 +52,7 @@ class PurgeSpeedTest : public ::testing::Test {
             ("qrv purge speed " + std::to_string(GetCurrentProcessId()));
     std::filesystem::create_directories(path_);
     directory_ = path_.string() + '\\';
-    platform::LowerAscii(directory_);
+    platform::LowerAscii(directory_, CP_ACP);
   }
   ~PurgeSpeedTest() override { std::filesystem::remove_all(path_); }
 
@@ -88,7 +88,8 @@ class PurgeSpeedTest : public ::testing::Test {
 
   double PurgeMicros() const {
     const auto start = Clock::now();
-    const bool found = PurgeDirectory(directory_, inUse_, 0);
+    InUseFiles inUse(inUse_);
+    const bool found = PurgeDirectory(directory_, inUse, 0);
     const double micros = MicrosSince(start);
     EXPECT_FALSE(found);
     return micros;

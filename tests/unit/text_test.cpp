@@ -14,8 +14,21 @@ TEST(LowerAscii, FoldsOnlyTheLettersAToZ) {
 
 TEST(LowerAscii, LeavesBytesBeyondAsciiAlone) {
   std::string path = "C:\\QSF\\\xC4\xD6\x80\xFFNN.QSF";
-  LowerAscii(path);
+  LowerAscii(path, 1252);
   EXPECT_EQ(path, "c:\\qsf\\\xC4\xD6\x80\xFFnn.qsf");
+}
+
+TEST(LowerAscii, LeavesTheSecondByteOfACharacterAlone) {
+  // In 932: a katakana whose second byte is that of "A", one with that of "Z", and letters between.
+  std::string path = "A\x83\x41Z\x83\x5A\x83";
+  LowerAscii(path, 932);
+  EXPECT_EQ(path, "a\x83\x41z\x83\x5A\x83");
+  // A half-width katakana is a byte of its own, and so is everything in 1252.
+  std::string single = "\xB1\x41\x83\x41";
+  LowerAscii(single, 932);
+  EXPECT_EQ(single, "\xB1\x61\x83\x41");
+  LowerAscii(single, 1252);
+  EXPECT_EQ(single, "\xB1\x61\x83\x61");
 }
 
 TEST(UpperAscii, RaisesOnlyTheLettersAToZ) {
@@ -25,15 +38,23 @@ TEST(UpperAscii, RaisesOnlyTheLettersAToZ) {
 }
 
 TEST(FileNamePart, IsWhatFollowsTheLastBackslash) {
-  EXPECT_EQ(FileNamePart(std::string_view("c:\\qsf\\ann.qsf")), "ann.qsf");
-  EXPECT_EQ(FileNamePart(std::wstring_view(L"c:\\qsf\\ann.qsf")), L"ann.qsf");
-  EXPECT_EQ(FileNamePart(std::string_view("c:\\qsf\\")), "");
+  EXPECT_EQ(FileNamePart("c:\\qsf\\ann.qsf", 1252), "ann.qsf");
+  EXPECT_EQ(FileNamePart(L"c:\\qsf\\ann.qsf"), L"ann.qsf");
+  EXPECT_EQ(FileNamePart("c:\\qsf\\", 1252), "");
+}
+
+TEST(FileNamePart, TheSecondByteOfACharacterIsNoBackslash) {
+  for (const unsigned codePage : {932u, 936u, 950u}) {
+    EXPECT_EQ(FileNamePart("c:\\\x83\x5C\x83\x5C.qsf", codePage), "\x83\x5C\x83\x5C.qsf");
+    EXPECT_EQ(FileNamePart("\x83\x5C\\ann.qsf", codePage), "ann.qsf");
+  }
+  EXPECT_EQ(FileNamePart("c:\\\x83\x5C.qsf", 1252), ".qsf");
 }
 
 TEST(FileNamePart, WithoutABackslashIsTheWholePath) {
-  EXPECT_EQ(FileNamePart(std::string_view("ann.qsf")), "ann.qsf");
-  EXPECT_EQ(FileNamePart(std::string_view("c:/qsf/ann.qsf")), "c:/qsf/ann.qsf");
-  EXPECT_EQ(FileNamePart(std::string_view("")), "");
+  EXPECT_EQ(FileNamePart("ann.qsf", 1252), "ann.qsf");
+  EXPECT_EQ(FileNamePart("c:/qsf/ann.qsf", 1252), "c:/qsf/ann.qsf");
+  EXPECT_EQ(FileNamePart("", 1252), "");
 }
 
 TEST(ToCodePage, ConvertsWhatTheCodePageHolds) {

@@ -1,0 +1,75 @@
+// The frame of tests of -purgeQsf: a folder with store files in use and others.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "lab/common/files.h"
+#include "lab/common/installation.h"
+#include "lab/common/text.h"
+#include "tests/e2e/purge_listing.h"
+#include "tests/e2e/support/output.h"
+#include "tests/e2e/support/store_lab_test.h"
+
+namespace e2e {
+
+using Names = std::vector<std::wstring>;
+
+// When the tests' unused files were last read, unless a test says otherwise.
+inline constexpr lab::UtcTime kLongAgo = {2001, 2, 3, 4, 5, 6};
+
+class PurgeQsfTest : public LabTest {
+ protected:
+  // A folder for store files; "qsf" is where most tests have theirs.
+  std::wstring Folder(const std::wstring& name = L"qsf") const {
+    const std::wstring path = StorePath(name);
+    CreateDirectoryW(path.c_str(), nullptr);
+    return path;
+  }
+  std::wstring In(const std::wstring& file) const { return Folder() + L"\\" + file; }
+
+  // Makes a profile refer to a store file, which is created.
+  lab::Service Use(const std::wstring& path, const std::wstring& profile = L"Main",
+                   const Options& options = {}) {
+    return lab::Profile(profile).AddSecondaryStore(
+        L"user" + std::to_wstring(++users_) + L"@example.com", path, options);
+  }
+
+  // A file that no profile refers to.
+  static void Put(const std::wstring& path, uint64_t size = 0,
+                  const lab::UtcTime& read = kLongAgo) {
+    ASSERT_TRUE(lab::WriteFileOfSize(path, size)) << "error " << GetLastError();
+    ASSERT_TRUE(lab::SetLastAccess(path, read)) << "error " << GetLastError();
+  }
+  void PutIn(const Names& files) const {
+    for (const std::wstring& file : files) Put(In(file));
+  }
+
+  // What is listed of a file that Put made: its name in lower case, and what is deleted with it.
+  static std::string Unused(const std::wstring& folder, const std::string& name,
+                            const Strings& deleted) {
+    UnusedFile file{name, 0, LocalTimeText(kLongAgo), {}};
+    for (const std::string& each : deleted) {
+      file.deleted.push_back(lab::FoldAscii(ToUtf8(folder)) + "\\" + each);
+    }
+    return Block(file);
+  }
+  std::string Unused(const std::string& name, const Strings& deleted) const {
+    return Unused(Folder(), name, deleted);
+  }
+
+  Names Left() const { return lab::FilesIn(Folder()); }
+
+  std::string Purge(const Words& more = {}, RunOptions options = {}) {
+    return SortDeleting(Run(Words{L"-purgeQsf"} + more, std::move(options)));
+  }
+
+ private:
+  int users_ = 0;
+};
+
+}  // namespace e2e
