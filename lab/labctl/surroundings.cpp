@@ -120,7 +120,7 @@ int HoldDesktop(const Words& words) {
 }
 
 int PlaceTool(const Words& words) {
-  const std::string path = Utf8FromWide(words[0] + L"\\msmapi32.dll");
+  const std::string path = NarrowFromWide(words[0] + L"\\msmapi32.dll");
   const bool placed =
       PlaceRepairTool(words[0], LabFile(kRepairTool)) &&
       SetStub(StubPlace::kMapistub, StubState::kPlaced, LabFile(L"stub\\mapistub.dll")) &&

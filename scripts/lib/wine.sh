@@ -39,8 +39,8 @@ use_code_page() {
   [[ $locale ]] || die "unknown code page '$1' (1252 ${!code_page_locales[*]})"
   export LOCPATH=$wine_root/locales
   [[ -d $LOCPATH/$locale.UTF-8 ]] || make_locale "$locale"
-  # The messages stay English.
-  export LC_CTYPE=$locale.UTF-8
+  # The messages stay English. It is for the programs: this shell does not find it, and would say so.
+  { export LC_CTYPE=$locale.UTF-8; } 2>/dev/null
 }
 
 # Two scripts at once may make it twice; one of them is kept.
