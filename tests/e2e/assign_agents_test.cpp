@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "lab/common/installation.h"
-#include "lab/common/registry_key.h"
+#include "tests/e2e/active_computer_name.h"
 #include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/database_lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
@@ -530,37 +530,6 @@ TEST_F(ServerNameTest, AServerThatIsNotExchangeIsNotFound) {
 TEST_F(ServerNameTest, NoServersAtAll) {
   Database().Run(L"DELETE FROM ServerConfig");
   ExpectNotFound();
-}
-
-// The computer's name in this registry, for as long as it lives.
-class ActiveComputerName {
- public:
-  explicit ActiveComputerName(const std::optional<std::wstring>& name)
-      : key_(lab::RegistryKey::OpenExisting(
-            HKEY_LOCAL_MACHINE,
-            L"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ActiveComputerName",
-            KEY_ALL_ACCESS)) {
-    if (!key_.Open()) return;
-    kept_ = key_.Read(kValue);
-    changed_ =
-        kept_ && (name ? key_.Write(kValue, lab::TextValue(*name, REG_SZ)) : key_.Remove(kValue));
-  }
-  ~ActiveComputerName() {
-    if (changed_) key_.Write(kValue, *kept_);
-  }
-  ActiveComputerName(const ActiveComputerName&) = delete;
-  ActiveComputerName& operator=(const ActiveComputerName&) = delete;
-
- private:
-  static constexpr wchar_t kValue[] = L"ComputerName";
-  const lab::RegistryKey key_;
-  std::optional<lab::RawValue> kept_;
-  bool changed_ = false;
-};
-
-// Whether programs' names of the computer come from the registry without a restart.
-bool RegistryNamesTheComputer() {
-  return GetProcAddress(GetModuleHandleW(L"ntdll"), "wine_get_version");
 }
 
 TEST_F(ServerNameTest, AComputersNameInLowerCaseIsCapitalised) {
