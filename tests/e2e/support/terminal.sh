@@ -10,7 +10,7 @@ on_terminal() {
   local command
   printf -v command '%q ' wine "$@"
   script -qec "stty cols 250 rows 50; $command" /dev/null |
-    sed -e 's/\x1b\[[0-9;?]*[A-Za-z]//g' -e 's/\x1b\][^\x07]*\x07//g' -e 's/\r//g'
+    sed -u -e 's/\x1b\[[0-9;?]*[A-Za-z]//g' -e 's/\x1b\][^\x07]*\x07//g' -e 's/\r//g'
 }
 
 # Fails the test unless the text `$2` has a line that is exactly `$1`.

@@ -18,11 +18,14 @@ function(qrv_add_test_program target)
     PROPERTIES TIMEOUT 120 RUN_SERIAL TRUE)
 endfunction()
 
+# The ANSI code pages of tests that run under several: a Western, a Cyrillic and a Japanese one.
+set(QRV_CODE_PAGES 1252 1251 932)
+
 # The same for a program whose cases run under several ANSI code pages, which stand behind the
 # cases' names: "FindUsersNames.ShowsThem.932".
 function(qrv_add_code_page_test_program target)
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${QRV_LAB_DIR})
-  foreach(code_page IN ITEMS 1252 1251 932)
+  foreach(code_page IN LISTS QRV_CODE_PAGES)
     gtest_discover_tests(${target}
       TEST_SUFFIX .${code_page}
       TEST_LIST ${target}_${code_page}
