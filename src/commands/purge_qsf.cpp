@@ -1,6 +1,7 @@
 #include "src/commands/purge_qsf.h"
 
 #include <string_view>
+#include <vector>
 
 #include "src/commands/store_cache.h"
 #include "src/frontend/console.h"
@@ -80,6 +81,20 @@ std::wstring ProfileName(const SRow& row) {
   return platform::FromCodePage(name.Value.lpszA, CP_THREAD_ACP);
 }
 
+// Of two profiles whose names the code page makes alike only one can be opened, so the other counts
+// as one that cannot be read.
+HRESULT CheckName(const std::wstring& profileName, std::vector<std::wstring>& earlierNames) {
+  for (const std::wstring& name : earlierNames) {
+    if (CompareStringOrdinal(name.c_str(), -1, profileName.c_str(), -1, TRUE) != CSTR_EQUAL) {
+      continue;
+    }
+    PrintLine(L"%hs: storeManager LoadCache failed : 0x%x", kFunction, MAPI_E_NOT_FOUND);
+    return MAPI_E_NOT_FOUND;
+  }
+  earlierNames.push_back(profileName);
+  return S_OK;
+}
+
 // Adds what one profile uses.
 HRESULT CollectInUse(const std::wstring& profileName, Paths& inUseQsfPaths, Paths& searchDirs) {
   CStoreManager storeManager;
@@ -93,6 +108,21 @@ HRESULT CollectInUse(const std::wstring& profileName, Paths& inUseQsfPaths, Path
     inUseQsfPaths.emplace(path, path);
     const std::string directory = DirectoryPart(path);
     searchDirs.emplace(directory, directory);
+  }
+  return hr;
+}
+
+// Adds what every profile uses, and returns the last one's result, `hr` where there is none.
+// Nothing is deleted before all have been read: a file of one that cannot be read would be taken
+// for unused.
+HRESULT CollectAllInUse(const ProfileList& profiles, HRESULT hr, Paths& inUseQsfPaths,
+                        Paths& searchDirs) {
+  std::vector<std::wstring> names;
+  for (const SRow& row : profiles.rows.Rows()) {
+    const std::wstring name = ProfileName(row);
+    hr = CheckName(name, names);
+    if (SUCCEEDED(hr)) hr = CollectInUse(name, inUseQsfPaths, searchDirs);
+    if (FAILED(hr)) break;
   }
   return hr;
 }
@@ -206,12 +236,7 @@ HRESULT PurgeQsf(std::uint32_t force) {
   hr = QueryProfiles(profiles);
   Paths inUseQsfPaths;
   Paths searchDirs;
-  // Nothing is deleted before every profile has been read: a file of one that cannot be read would
-  // be taken for unused.
-  for (const SRow& row : profiles.rows.Rows()) {
-    if (FAILED(hr)) break;
-    hr = CollectInUse(ProfileName(row), inUseQsfPaths, searchDirs);
-  }
+  if (SUCCEEDED(hr)) hr = CollectAllInUse(profiles, hr, inUseQsfPaths, searchDirs);
   // On purpose without CoUninitialize: only a run that got this far ends COM.
   if (FAILED(hr)) return hr;
   PurgeDirectories(searchDirs, inUseQsfPaths, force);

@@ -142,6 +142,15 @@ TEST_F(PurgeSpellingTest, AUsedFileThatIsNotThereMakesNoOtherUsed) {
   EXPECT_EQ(Left(), Names{L"bes.qsf"});
 }
 
+// The code page makes "luk" of both names, and only one profile can be opened under it.
+TEST_F(PurgeSpellingTest, ProfilesWhoseNamesAreMadeAlikeEndTheCommand) {
+  Use(In(L"ann.qsf"), L"LUK");
+  Use(In(L"bob.qsf"), L"\u0142uk");
+  PutIn({L"old.qsf"});
+  EXPECT_EQ(Purge({L"-f"}), Text({"PurgeQsf: storeManager LoadCache failed : 0x8004010f"}));
+  EXPECT_EQ(Left().size(), 3U);
+}
+
 // Short names.
 
 TEST_F(PurgeSpellingTest, ARenamedCopyIsNoStoreFile) {
