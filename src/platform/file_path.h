@@ -3,10 +3,10 @@
 
 #include <windows.h>
 
-#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace platform {
 
@@ -15,13 +15,8 @@ namespace platform {
 // the usual way, from the current directory too, and comes back as it is when it cannot be.
 std::wstring VerbatimPath(const std::wstring& path);
 
-// What a file is, however its path is spelled.
-struct FileIdentity {
-  std::uint32_t volume;
-  std::uint64_t index;
-
-  auto operator<=>(const FileIdentity&) const = default;
-};
+// What a file is, however its path is spelled: its volume's serial number, and its index there.
+using FileIdentity = std::pair<std::uint32_t, std::uint64_t>;
 
 // What the system says of an open file, as an identity; nothing when its file system tells none.
 std::optional<FileIdentity> IdentityIn(const BY_HANDLE_FILE_INFORMATION& information);
