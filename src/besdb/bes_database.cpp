@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "src/besdb/database_location.h"
-#include "src/frontend/console.h"
-#include "src/frontend/user_break.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
 #include "src/platform/text.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "src/besdb/database_location.h"
 
-#include "src/frontend/win32_error.h"
 #include "src/platform/registry.h"
+#include "src/platform/win32_error.h"
 
 namespace {
 

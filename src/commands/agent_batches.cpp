@@ -1,6 +1,6 @@
 #include "src/commands/agent_batches.h"
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 
 namespace {
 

@@ -1,43 +1,24 @@
-#include "src/commands/assign_agents.h"
+// -assignAgents: stores for a server's users, and the users spread over its agents.
+#include <windows.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
+#include <string>
 #include <vector>
 
 #include "src/besdb/bes_database.h"
 #include "src/commands/agent_batches.h"
+#include "src/commands/command.h"
+#include "src/commands/embedded_stores.h"
+#include "src/commands/help_screen.h"
 #include "src/commands/server_lookup.h"
-#include "src/frontend/console.h"
-#include "src/frontend/usage.h"
-#include "src/frontend/user_break.h"
-#include "src/guards/mapi_frame.h"
-#include "src/guards/switches.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
+#include "src/frame/mapi_frame.h"
+#include "src/frame/switches.h"
 #include "src/platform/text.h"
 #include "src/stores/store_manager.h"
-
-int qrvAdminAssignAgents(int argc, wchar_t** argv, const wchar_t* programName) {
-  std::wstring profileName;
-  BoundedNumber baseAgentId{.fallback = 200, .limit = 400};
-  BoundedNumber numberOfAgents{.fallback = 2, .limit = 100};
-  bool existingOnly = false;
-  bool restart = false;
-  ScanSwitches(argc, argv,
-               {{L"-p", &profileName},
-                {L"-b", &baseAgentId},
-                {L"-n", &numberOfAgents},
-                {L"-e", &existingOnly},
-                {L"-c", &restart},
-                {L"-v", &VerboseOutput}});
-  if (profileName.empty()) {
-    PrintAssignAgentsUsage(programName);
-    return 1;
-  }
-  const auto assign = [&] {
-    return AssignUsersToAgents(profileName, baseAgentId.Value(), numberOfAgents.Value(),
-                               existingOnly);
-  };
-  return RunExclusiveMapiCommand({assign, [&](HRESULT) { return restart; }});
-}
 
 namespace {
 
@@ -109,18 +90,6 @@ HRESULT CreateMissingStores(CStoreManager& storeManager, const Addresses& users,
   return E_FAIL;
 }
 
-void AssignEmbeddedStores(const StoreRecord& parent, const CStoreManager::StoreMap& stores,
-                          std::uint32_t agentId, AgentBatches& batches) {
-  for (const EntryIdBytes& child : parent.EmbeddedChildren) {
-    const auto found = stores.find(child);
-    if (found == stores.end()) {
-      PrintLine(L"Serious error: *** Embedded store not found ***");
-    } else {
-      batches.Assign(agentId, found->second.Email);
-    }
-  }
-}
-
 // Only stores with a file of their own turn the rotation. A batch that fails ends the walk.
 HRESULT WriteAgents(CBESDatabase& database, const CStoreManager::StoreMap& stores,
                     std::uint32_t baseAgentId, std::uint32_t numberOfAgents, HRESULT status) {
@@ -131,7 +100,8 @@ HRESULT WriteAgents(CBESDatabase& database, const CStoreManager::StoreMap& store
     if (FAILED(batches.Status())) break;
     if (record.Kind == StoreKind::EmbeddedStore) continue;
     batches.Assign(agentId, record.Email);
-    AssignEmbeddedStores(record, stores, agentId, batches);
+    ForEachEmbeddedStore(record, stores,
+                         [&](const StoreRecord& child) { batches.Assign(agentId, child.Email); });
     ++agentId;
     if (agentId >= baseAgentId + numberOfAgents) agentId = baseAgentId;
   }
@@ -139,8 +109,12 @@ HRESULT WriteAgents(CBESDatabase& database, const CStoreManager::StoreMap& store
   return batches.Status();
 }
 
-}  // namespace
-
+// Takes the users that the configuration database lists for this computer's server, has the
+// connector create the stores of those who have none in the profile (not with `existingOnly`), and
+// writes into the database which agent serves each store: one agent after the other, from
+// `baseAgentId` to baseAgentId + numberOfAgents - 1, an embedded store with its parent's. Returns
+// the status of the last statement, or the failure that kept it from running. MAPI must be
+// initialised on the calling thread. After a failure ahead of the assignment COM stays initialised.
 HRESULT AssignUsersToAgents(const std::wstring& profileName, std::uint32_t baseAgentId,
                             std::uint32_t numberOfAgents, bool existingOnly) {
   InstallConsoleCtrlHandler();
@@ -168,3 +142,39 @@ HRESULT AssignUsersToAgents(const std::wstring& profileName, std::uint32_t baseA
   CoUninitialize();
   return hr;
 }
+
+void PrintAssignAgentsUsage(const wchar_t* programName) {
+  PrintUsage(
+      programName, L" -assignAgents -p profileName [-b baseAgentId] [-n numAgents] [-e] [-c] [-v]",
+      {kProfileOption, L"\t-b\tThe base agentid.", L"\t-n\tThe number of agents.",
+       L"\t-e\tOnly assign agentids to existing MAPI stores.", kRestartOption, kVerboseOption});
+}
+
+int qrvAdminAssignAgents(int argc, wchar_t** argv, const wchar_t* programName) {
+  std::wstring profileName;
+  BoundedNumber baseAgentId{.fallback = 200, .limit = 400};
+  BoundedNumber numberOfAgents{.fallback = 2, .limit = 100};
+  bool existingOnly = false;
+  bool restart = false;
+  ReadSwitches(argc, argv,
+               {{L"-p", &profileName},
+                {L"-b", &baseAgentId},
+                {L"-n", &numberOfAgents},
+                {L"-e", &existingOnly},
+                {L"-c", &restart},
+                {L"-v", &VerboseOutput}});
+  if (profileName.empty()) {
+    PrintAssignAgentsUsage(programName);
+    return 1;
+  }
+  const auto assign = [&] {
+    return AssignUsersToAgents(profileName, baseAgentId.Value(), numberOfAgents.Value(),
+                               existingOnly);
+  };
+  return RunExclusiveMapiCommand({assign, [&](HRESULT) { return restart; }});
+}
+
+}  // namespace
+
+extern const Command kAssignAgents = {L"-assignAgents", L"Assign users to BES agents",
+                                      PrintAssignAgentsUsage, qrvAdminAssignAgents};

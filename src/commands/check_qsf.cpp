@@ -1,30 +1,17 @@
-#include "src/commands/check_qsf.h"
+// -checkQsf: whether the connector's stores open.
+#include <windows.h>
+
+#include <string>
+#include <vector>
 
 #include "src/commands/address_filter.h"
+#include "src/commands/command.h"
+#include "src/commands/help_screen.h"
 #include "src/commands/store_cache.h"
-#include "src/frontend/console.h"
-#include "src/frontend/usage.h"
-#include "src/frontend/user_break.h"
-#include "src/guards/mapi_frame.h"
-#include "src/guards/switches.h"
-
-int qrvAdminCheckQsf(int argc, wchar_t** argv, const wchar_t* programName) {
-  std::wstring profileName;
-  std::vector<std::wstring> fragments;
-  bool restart = false;
-  ScanSwitches(
-      argc, argv,
-      {{L"-p", &profileName}, {L"-e", &fragments}, {L"-c", &restart}, {L"-v", &VerboseOutput}});
-  if (profileName.empty()) {
-    PrintCheckQsfUsage(programName);
-    return 1;
-  }
-  const int result =
-      RunExclusiveMapiCommand({[&] { return CheckQsf(profileName, fragments); },
-                               [&](HRESULT checked) { return SUCCEEDED(checked) && restart; }});
-  if (result == 0) PrintLine(L"Done");
-  return result;
-}
+#include "src/console/console.h"
+#include "src/console/user_break.h"
+#include "src/frame/mapi_frame.h"
+#include "src/frame/switches.h"
 
 namespace {
 
@@ -51,8 +38,11 @@ HRESULT ReportResults(const std::vector<std::wstring>& addresses,
   return overall;
 }
 
-}  // namespace
-
+// Opens every connector store of the profile, or those whose address contains one of
+// `fragments` (taken as typed; none means all), and reports the ones that fail. Returns S_OK,
+// E_FAIL when a store failed, or the failure that kept the check from running. The results of the
+// last jobs of the pooled logon do not count. Takes ten seconds beyond the stores' own time. MAPI
+// must be initialised on the calling thread.
 HRESULT CheckQsf(const std::wstring& profileName, const std::vector<std::wstring>& fragments) {
   InstallConsoleCtrlHandler();
   CStoreManager storeManager;
@@ -73,3 +63,32 @@ HRESULT CheckQsf(const std::wstring& profileName, const std::vector<std::wstring
   PrintLine(L"Shutting down stores...");
   return hr;
 }
+
+void PrintCheckQsfUsage(const wchar_t* programName) {
+  PrintUsage(programName, L" -checkQsf -p profileName [-e email1 email2 ...] [-v]",
+             {kProfileOption, kEmailOption, L"\t-c\tRestart controller service, if QSFs are OK.",
+              kVerboseOption});
+}
+
+int qrvAdminCheckQsf(int argc, wchar_t** argv, const wchar_t* programName) {
+  std::wstring profileName;
+  std::vector<std::wstring> fragments;
+  bool restart = false;
+  ReadSwitches(
+      argc, argv,
+      {{L"-p", &profileName}, {L"-e", &fragments}, {L"-c", &restart}, {L"-v", &VerboseOutput}});
+  if (profileName.empty()) {
+    PrintCheckQsfUsage(programName);
+    return 1;
+  }
+  const int result =
+      RunExclusiveMapiCommand({[&] { return CheckQsf(profileName, fragments); },
+                               [&](HRESULT checked) { return SUCCEEDED(checked) && restart; }});
+  if (result == 0) PrintLine(L"Done");
+  return result;
+}
+
+}  // namespace
+
+extern const Command kCheckQsf = {L"-checkQsf", L"Check QSFs for errors", PrintCheckQsfUsage,
+                                  qrvAdminCheckQsf};

@@ -1,32 +1,22 @@
-#include "src/commands/compact_qsf.h"
+// -compactQsf: the connector compacts its stores.
+#include <windows.h>
+
+#include <string>
+#include <vector>
 
 #include "src/commands/address_filter.h"
+#include "src/commands/command.h"
 #include "src/commands/compact_thread.h"
 #include "src/commands/dialog_watch.h"
+#include "src/commands/help_screen.h"
 #include "src/commands/store_cache.h"
-#include "src/frontend/console.h"
-#include "src/frontend/usage.h"
-#include "src/frontend/user_break.h"
-#include "src/guards/mapi_frame.h"
-#include "src/guards/switches.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
+#include "src/frame/mapi_frame.h"
+#include "src/frame/switches.h"
 #include "src/platform/handle.h"
 #include "src/platform/mapi.h"
 #include "src/stores/profile_admin.h"
-
-int qrvAdminCompactQsf(int argc, wchar_t** argv, const wchar_t* programName) {
-  std::wstring profileName;
-  std::vector<std::wstring> fragments;
-  bool restart = false;
-  ScanSwitches(
-      argc, argv,
-      {{L"-p", &profileName}, {L"-e", &fragments}, {L"-c", &restart}, {L"-v", &VerboseOutput}});
-  if (profileName.empty()) {
-    PrintCompactQsfUsage(programName);
-    return 1;
-  }
-  return RunExclusiveMapiCommand(
-      {[&] { return CompactQsf(profileName, fragments); }, [&](HRESULT) { return restart; }});
-}
 
 namespace {
 
@@ -73,8 +63,11 @@ void CompactStores(const CStoreManager& storeManager, const std::vector<std::wst
   }
 }
 
-}  // namespace
-
+// Has the connector compact, one after the other, the file of every store of the profile whose
+// address contains one of `fragments` (taken as typed; none means all). Embedded stores have no
+// file and are passed over. Ctrl+C ends it before the next store. A store that fails is reported
+// and does not change the result: that of the last set-up step. MAPI must be initialised on the
+// calling thread. After a failure ahead of opening the profile's services COM stays initialised.
 HRESULT CompactQsf(const std::wstring& profileName, const std::vector<std::wstring>& fragments) {
   CStoreManager storeManager;
   storeManager.ProfileName = profileName;
@@ -100,3 +93,28 @@ HRESULT CompactQsf(const std::wstring& profileName, const std::vector<std::wstri
   CoUninitialize();
   return hr;
 }
+
+void PrintCompactQsfUsage(const wchar_t* programName) {
+  PrintUsage(programName, L" -compactQsf -p profileName [-e email1 email2 ...] [-v]",
+             {kProfileOption, kEmailOption, kRestartOption, kVerboseOption});
+}
+
+int qrvAdminCompactQsf(int argc, wchar_t** argv, const wchar_t* programName) {
+  std::wstring profileName;
+  std::vector<std::wstring> fragments;
+  bool restart = false;
+  ReadSwitches(
+      argc, argv,
+      {{L"-p", &profileName}, {L"-e", &fragments}, {L"-c", &restart}, {L"-v", &VerboseOutput}});
+  if (profileName.empty()) {
+    PrintCompactQsfUsage(programName);
+    return 1;
+  }
+  return RunExclusiveMapiCommand(
+      {[&] { return CompactQsf(profileName, fragments); }, [&](HRESULT) { return restart; }});
+}
+
+}  // namespace
+
+extern const Command kCompactQsf = {L"-compactQsf", L"Compact QSFs", PrintCompactQsfUsage,
+                                    qrvAdminCompactQsf};

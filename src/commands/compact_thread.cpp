@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 #include "src/platform/mapi.h"
 #include "src/stores/profile_admin.h"
 

@@ -1,24 +1,19 @@
-#include "src/commands/find_users.h"
+// -findUsers: which store and file serve given addresses.
+#include <windows.h>
+
+#include <string>
+#include <vector>
 
 #include "src/commands/address_filter.h"
+#include "src/commands/command.h"
+#include "src/commands/embedded_stores.h"
+#include "src/commands/help_screen.h"
 #include "src/commands/store_cache.h"
-#include "src/frontend/console.h"
-#include "src/frontend/usage.h"
-#include "src/frontend/user_break.h"
-#include "src/guards/mapi_frame.h"
-#include "src/guards/switches.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
+#include "src/frame/mapi_frame.h"
+#include "src/frame/switches.h"
 #include "src/platform/text.h"
-
-int qrvAdminFindUsers(int argc, wchar_t** argv, const wchar_t* programName) {
-  std::wstring profileName;
-  std::vector<std::wstring> fragments;
-  ScanSwitches(argc, argv, {{L"-p", &profileName}, {L"-e", &fragments}, {L"-v", &VerboseOutput}});
-  if (profileName.empty() || fragments.empty()) {
-    PrintFindUsersUsage(programName);
-    return 1;
-  }
-  return RunMapiCommand({[&] { return FindUsers(profileName, fragments); }, nullptr});
-}
 
 namespace {
 
@@ -27,23 +22,6 @@ using StoreMap = CStoreManager::StoreMap;
 std::wstring QsfFileName(const StoreRecord& record) {
   const std::wstring path = platform::FromCodePage(record.QsfPath, CP_ACP);
   return std::wstring(platform::FileNamePart(path));
-}
-
-// The addresses of the stores embedded in `record`'s, joined with commas; "none" when there are
-// none.
-std::wstring EmbeddedUsers(const StoreRecord& record, const StoreMap& stores) {
-  if (record.EmbeddedChildren.empty()) return L"none";
-  std::wstring users;
-  for (const EntryIdBytes& child : record.EmbeddedChildren) {
-    const auto found = stores.find(child);
-    if (found == stores.end()) {
-      PrintLine(L"Serious error: *** Embedded store not found ***");
-      continue;
-    }
-    if (!users.empty()) users += L",";
-    users += found->second.Email;
-  }
-  return users;
 }
 
 void PrintFileStore(const StoreRecord& record, const StoreMap& stores) {
@@ -73,8 +51,9 @@ void PrintStore(const StoreRecord& record, const StoreMap& stores) {
   PrintLine(L" ");
 }
 
-}  // namespace
-
+// Lists every connector store of the profile whose lower-cased address contains one of `fragments`
+// (at least one; compared with letter case), in the cache's order. Returns the result of loading
+// the cache. MAPI must be initialised on the calling thread.
 HRESULT FindUsers(const std::wstring& profileName, const std::vector<std::wstring>& fragments) {
   CStoreManager storeManager;
   storeManager.ProfileName = profileName;
@@ -86,3 +65,24 @@ HRESULT FindUsers(const std::wstring& profileName, const std::vector<std::wstrin
   }
   return hr;
 }
+
+void PrintFindUsersUsage(const wchar_t* programName) {
+  PrintUsage(programName, L" -findUsers -p profileName -e email1 email2 ... [-v]",
+             {kProfileOption, kEmailOption, kVerboseOption});
+}
+
+int qrvAdminFindUsers(int argc, wchar_t** argv, const wchar_t* programName) {
+  std::wstring profileName;
+  std::vector<std::wstring> fragments;
+  ReadSwitches(argc, argv, {{L"-p", &profileName}, {L"-e", &fragments}, {L"-v", &VerboseOutput}});
+  if (profileName.empty() || fragments.empty()) {
+    PrintFindUsersUsage(programName);
+    return 1;
+  }
+  return RunMapiCommand({[&] { return FindUsers(profileName, fragments); }, nullptr});
+}
+
+}  // namespace
+
+extern const Command kFindUsers = {L"-findUsers", L"Find users", PrintFindUsersUsage,
+                                   qrvAdminFindUsers};

@@ -1,30 +1,15 @@
-#include "src/commands/list_servers.h"
+// -listServers: the BES servers in the configuration database.
+#include <windows.h>
 
 #include <cstdint>
 #include <string>
 
 #include "src/besdb/bes_database.h"
-#include "src/frontend/console.h"
-#include "src/guards/switches.h"
+#include "src/commands/command.h"
+#include "src/commands/help_screen.h"
+#include "src/console/console.h"
+#include "src/frame/switches.h"
 #include "src/platform/com.h"
-
-namespace {
-
-HRESULT ListServers(bool withCounts);
-
-}  // namespace
-
-HRESULT qrvAdminListServers(int argc, wchar_t** argv) {
-  const platform::ComApartment apartment;
-  if (FAILED(apartment.Status())) {
-    PrintLine(L"%hs: CoInitialize failed : 0x%x", "qrvAdminListServers", apartment.Status());
-    return apartment.Status();
-  }
-  bool withCounts = false;
-  // No "-v": the help screen lists it, and it does nothing here.
-  ScanSwitches(argc, argv, {{L"-c", &withCounts}});
-  return ListServers(withCounts);
-}
 
 namespace {
 
@@ -55,4 +40,25 @@ HRESULT ListServers(bool withCounts) {
   return hr;
 }
 
+void PrintListServersUsage(const wchar_t* programName) {
+  PrintUsage(programName, L" -listServers [-v]", {L"\t-c\tDisplay user counts.", kVerboseOption});
+}
+
+HRESULT qrvAdminListServers(int argc, wchar_t** argv) {
+  const platform::ComApartment apartment;
+  if (FAILED(apartment.Status())) {
+    PrintLine(L"%hs: CoInitialize failed : 0x%x", "qrvAdminListServers", apartment.Status());
+    return apartment.Status();
+  }
+  bool withCounts = false;
+  // No "-v": the help screen lists it, and it does nothing here.
+  ReadSwitches(argc, argv, {{L"-c", &withCounts}});
+  return ListServers(withCounts);
+}
+
 }  // namespace
+
+extern const Command kListServers = {L"-listServers", L"List BES servers", PrintListServersUsage,
+                                     [](int argc, wchar_t** argv, const wchar_t*) -> int {
+                                       return qrvAdminListServers(argc, argv);
+                                     }};

@@ -1,35 +1,28 @@
-#include "src/commands/purge_qsf.h"
+// -purgeQsf: store files that no profile uses.
+#include <windows.h>
 
-#include <string_view>
+#include <cstdint>
+#include <string>
 #include <vector>
 
+#include "src/commands/command.h"
+#include "src/commands/help_screen.h"
+#include "src/commands/in_use_files.h"
 #include "src/commands/store_cache.h"
-#include "src/frontend/console.h"
-#include "src/frontend/user_break.h"
-#include "src/guards/mapi_frame.h"
-#include "src/guards/switches.h"
-#include "src/platform/file_path.h"
-#include "src/platform/file_search.h"
+#include "src/commands/unused_files.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
+#include "src/frame/mapi_frame.h"
+#include "src/frame/switches.h"
 #include "src/platform/mapi.h"
 #include "src/platform/text.h"
 #include "src/stores/profile_admin.h"
 
-int qrvAdminPurgeQsf(int argc, wchar_t** argv) {
-  std::uint32_t force = 0;
-  bool restart = false;
-  ScanSwitches(argc, argv, {{L"-f", &force}, {L"-c", &restart}, {L"-v", &VerboseOutput}});
-  return RunExclusiveMapiCommand(
-      {[&] { return PurgeQsf(force); }, [&](HRESULT) { return restart && force; }});
-}
-
 namespace {
 
 using platform::ComPtr;
-using platform::FileSearch;
 
 constexpr const char* kFunction = "PurgeQsf";
-
-constexpr std::wstring_view kExtension = L".qsf";
 
 using Paths = InUseFiles::Paths;
 
@@ -37,19 +30,6 @@ using Paths = InUseFiles::Paths;
 std::string DirectoryPart(const std::string& path) {
   const size_t length = path.size() - platform::FileNamePart(path, CP_ACP).size();
   return length == 0 ? path : path.substr(0, length);
-}
-
-// A file's name as the system hands it out in the ANSI code page.
-std::string AnsiText(std::wstring_view name) {
-  return platform::ToCodePage(name, CP_ACP).value_or("");
-}
-
-// By its own name: a search finds others by their short names.
-bool IsStoreFileName(std::wstring_view name) {
-  if (name.size() < kExtension.size()) return false;
-  std::wstring ending(name.substr(name.size() - kExtension.size()));
-  platform::LowerAscii(ending);
-  return ending == kExtension;
 }
 
 // The MAPI profiles of the current user. On purpose released only after COM has ended.
@@ -127,75 +107,6 @@ HRESULT CollectAllInUse(const ProfileList& profiles, HRESULT hr, Paths& inUseQsf
   return hr;
 }
 
-void PrintSize(const WIN32_FIND_DATAW& entry) {
-  const auto size =
-      static_cast<std::int64_t>((std::uint64_t{entry.nFileSizeHigh} << 32) | entry.nFileSizeLow);
-  PrintLine(L"Size: %I64d KB", size / 1024);
-}
-
-void PrintLastAccess(const WIN32_FIND_DATAW& entry) {
-  FILETIME local = {};
-  SYSTEMTIME time = {};
-  FileTimeToLocalFileTime(&entry.ftLastAccessTime, &local);
-  FileTimeToSystemTime(&local, &time);
-  PrintLine(L"Last access time: %04d-%02d-%02d %02d:%02d:%02d", time.wYear, time.wMonth, time.wDay,
-            time.wHour, time.wMinute, time.wSecond);
-}
-
-// Whether the name is one that a path can give to the letter: not with a character that a path
-// takes for something else, which a name has on a foreign file system.
-bool IsPlainName(std::wstring_view name) {
-  return name.find_first_of(L"\\/:*?\"<>|") == std::wstring_view::npos;
-}
-
-// Whether the ANSI code page can hold the name. One that it cannot comes out as another name: with
-// question marks or with similar letters, a backslash among them.
-bool IsExactInAnsi(std::wstring_view name) {
-  return platform::FromCodePage(AnsiText(name), CP_ACP) == name;
-}
-
-bool MayBeDeleted(std::wstring_view name) { return IsPlainName(name) && IsExactInAnsi(name); }
-
-// As the file system compares names.
-bool BeginsWith(std::wstring_view name, std::wstring_view stem) {
-  if (stem.empty()) return true;
-  if (name.size() < stem.size()) return false;
-  const int length = static_cast<int>(stem.size());
-  return CompareStringOrdinal(name.data(), length, stem.data(), length, TRUE) == CSTR_EQUAL;
-}
-
-// Lists, and with `force` deletes, every file whose name begins like that of the store file `path`
-// (lower case) without its extension: the file itself and what the connector keeps beside it, but
-// other stores' files too when their names begin so (ann.qsf takes anna.qsf along). A path without
-// a backslash names no directory to search.
-void DeleteQsfFileSet(const std::string& path, std::uint32_t force) {
-  const std::wstring file = platform::FromCodePage(path, CP_ACP);
-  const std::wstring_view name = platform::FileNamePart(file);
-  const std::wstring directory = file.substr(0, file.size() - name.size());
-  if (directory.empty()) return;
-  const std::wstring stem(name.substr(0, name.size() - kExtension.size()));
-  const std::wstring folder = platform::VerbatimPath(directory);
-  for (FileSearch search(folder + stem + L"*"); search.Found(); search.Next()) {
-    const WIN32_FIND_DATAW& entry = search.Entry();
-    if (platform::IsDirectory(entry) || !BeginsWith(entry.cFileName, stem) ||
-        !MayBeDeleted(entry.cFileName)) {
-      continue;
-    }
-    PrintLine(L"Deleting: %s", (directory + entry.cFileName).c_str());
-    if (force) DeleteFileW((folder + entry.cFileName).c_str());
-  }
-}
-
-// `path` is the entry's in the ANSI code page and in lower case.
-void PurgeFile(const std::string& path, const WIN32_FIND_DATAW& entry, std::uint32_t force) {
-  const std::wstring file = platform::FromCodePage(path, CP_ACP);
-  PrintLine(L"Unused Qsf: '%s'", platform::FileNamePart(file).data());
-  PrintSize(entry);
-  PrintLastAccess(entry);
-  if (MayBeDeleted(entry.cFileName)) DeleteQsfFileSet(path, force);
-  PrintLine(L" ");
-}
-
 void PurgeDirectories(const Paths& searchDirs, const Paths& inUseQsfPaths, std::uint32_t force) {
   bool found = false;
   InUseFiles inUse(inUseQsfPaths);
@@ -206,26 +117,11 @@ void PurgeDirectories(const Paths& searchDirs, const Paths& inUseQsfPaths, std::
   }
 }
 
-}  // namespace
-
-bool PurgeDirectory(const std::string& directory, InUseFiles& inUse, std::uint32_t force) {
-  bool found = false;
-  // The directory is that of a path in use, and in lower case already.
-  std::string path = directory;
-  const std::wstring folder = platform::VerbatimPath(platform::FromCodePage(directory, CP_ACP));
-  for (FileSearch search(folder + L"*.qsf"); search.Found(); search.Next()) {
-    const WIN32_FIND_DATAW& entry = search.Entry();
-    if (platform::IsDirectory(entry) || !IsStoreFileName(entry.cFileName)) continue;
-    std::string name = AnsiText(entry.cFileName);
-    platform::LowerAscii(name, CP_ACP);
-    path.replace(directory.size(), std::string::npos, name);
-    if (inUse.ContainsPath(path) || inUse.ContainsFile(folder + entry.cFileName)) continue;
-    found = true;
-    PurgeFile(path, entry, force);
-  }
-  return found;
-}
-
+// Lists the store files that no MAPI profile of the current Windows user refers to, in every
+// directory that holds one in use, with all files that belong to them; with `force` deletes them. A
+// profile that cannot be read ends the command before any file is listed. Returns the failure that
+// did, else the result of the last profile's load. MAPI must be initialised on the calling thread;
+// after a failure COM stays initialised.
 HRESULT PurgeQsf(std::uint32_t force) {
   HRESULT hr = CoInitialize(nullptr);
   if (FAILED(hr)) {
@@ -243,3 +139,27 @@ HRESULT PurgeQsf(std::uint32_t force) {
   CoUninitialize();
   return hr;
 }
+
+void PrintPurgeQsfUsage(const wchar_t* programName) {
+  PrintUsage(
+      programName, L" -purgeQsf [-f] [-v]",
+      {L"\t-f\tForce a non dry run.", kRestartOption, kVerboseOption, L"",
+       L"Unused QSFs are only deleted when the -f flag is used.", L"",
+       L"NOTE: This command can only check for unused QSFs within the current Windows user's "
+       L"MAPI profiles. Be careful when storing QSFs in a common location which is used by "
+       L"multiple Windows users."});
+}
+
+int qrvAdminPurgeQsf(int argc, wchar_t** argv) {
+  std::uint32_t force = 0;
+  bool restart = false;
+  ReadSwitches(argc, argv, {{L"-f", &force}, {L"-c", &restart}, {L"-v", &VerboseOutput}});
+  return RunExclusiveMapiCommand(
+      {[&] { return PurgeQsf(force); }, [&](HRESULT) { return restart && force; }});
+}
+
+}  // namespace
+
+extern const Command kPurgeQsf = {
+    L"-purgeQsf", L"Purge unused QSFs", PrintPurgeQsfUsage,
+    [](int argc, wchar_t** argv, const wchar_t*) { return qrvAdminPurgeQsf(argc, argv); }};

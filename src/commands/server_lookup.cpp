@@ -1,6 +1,6 @@
 #include "src/commands/server_lookup.h"
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 #include "src/platform/mapi.h"
 
 HRESULT FindServer(CBESDatabase& database, const std::wstring& name, const char* function,

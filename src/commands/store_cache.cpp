@@ -1,6 +1,6 @@
 #include "src/commands/store_cache.h"
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 
 HRESULT LoadStoreCache(CStoreManager& storeManager, const char* function) {
   const HRESULT hr = storeManager.LoadCache(true);

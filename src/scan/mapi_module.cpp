@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "src/frontend/console.h"
-#include "src/frontend/user_break.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
 #include "src/platform/handle.h"
 #include "src/platform/text.h"
 

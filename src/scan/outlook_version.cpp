@@ -3,9 +3,9 @@
 #include <cwchar>
 #include <string>
 
-#include "src/frontend/win32_error.h"
 #include "src/platform/registry.h"
 #include "src/platform/text.h"
+#include "src/platform/win32_error.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <utility>
 
-#include "src/frontend/console.h"
-#include "src/frontend/user_break.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
 #include "src/platform/registry.h"
 #include "src/platform/text.h"
 #include "src/scan/outlook_version.h"

@@ -5,8 +5,8 @@
 #include <array>
 #include <string>
 
-#include "src/frontend/console.h"
-#include "src/frontend/user_break.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
 #include "src/platform/handle.h"
 #include "src/scan/mapi_module.h"
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 #include "src/platform/text.h"
 #include "src/stores/entry_id.h"
 #include "src/stores/profile_admin.h"

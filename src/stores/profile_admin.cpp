@@ -1,6 +1,6 @@
 #include "src/stores/profile_admin.h"
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 
 HRESULT OpenProfileAdmin(const char* function, platform::ComPtr<IProfAdmin>& profileAdmin) {
   const HRESULT hr = MAPIAdminProfiles(0, &profileAdmin);

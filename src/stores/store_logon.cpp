@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "src/frontend/console.h"
-#include "src/frontend/user_break.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
 #include "src/platform/handle.h"
 #include "src/platform/mapi.h"
 #include "src/stores/store_logon_worker.h"

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 #include "src/platform/text.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "src/frontend/console_stream.h"
+#include "src/console/console_stream.h"
 
 #include <gtest/gtest.h>
 

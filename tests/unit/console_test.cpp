@@ -1,4 +1,4 @@
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 
 #include <gtest/gtest.h>
 #include <windows.h>

@@ -1,4 +1,4 @@
-#include "src/frontend/program_name.h"
+#include "src/program/program_name.h"
 
 #include <gtest/gtest.h>
 
@@ -31,15 +31,6 @@ TEST(ProgramShortName, OfNothingIsNothing) {
 
 TEST(ProgramShortName, IsBounded) {
   EXPECT_EQ(ProgramShortName(std::wstring(400, L'q').c_str()), std::wstring(259, L'q'));
-}
-
-TEST(IsStandaloneScanName, TakesAnyLetterCaseOfTheWholeName) {
-  EXPECT_TRUE(IsStandaloneScanName(L"qsfscan"));
-  EXPECT_TRUE(IsStandaloneScanName(L"QsfSCAN"));
-  EXPECT_FALSE(IsStandaloneScanName(L"qsfscan.v2"));
-  EXPECT_FALSE(IsStandaloneScanName(L"qsfscan2"));
-  EXPECT_FALSE(IsStandaloneScanName(L"qrvadmin"));
-  EXPECT_FALSE(IsStandaloneScanName(L""));
 }
 
 }  // namespace

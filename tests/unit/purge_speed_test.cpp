@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "src/commands/purge_qsf.h"
+#include "src/commands/unused_files.h"
 #include "src/platform/text.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "src/guards/switches.h"
+#include "src/frame/switches.h"
 
 #include <gtest/gtest.h>
 
@@ -29,7 +29,7 @@ struct Values {
 Values Scan(std::initializer_list<const wchar_t*> arguments) {
   CommandLine line(arguments);
   Values values;
-  ScanSwitches(line.Count(), line.Values(),
+  ReadSwitches(line.Count(), line.Values(),
                {{L"-p", &values.profile},
                 {L"-e", &values.emails},
                 {L"-c", &values.restart},
@@ -39,7 +39,7 @@ Values Scan(std::initializer_list<const wchar_t*> arguments) {
 
 using List = std::vector<std::wstring>;
 
-TEST(ScanSwitches, WithoutArgumentsLeavesEverything) {
+TEST(ReadSwitches, WithoutArgumentsLeavesEverything) {
   const Values values = Scan({L"qrvadmin"});
   EXPECT_EQ(values.profile, L"");
   EXPECT_TRUE(values.emails.empty());
@@ -47,9 +47,9 @@ TEST(ScanSwitches, WithoutArgumentsLeavesEverything) {
   EXPECT_EQ(values.verbose, 0u);
 }
 
-TEST(ScanSwitches, WithoutEvenAProgramNameDoesNothing) { EXPECT_EQ(Scan({}).profile, L""); }
+TEST(ReadSwitches, WithoutEvenAProgramNameDoesNothing) { EXPECT_EQ(Scan({}).profile, L""); }
 
-TEST(ScanSwitches, AListEndsAtTheNextSwitchWhichIsThenLookedAt) {
+TEST(ReadSwitches, AListEndsAtTheNextSwitchWhichIsThenLookedAt) {
   const Values values =
       Scan({L"qrvadmin", L"-checkQsf", L"-p", L"Outlook", L"-e", L"first", L"second", L"-v"});
   EXPECT_EQ(values.profile, L"Outlook");
@@ -57,52 +57,52 @@ TEST(ScanSwitches, AListEndsAtTheNextSwitchWhichIsThenLookedAt) {
   EXPECT_EQ(values.verbose, 1u);
 }
 
-TEST(ScanSwitches, AListEndsAtALoneDashAndHoldsEmptyArguments) {
+TEST(ReadSwitches, AListEndsAtALoneDashAndHoldsEmptyArguments) {
   EXPECT_EQ(Scan({L"q", L"-e", L"", L"a", L"-", L"b"}).emails, (List{L"", L"a"}));
 }
 
-TEST(ScanSwitches, AnEmptyListIsEmpty) {
+TEST(ReadSwitches, AnEmptyListIsEmpty) {
   EXPECT_TRUE(Scan({L"q", L"-e"}).emails.empty());
   EXPECT_TRUE(Scan({L"q", L"-e", L"-c"}).emails.empty());
   EXPECT_TRUE(Scan({L"q", L"-e", L"-c"}).restart);
 }
 
-TEST(ScanSwitches, SeveralListsAreJoined) {
+TEST(ReadSwitches, SeveralListsAreJoined) {
   EXPECT_EQ(Scan({L"q", L"-e", L"a", L"-c", L"-e", L"b"}).emails, (List{L"a", L"b"}));
 }
 
-TEST(ScanSwitches, AValueIsTakenAsItStandsAndIsNoSwitchItself) {
+TEST(ReadSwitches, AValueIsTakenAsItStandsAndIsNoSwitchItself) {
   const Values values = Scan({L"q", L"-p", L"-c"});
   EXPECT_EQ(values.profile, L"-c");
   EXPECT_FALSE(values.restart);
   EXPECT_EQ(Scan({L"q", L"-p", L"-v"}).verbose, 0u);
 }
 
-TEST(ScanSwitches, AMissingValueAtTheEndLeavesTheTarget) {
+TEST(ReadSwitches, AMissingValueAtTheEndLeavesTheTarget) {
   EXPECT_EQ(Scan({L"q", L"-p"}).profile, L"");
   EXPECT_EQ(Scan({L"q", L"-p", L"A", L"-p"}).profile, L"A");
 }
 
-TEST(ScanSwitches, TheLastOfSeveralValuesCounts) {
+TEST(ReadSwitches, TheLastOfSeveralValuesCounts) {
   EXPECT_EQ(Scan({L"q", L"-p", L"A", L"-p", L"B"}).profile, L"B");
 }
 
-TEST(ScanSwitches, MatchesWholeArgumentsWithTheirLetterCase) {
+TEST(ReadSwitches, MatchesWholeArgumentsWithTheirLetterCase) {
   const Values values = Scan({L"q", L"-P", L"A", L"-pA", L"-V", L"-vv", L"/v", L"-C"});
   EXPECT_EQ(values.profile, L"");
   EXPECT_EQ(values.verbose, 0u);
   EXPECT_FALSE(values.restart);
 }
 
-TEST(ScanSwitches, PassesOverWhatItDoesNotKnow) {
+TEST(ReadSwitches, PassesOverWhatItDoesNotKnow) {
   const Values values = Scan({L"q", L"-unknown", L"word", L"-p", L"A", L"-x", L"-c"});
   EXPECT_EQ(values.profile, L"A");
   EXPECT_TRUE(values.restart);
 }
 
-TEST(ScanSwitches, TheProgramsOwnNameIsNoSwitch) { EXPECT_FALSE(Scan({L"-c", L"x"}).restart); }
+TEST(ReadSwitches, TheProgramsOwnNameIsNoSwitch) { EXPECT_FALSE(Scan({L"-c", L"x"}).restart); }
 
-TEST(ScanSwitches, TakesArgumentsOfAnyLength) {
+TEST(ReadSwitches, TakesArgumentsOfAnyLength) {
   const std::wstring longName(5000, L'n');
   EXPECT_EQ(Scan({L"q", L"-p", longName.c_str()}).profile, longName);
 }
@@ -110,7 +110,7 @@ TEST(ScanSwitches, TakesArgumentsOfAnyLength) {
 std::uint32_t ScanNumber(std::initializer_list<const wchar_t*> arguments) {
   CommandLine line(arguments);
   BoundedNumber number{.fallback = 200, .limit = 400};
-  ScanSwitches(line.Count(), line.Values(), {{L"-b", &number}});
+  ReadSwitches(line.Count(), line.Values(), {{L"-b", &number}});
   return number.Value();
 }
 

@@ -1,4 +1,4 @@
-#include "src/frontend/user_break.h"
+#include "src/console/user_break.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "src/frontend/win32_error.h"
+#include "src/platform/win32_error.h"
 
 #include <gtest/gtest.h>
 

@@ -10,7 +10,7 @@
 
 #include <string>
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 #include "src/platform/mapi.h"
 #include "src/stores/store_manager.h"
 

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "src/besdb/bes_database.h"
-#include "src/frontend/console.h"
-#include "src/frontend/user_break.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
 #include "src/platform/com.h"
 
 namespace {

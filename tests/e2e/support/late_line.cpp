@@ -1,6 +1,6 @@
 // Makes of the product's wmain a program that says one line more when wmain has returned and the
 // process ends.
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 
 namespace {
 

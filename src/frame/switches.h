@@ -30,4 +30,4 @@ struct Switch {
 // Walks all arguments behind the program's name and fills the targets of the switches that it
 // meets. Switches are matched whole and with their letter case; everything else is passed over
 // silently. A switch whose value is missing at the end leaves its target as it is.
-void ScanSwitches(int argc, wchar_t** argv, std::initializer_list<Switch> switches);
+void ReadSwitches(int argc, wchar_t** argv, std::initializer_list<Switch> switches);

@@ -1,14 +1,13 @@
-#include "src/frontend/usage.h"
-
 #include <gtest/gtest.h>
 
+#include "src/commands/scan_qsf.h"
 #include "tests/unit/captured_output.h"
 
 namespace {
 
 std::wstring ScanQsfUsage(const wchar_t* programName) {
   const CapturedOutput output;
-  PrintScanQsfUsage(programName);
+  kScanQsf.printUsage(programName);
   return output.Text();
 }
 
@@ -54,6 +53,15 @@ TEST(PrintScanQsfUsage, UnderAnyOtherNameIsTheCommands) {
             L"\t-v\tShow verbose output.\n"
             L"\n"
             L"\tNOTE: -d and -p cannot be used together.\n");
+}
+
+TEST(IsStandaloneScanName, TakesAnyLetterCaseOfTheWholeName) {
+  EXPECT_TRUE(IsStandaloneScanName(L"qsfscan"));
+  EXPECT_TRUE(IsStandaloneScanName(L"QsfSCAN"));
+  EXPECT_FALSE(IsStandaloneScanName(L"qsfscan.v2"));
+  EXPECT_FALSE(IsStandaloneScanName(L"qsfscan2"));
+  EXPECT_FALSE(IsStandaloneScanName(L"qrvadmin"));
+  EXPECT_FALSE(IsStandaloneScanName(L""));
 }
 
 }  // namespace

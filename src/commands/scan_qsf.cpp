@@ -1,16 +1,17 @@
-#include "src/scan/scan_command.h"
+#include "src/commands/scan_qsf.h"
 
 #include <windows.h>
 
 #include <cwchar>
 #include <iostream>
+#include <span>
 #include <string>
 #include <vector>
 
-#include "src/frontend/console.h"
-#include "src/frontend/usage.h"
-#include "src/frontend/user_break.h"
-#include "src/guards/mapi_frame.h"
+#include "src/commands/help_screen.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
+#include "src/frame/mapi_frame.h"
 #include "src/scan/mapi_module.h"
 #include "src/scan/qsf_paths.h"
 #include "src/scan/repair_tool.h"
@@ -26,16 +27,19 @@ struct ScanOptions {
   bool restart = false;
 };
 
+// Those not looked at yet.
+using Arguments = std::span<wchar_t* const>;
+
 enum class Parsed { kRun, kHelp, kError };
 
 bool Is(const wchar_t* argument, const wchar_t* text) { return wcscmp(argument, text) == 0; }
 
 // "-p" or "-d", whose mode excludes the other's: takes the profile's name. False when that is
 // missing or the other mode was chosen before.
-bool TakeProfile(int argc, wchar_t** argv, int& index, bool& mode, bool otherMode,
-                 ScanOptions& options) {
-  if (index + 1 >= argc || otherMode) return false;
-  options.profileName = argv[++index];
+bool TakeProfile(Arguments& rest, bool& mode, bool otherMode, std::wstring& profileName) {
+  if (rest.empty() || otherMode) return false;
+  profileName = rest.front();
+  rest = rest.subspan(1);
   mode = true;
   return true;
 }
@@ -59,15 +63,18 @@ bool TakeFlag(const wchar_t* argument, ScanOptions& options) {
 // Stops at the first help switch and at the first error, whichever comes first.
 Parsed ParseSwitches(int argc, wchar_t** argv, ScanOptions& options) {
   if (argc < 2) return Parsed::kHelp;
-  for (int i = 1; i < argc; ++i) {
+  Arguments rest(argv + 1, static_cast<size_t>(argc) - 1);
+  while (!rest.empty()) {
+    const wchar_t* const argument = rest.front();
+    rest = rest.subspan(1);
     bool known = true;
-    if (Is(argv[i], L"-h")) return Parsed::kHelp;
-    if (Is(argv[i], L"-p")) {
-      known = TakeProfile(argc, argv, i, options.scan, options.deleteFiles, options);
-    } else if (Is(argv[i], L"-d")) {
-      known = TakeProfile(argc, argv, i, options.deleteFiles, options.scan, options);
-    } else if (_wcsicmp(argv[i], L"-scanQsf") != 0) {
-      known = TakeFlag(argv[i], options);
+    if (Is(argument, L"-h")) return Parsed::kHelp;
+    if (Is(argument, L"-p")) {
+      known = TakeProfile(rest, options.scan, options.deleteFiles, options.profileName);
+    } else if (Is(argument, L"-d")) {
+      known = TakeProfile(rest, options.deleteFiles, options.scan, options.profileName);
+    } else if (_wcsicmp(argument, L"-scanQsf") != 0) {
+      known = TakeFlag(argument, options);
     }
     if (!known) return Parsed::kError;
   }
@@ -151,7 +158,28 @@ HRESULT ProcessStores(const ScanOptions& options) {
   return S_OK;
 }
 
-}  // namespace
+void PrintScanQsfUsage(const wchar_t* programName) {
+  const bool standalone = IsStandaloneScanName(programName);
+  if (standalone) {
+    std::wcout << programName << L" utility" << std::endl;
+    // "the the" is part of the text.
+    PrintTexts({L"---------------",
+                L"Utility program for scanning quorvel outlook profile stores using the the\n"
+                L"Microsoft Outlook Inbox Repair tool (ScanPST.exe) that comes with outlook,",
+                L"and for deleting the store qsf file in order to have it recreated by QRV.", L""});
+    std::wcout << L"Usage: " << programName << L" [-h]";
+  } else {
+    std::wcout << programName << L" -scanQsf";
+  }
+  PrintTexts({L" [-p profile_name | -d profile_name] [-r] [-m] [-v]", L""});
+  if (standalone) PrintTexts({L"\t-h\tShow this help screen."});
+  PrintTexts(
+      {L"\t-p\tThe profile name to be scanned.", L"\t-d\tThe profile store(s) to be deleted.",
+       L"\t-r\tScan or Delete root store qsf only for this profile. Ignore secondary stores.",
+       L"\t-m\tScan stores marked as corrupted for this profile."});
+  if (!standalone) PrintTexts({kRestartOption});
+  PrintTexts({kVerboseOption, L"", L"\tNOTE: -d and -p cannot be used together."});
+}
 
 int ScanQsfCommand(int argc, wchar_t** argv, const wchar_t* programName) {
   ScanOptions options;
@@ -169,3 +197,12 @@ int ScanQsfCommand(int argc, wchar_t** argv, const wchar_t* programName) {
   return RunExclusiveMapiCommand(
       {[&] { return ProcessStores(options); }, [&](HRESULT) { return options.restart; }});
 }
+
+}  // namespace
+
+bool IsStandaloneScanName(const wchar_t* programName) {
+  return _wcsicmp(programName, L"qsfscan") == 0;
+}
+
+extern const Command kScanQsf = {L"-scanQsf", L"Scan QSFs and correct errors", PrintScanQsfUsage,
+                                 ScanQsfCommand};

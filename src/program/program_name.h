@@ -7,6 +7,3 @@
 // separates nothing), without its last dot and what follows it. Of a part of 260 characters or more
 // the first 259 are looked at.
 std::wstring ProgramShortName(const wchar_t* firstArgument);
-
-// Whether this short name, in any letter case, makes the program the stand-alone scan utility.
-bool IsStandaloneScanName(const wchar_t* programName);

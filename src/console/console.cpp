@@ -1,4 +1,4 @@
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 
 #include <windows.h>
 
@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "src/frontend/console_stream.h"
+#include "src/console/console_stream.h"
 #include "src/platform/lock.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "src/guards/switches.h"
+#include "src/frame/switches.h"
 
 #include <cstdlib>
 #include <cwchar>
@@ -47,7 +47,7 @@ const Switch* FindSwitch(const wchar_t* argument, std::initializer_list<Switch> 
 
 }  // namespace
 
-void ScanSwitches(int argc, wchar_t** argv, std::initializer_list<Switch> switches) {
+void ReadSwitches(int argc, wchar_t** argv, std::initializer_list<Switch> switches) {
   if (argc < 2) return;
   Arguments rest(argv + 1, static_cast<size_t>(argc) - 1);
   while (!rest.empty()) {

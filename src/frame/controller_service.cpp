@@ -1,10 +1,10 @@
-#include "src/guards/controller_service.h"
+#include "src/frame/controller_service.h"
 
 #include <windows.h>
 
 #include <optional>
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 #include "src/platform/handle.h"
 
 namespace {

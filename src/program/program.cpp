@@ -1,12 +1,12 @@
-#include "src/frontend/program.h"
+#include "src/program/program.h"
 
 #include <string>
 
-#include "src/frontend/console.h"
-#include "src/frontend/dispatch.h"
-#include "src/frontend/program_name.h"
-#include "src/frontend/user_break.h"
-#include "src/scan/scan_command.h"
+#include "src/commands/scan_qsf.h"
+#include "src/console/console.h"
+#include "src/console/user_break.h"
+#include "src/program/dispatch.h"
+#include "src/program/program_name.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ void DeleteUserBreakLock() {
 }
 
 int RunCommand(int argc, wchar_t** argv, const wchar_t* programName) {
-  if (IsStandaloneScanName(programName)) return ScanQsfCommand(argc, argv, programName);
+  if (IsStandaloneScanName(programName)) return kScanQsf.handler(argc, argv, programName);
   return Dispatch(argc, argv, programName);
 }
 

@@ -1,7 +1,7 @@
 #include <iostream>
 
-#include "src/frontend/console.h"
-#include "src/frontend/program.h"
+#include "src/console/console.h"
+#include "src/program/program.h"
 
 int wmain(int argc, wchar_t** argv) {
   SetUpConsole();

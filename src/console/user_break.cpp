@@ -1,6 +1,6 @@
-#include "src/frontend/user_break.h"
+#include "src/console/user_break.h"
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 
 platform::CriticalSection UserBreakLock;
 std::uint32_t UserBreak = 0;

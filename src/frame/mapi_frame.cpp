@@ -1,8 +1,8 @@
-#include "src/guards/mapi_frame.h"
+#include "src/frame/mapi_frame.h"
 
-#include "src/frontend/console.h"
-#include "src/guards/controller_service.h"
-#include "src/guards/mapi_in_use.h"
+#include "src/console/console.h"
+#include "src/frame/controller_service.h"
+#include "src/frame/mapi_in_use.h"
 #include "src/platform/mapi.h"
 
 namespace {

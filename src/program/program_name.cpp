@@ -1,6 +1,5 @@
-#include "src/frontend/program_name.h"
+#include "src/program/program_name.h"
 
-#include <cwchar>
 #include <string_view>
 
 #include "src/platform/text.h"
@@ -10,8 +9,4 @@ std::wstring ProgramShortName(const wchar_t* firstArgument) {
   constexpr size_t kLongestName = 259;
   const std::wstring_view fileName = platform::FileNamePart(firstArgument).substr(0, kLongestName);
   return std::wstring(fileName.substr(0, fileName.rfind(L'.')));
-}
-
-bool IsStandaloneScanName(const wchar_t* programName) {
-  return _wcsicmp(programName, L"qsfscan") == 0;
 }

@@ -1,4 +1,4 @@
-#include "src/guards/mapi_in_use.h"
+#include "src/frame/mapi_in_use.h"
 
 #include <windows.h>
 // psapi.h wants windows.h first.
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "src/frontend/console.h"
+#include "src/console/console.h"
 #include "src/platform/text.h"
 
 namespace {
