@@ -23,10 +23,9 @@ class AgentBatches {
   // The address goes into the statement as it is: one with a quote character breaks its batch.
   void Assign(std::uint32_t agentId, const std::wstring& email);
 
-  // Runs what is pending.
+  // Runs the last batch, which is not full.
   void Finish();
 
-  // Of the batch run last.
   HRESULT Status() const { return status_; }
 
  private:

@@ -134,7 +134,8 @@ HRESULT AssignUsersToAgents(const std::wstring& profileName, std::uint32_t baseA
     hr = GetUsers(database, users);
     if (SUCCEEDED(hr)) hr = LoadStores(storeManager);
     if (SUCCEEDED(hr) && !existingOnly) hr = CreateMissingStores(storeManager, users, hr);
-    // On purpose without CoUninitialize: only a run that gets to the assignment ends COM.
+    // Kept: without CoUninitialize, which only a run that gets to the assignment calls. The process
+    // ends soon.
     if (FAILED(hr)) return hr;
     hr = WriteAgents(database, storeManager.Stores, baseAgentId, numberOfAgents, hr);
   }

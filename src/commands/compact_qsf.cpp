@@ -71,11 +71,11 @@ void CompactStores(const CStoreManager& storeManager, const std::vector<std::wst
 HRESULT CompactQsf(const std::wstring& profileName, const std::vector<std::wstring>& fragments) {
   CStoreManager storeManager;
   storeManager.ProfileName = profileName;
-  // These show that the profile's services can be had; each compaction thread opens its own. On
-  // purpose released only after COM has ended.
+  // These show that the profile's services can be had; each compaction thread opens its own. Kept:
+  // released only after COM has ended. They are MAPI's, which the frame ends later still.
   ComPtr<IProfAdmin> profileAdmin;
   ComPtr<IMsgServiceAdmin> serviceAdmin;
-  // On purpose twice: a verbose run says so in two lines.
+  // Kept: twice, so that a verbose run says it in two lines; console lines are an interface.
   InstallConsoleCtrlHandler();
   InstallConsoleCtrlHandler();
 
@@ -86,7 +86,8 @@ HRESULT CompactQsf(const std::wstring& profileName, const std::vector<std::wstri
   }
   hr = LoadStoreCache(storeManager, kFunction);
   if (SUCCEEDED(hr)) hr = OpenProfileAdmin(kFunction, profileAdmin);
-  // On purpose without CoUninitialize: only a run that asks for the profile's services ends COM.
+  // Kept: without CoUninitialize, which only a run that asks for the profile's services calls. The
+  // process ends soon.
   if (FAILED(hr)) return hr;
   hr = OpenServiceAdmin(profileAdmin.Get(), profileName, kFunction, serviceAdmin);
   if (SUCCEEDED(hr)) CompactStores(storeManager, fragments);

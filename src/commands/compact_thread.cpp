@@ -33,12 +33,13 @@ HRESULT Compact(IMsgServiceAdmin* serviceAdmin, const CompactQsfThreadParams& pa
 
 DWORD WINAPI CompactQsfThread(LPVOID lpvCompactQsfThreadParams) {
   if (!lpvCompactQsfThreadParams) {
-    // "i NULL" is the text of this line.
+    // Kept: "i NULL"; console lines are an interface.
     PrintLine(L"%hs: lpvCompactQsfThreadParams i NULL", kFunction);
     return 0;
   }
   auto& params = *static_cast<CompactQsfThreadParams*>(lpvCompactQsfThreadParams);
-  // On purpose released only after MAPI has ended on this thread.
+  // Kept: released only after MAPI has ended on this thread. The main thread's MAPI keeps them
+  // alive.
   ComPtr<IProfAdmin> profileAdmin;
   ComPtr<IMsgServiceAdmin> serviceAdmin;
   // A failure shows in the next call.
@@ -47,7 +48,8 @@ DWORD WINAPI CompactQsfThread(LPVOID lpvCompactQsfThreadParams) {
   if (SUCCEEDED(hr)) {
     hr = OpenServiceAdmin(profileAdmin.Get(), params.profileName, kFunction, serviceAdmin);
   }
-  // On purpose without MAPIUninitialize: only a thread that gets to the compaction ends its MAPI.
+  // Kept: without MAPIUninitialize, which only a thread that gets to the compaction calls. The
+  // process ends MAPI as a whole.
   if (FAILED(hr)) return 0;
   params.result = Compact(serviceAdmin.Get(), params);
   MAPIUninitialize();

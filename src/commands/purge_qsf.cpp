@@ -32,7 +32,8 @@ std::string DirectoryPart(const std::string& path) {
   return length == 0 ? path : path.substr(0, length);
 }
 
-// The MAPI profiles of the current user. On purpose released only after COM has ended.
+// The MAPI profiles of the current user. Kept: released only after the command has ended COM. They
+// are MAPI's, which the frame around the command ends later still.
 struct ProfileList {
   ComPtr<IProfAdmin> admin;
   ComPtr<IMAPITable> table;
@@ -112,7 +113,8 @@ void PurgeDirectories(const Paths& searchDirs, const Paths& inUseQsfPaths, std::
   InUseFiles inUse(inUseQsfPaths);
   for (const auto& [directory, sameDirectory] : searchDirs) {
     if (PurgeDirectory(directory, inUse, force)) found = true;
-    // On purpose inside the loop: said once for each directory until something turns up.
+    // Kept: inside the loop, so that it is said once for each directory until something turns up;
+    // console lines are an interface.
     if (!found) PrintLine(L"No unused QSFs found");
   }
 }
@@ -133,7 +135,7 @@ HRESULT PurgeQsf(std::uint32_t force) {
   Paths inUseQsfPaths;
   Paths searchDirs;
   if (SUCCEEDED(hr)) hr = CollectAllInUse(profiles, hr, inUseQsfPaths, searchDirs);
-  // On purpose without CoUninitialize: only a run that got this far ends COM.
+  // Kept: without CoUninitialize, which only a run that got this far calls. The process ends soon.
   if (FAILED(hr)) return hr;
   PurgeDirectories(searchDirs, inUseQsfPaths, force);
   CoUninitialize();

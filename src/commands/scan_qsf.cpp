@@ -124,7 +124,7 @@ bool DeleteStoreFile(const std::wstring& path) {
       }
       break;
     case DeleteAnswer::kNo:
-      // On purpose "done" is said of a file that stays, too.
+      // Kept: "done" is said of a file that stays, too; console lines are an interface.
       break;
     case DeleteAnswer::kCancel:
       if (VerboseOutput) PrintLine(L"delete operation cancelled");
@@ -162,7 +162,7 @@ void PrintScanQsfUsage(const wchar_t* programName) {
   const bool standalone = IsStandaloneScanName(programName);
   if (standalone) {
     std::wcout << programName << L" utility" << std::endl;
-    // "the the" is part of the text.
+    // Kept: "the the" is part of the text.
     PrintTexts({L"---------------",
                 L"Utility program for scanning quorvel outlook profile stores using the the\n"
                 L"Microsoft Outlook Inbox Repair tool (ScanPST.exe) that comes with outlook,",

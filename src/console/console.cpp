@@ -77,7 +77,8 @@ void SetUpConsole() {
 
 void PrintLine(const wchar_t* format, ...) {
   const std::unique_ptr<wchar_t[]> buffer(new wchar_t[kLineSize]());
-  // On purpose again and in bytes: half of the buffer, which is clear already.
+  // Kept: cleared again, and by a size in bytes: half of the buffer, which is clear already. It
+  // does no harm.
   memset(buffer.get(), 0, kLineSize);
 
   va_list arguments;

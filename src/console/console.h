@@ -1,6 +1,7 @@
 // The way to the console. Everything that the program says goes to the wide standard output, one
-// line at a time; nothing goes to standard error and there is no log file. Only the help screens,
-// which come before any other thread, are written into the stream without these functions.
+// line at a time; nothing goes to standard error and there is no log file. Help screens, and what
+// the scan command says above its own of wrong switches, are written into the stream without these
+// functions: they come before any other thread.
 #pragma once
 
 #include <string>

@@ -38,8 +38,8 @@ std::optional<DWORD> CurrentState(const ServiceHandle& service) {
 
 void StartIfStopped(const ServiceHandle& service, DWORD state) {
   if (state != SERVICE_STOPPED) {
-    // On purpose "running" is said of every state but stopped, pending ones too, and the bracket
-    // has no partner.
+    // Kept: "running" is said of every state but stopped, pending ones too, and the bracket has no
+    // partner; console lines are an interface.
     PrintLine(L"%hs. Service is already running, currentState=%d)", kFunction, state);
   } else if (!StartServiceW(service.Get(), 0, nullptr)) {
     PrintLine(L"%hs. StartService failed (%d)", kFunction, GetLastError());

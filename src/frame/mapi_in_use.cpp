@@ -64,8 +64,8 @@ bool HasMapiLibrary(HANDLE process) {
 }
 
 void NoteMapiUser(DWORD processId, const std::wstring& ownImageName, ImageNames& users) {
-  // Left open on purpose, with all the others: the program is short-lived, and the system closes
-  // them with it.
+  // Kept: left open, with all the others. The program is short-lived, and the system closes them
+  // with it.
   const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId);
   if (!process) return;
   const std::wstring imageName = ModuleName(process, nullptr);

@@ -40,14 +40,12 @@ namespace platform {
 
 using Microsoft::WRL::ComPtr;
 
-// {559D10B0-A772-11CD-9BC8-00AA002FC45A}
 inline constexpr GUID kIidExchangeManageStore = {
     0x559D10B0, 0xA772, 0x11CD, {0x9B, 0xC8, 0x00, 0xAA, 0x00, 0x2F, 0xC4, 0x5A}};
 
 // OpenProfileSection: open the section even when another program holds it (edkmdb.h's value).
 inline constexpr ULONG kMapiForceAccess = 0x00080000;
 
-// Owner of one MAPI buffer holding a T. MAPI fills it through Put().
 template <typename T>
 class MapiBuffer {
  public:
@@ -67,7 +65,6 @@ class MapiBuffer {
   T* buffer_ = nullptr;
 };
 
-// Owner of the rows of a table. HrQueryAllRows fills it through Put().
 class RowSet {
  public:
   RowSet() = default;

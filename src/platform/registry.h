@@ -11,7 +11,6 @@
 
 namespace platform {
 
-// A value as the registry holds it.
 struct RegistryValue {
   DWORD type = REG_NONE;
   std::vector<BYTE> bytes;
@@ -20,7 +19,6 @@ struct RegistryValue {
   std::wstring Text() const;
 };
 
-// Sole owner of an open key, or of none.
 class RegistryKey {
  public:
   RegistryKey() = default;

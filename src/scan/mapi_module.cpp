@@ -58,7 +58,8 @@ MailClient ReadMailClient() {
                     KEY_QUERY_VALUE, &key) != ERROR_SUCCESS) {
     return client;
   }
-  // On purpose closed with CloseHandle, which the system takes for a registry key too.
+  // Kept: closed with CloseHandle instead of RegCloseKey. A local key is a kernel handle, so both
+  // do the same.
   const platform::KernelHandle closer(reinterpret_cast<HANDLE>(key));
   client.applicationLocale = ReadQualifier(key, "MSIApplicationLCID");
   client.officeLocale = ReadQualifier(key, "MSIOfficeLCID");

@@ -65,8 +65,8 @@ bool IsMarked(const RegistryKey& section) {
 void CollectPath(HKEY profile, const std::wstring& sectionName, bool rootOnly, bool markedOnly,
                  std::vector<std::wstring>& paths) {
   RegistryKey section;
-  // On purpose all access, though nothing is written: what may not be changed is not looked at. A
-  // section that does not open has no values.
+  // Kept: all access, though nothing is written. What may not be changed is not worked on: a
+  // section that does not open so has no values.
   section.Open(profile, sectionName.c_str(), KEY_ALL_ACCESS);
   if (!BelongsToConnector(section, rootOnly)) return;
   if (markedOnly && !IsMarked(section)) return;

@@ -82,7 +82,8 @@ bool RepairTool::Start(const std::wstring& toolPath) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof(startup);
   PROCESS_INFORMATION created = {};
-  // On purpose the path alone and unquoted. The call may write into it.
+  // Kept: the path alone and unquoted, the command line as it is known; the manual warns. In a
+  // string of its own, since the call may write into it.
   std::wstring commandLine = toolPath;
   if (VerboseOutput) PrintLine(L"%hs. Creating process", kFunction);
   if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS,
@@ -162,7 +163,7 @@ int RepairTool::TakeResult() {
 }
 
 void RepairTool::PrintToolError() const {
-  // The second text of the error box; the first is its icon.
+  // A message box shows its icon in a "Static" child too, made before the one with the text.
   const HWND first = FindChild(L"Static");
   const HWND second = first ? FindChild(L"Static", nullptr, first) : nullptr;
   if (!second) return;
@@ -228,6 +229,8 @@ HWND RepairTool::FindChild(const wchar_t* className, const wchar_t* text, HWND a
 }  // namespace
 
 int CheckRepairQsf(const std::wstring& path) {
+  // Kept: meant as the function's name after "In", it is a size prefix and a conversion that stores
+  // through its argument. The line shows the format itself; see HasStoringConversion.
   if (VerboseOutput) PrintLine(L"%In hs.", kFunction);
   const std::wstring toolPath = RepairToolPath();
   if (toolPath.empty()) return 0;

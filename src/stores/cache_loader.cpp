@@ -133,13 +133,13 @@ CacheLoader::Outcome CacheLoader::LoadService(const SRow& row, int index) {
   draft.serviceUid = UidOf(platform::PropertyAt(row, 0));
   ComPtr<IProfSect> section;
   status_ = serviceAdmin_->OpenProfileSection(&draft.serviceUid, nullptr, kSectionFlags, &section);
-  // On purpose the text of the step before.
+  // Kept: the text of the step before serves for this one too; console lines are an interface.
   if (Failed(L"%hs: HrQueryAllRows on MsgServiceTable failed : 0x%x")) return Outcome::kEndLoad;
 
   const SPropValue name = platform::PropertyAt(row, 1);
   if (name.ulPropTag != kServiceName) {
-    // On purpose the load comes back with the success of the call before, and a cache that lacks
-    // the rest.
+    // Kept: the load comes back with the success of the call before, and a cache that lacks the
+    // rest. Commands go on with what they then see.
     PrintLine(L"%hs: PR_SERVICE_NAME_A not found at index %d", kFunction, index);
     return Outcome::kEndLoad;
   }

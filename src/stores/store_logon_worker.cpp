@@ -98,7 +98,8 @@ HRESULT OpenSearchFolder(const StoreLogonSlot& slot, IMAPIFolder* root) {
   ComPtr<IMAPITable> contents;
   hr = folder->GetContentsTable(MAPI_UNICODE, &contents);
   if (FAILED(hr)) {
-    // On purpose names the first folder, although the table is the search folder's.
+    // Kept: the line names the first folder, although the table is the search folder's; console
+    // lines are an interface.
     PrintLine(L"%hs: Failed to get BlackBerryHandHeldInfo contents table for user '%s' : 0x%x",
               kFunction, slot.userName.c_str(), hr);
   }

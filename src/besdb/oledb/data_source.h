@@ -13,7 +13,6 @@
 
 namespace oledb {
 
-// A database that a provider has opened.
 class DataSource {
  public:
   // Finds the provider through the data-links component by "Provider=..." in the initialisation
@@ -32,7 +31,7 @@ class DataSource {
 // A session on a data source, held by the one interface that every session has.
 class Session {
  public:
-  // Makes the session; `source` must be open. Returns the first failure.
+  // `source` must be open. Returns the first failure.
   HRESULT Open(const DataSource& source);
 
   void Close() { session_.Reset(); }
