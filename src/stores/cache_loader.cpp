@@ -96,7 +96,7 @@ HRESULT CacheLoader::Load(const std::wstring& profileName, bool includeRootStore
   return status_;
 }
 
-bool CacheLoader::Failed(const wchar_t* message) const {
+bool CacheLoader::Failed(LineFormat<const char*, HRESULT> message) const {
   if (SUCCEEDED(status_)) return false;
   PrintLine(message, kFunction, status_);
   return true;

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "src/console/console_format.h"
 #include "src/platform/mapi.h"
 #include "src/stores/store_manager.h"
 
@@ -47,7 +48,7 @@ class CacheLoader {
 
   // Prints `message` with the function's name and status_ when that is a failure, and says whether
   // it was one.
-  bool Failed(const wchar_t* message) const;
+  bool Failed(LineFormat<const char*, HRESULT> message) const;
 
   CStoreManager::StoreMap& stores_;
   ComPtr<IProfAdmin> profileAdmin_;

@@ -3,16 +3,92 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 #include "tests/unit/captured_output.h"
 
 namespace {
 
+// Whether a format for arguments of these types has that fault.
+template <typename... Arguments>
+constexpr bool HasFault(FormatFault fault, const wchar_t* format) {
+  return FaultOfFormat(format, {FormatKindOf<Arguments>()...}) == fault;
+}
+
+// Whether PrintLine takes `format` with arguments of these types.
+template <typename... Arguments>
+constexpr bool Takes(const wchar_t* format) {
+  return HasFault<Arguments...>(FormatFault::kNone, format);
+}
+
+static_assert(Takes<>(L""));
+static_assert(Takes<>(L"100%% %%d"));
+static_assert(Takes<const wchar_t*, wchar_t*, const wchar_t*>(L"%s%ls, %-20s"));
+static_assert(Takes<const char*, char*>(L"%hs: %8hs"));
+static_assert(Takes<int, unsigned, HRESULT, DWORD, WORD>(L"%d %x %#010x %d %04d"));
+static_assert(Takes<std::int64_t, std::uint64_t>(L"%I64d %I64d"));
+static_assert(Takes<const char*, const wchar_t*, HRESULT>(L"%hs: '%s' 100%% : 0x%x"));
+
+static_assert(HasFault<>(FormatFault::kTooFewArguments, L"%d"));
+static_assert(HasFault<int>(FormatFault::kTooFewArguments, L"%d %d"));
+static_assert(HasFault<int>(FormatFault::kTooFewArguments, L"%d%%%d"));
+static_assert(HasFault<int>(FormatFault::kTooManyArguments, L""));
+static_assert(HasFault<int>(FormatFault::kTooManyArguments, L"100%%d"));
+static_assert(HasFault<int, int>(FormatFault::kTooManyArguments, L"%d"));
+
+static_assert(HasFault<const char*>(FormatFault::kKind, L"%s"));
+static_assert(HasFault<const char*>(FormatFault::kKind, L"%ls"));
+static_assert(HasFault<const wchar_t*>(FormatFault::kKind, L"%hs"));
+static_assert(HasFault<const wchar_t*, const char*>(FormatFault::kKind, L"%hs %s"));
+static_assert(HasFault<std::wstring>(FormatFault::kKind, L"%s"));
+static_assert(HasFault<std::string>(FormatFault::kKind, L"%hs"));
+static_assert(HasFault<std::nullptr_t>(FormatFault::kKind, L"%s"));
+static_assert(HasFault<int>(FormatFault::kKind, L"%s"));
+static_assert(HasFault<const wchar_t*>(FormatFault::kKind, L"%d"));
+static_assert(HasFault<std::int64_t>(FormatFault::kKind, L"%d"));
+static_assert(HasFault<size_t>(FormatFault::kKind, L"%x"));
+static_assert(HasFault<int>(FormatFault::kKind, L"%I64d"));
+static_assert(HasFault<bool>(FormatFault::kKind, L"%d"));
+static_assert(HasFault<wchar_t>(FormatFault::kKind, L"%d"));
+static_assert(HasFault<double>(FormatFault::kKind, L"%d"));
+
+static_assert(HasFault<>(FormatFault::kConversion, L"100%"));
+static_assert(HasFault<>(FormatFault::kConversion, L"%-20"));
+static_assert(HasFault<>(FormatFault::kConversion, L"100 % no"));
+static_assert(HasFault<int*>(FormatFault::kConversion, L"%n"));
+static_assert(HasFault<const char*>(FormatFault::kConversion, L"%In hs."));
+static_assert(HasFault<int>(FormatFault::kConversion, L"%u"));
+static_assert(HasFault<long long>(FormatFault::kConversion, L"%I64x"));
+static_assert(HasFault<const wchar_t*>(FormatFault::kConversion, L"%S"));
+static_assert(HasFault<const wchar_t*>(FormatFault::kConversion, L"%.3s"));
+static_assert(HasFault<int, const wchar_t*>(FormatFault::kConversion, L"%*s"));
+static_assert(HasFault<int>(FormatFault::kConversion, L"%hd"));
+
+// Whether the literal is a LineFormat for arguments of these types.
+template <const auto& kText, typename... Arguments>
+concept Compiles = requires {
+  typename std::bool_constant<(LineFormat<Arguments...>(kText), true)>;
+};
+
+constexpr wchar_t kWithNumber[] = L"%hs: 0x%x";
+static_assert(Compiles<kWithNumber, const char*, HRESULT>);
+static_assert(!Compiles<kWithNumber, const char*>);
+static_assert(!Compiles<kWithNumber, const char*, HRESULT, int>);
+static_assert(!Compiles<kWithNumber, const wchar_t*, HRESULT>);
+constexpr wchar_t kStoring[] = L"%n";
+static_assert(!Compiles<kStoring, int*>);
+constexpr UncheckedFormat kUncheckedStoring = {kStoring};
+static_assert(Compiles<kUncheckedStoring, int*>);
+
 // The whole output of one PrintLine call.
-template <typename... Argument>
-std::wstring Printed(const wchar_t* format, Argument... arguments) {
+template <typename... Arguments>
+std::wstring Printed(LineFormat<std::type_identity_t<Arguments>...> format,
+                     Arguments... arguments) {
   const CapturedOutput output;
   PrintLine(format, arguments...);
   return output.Text();
@@ -56,14 +132,16 @@ TEST(PrintLine, CutsLongerTextsTo254) {
   EXPECT_EQ(Printed(L"%s%hs", std::wstring(250, L'n').c_str(), "nnnnEND"), shown + L"\n");
 }
 
-TEST(PrintLine, ShowsANullText) { EXPECT_EQ(Printed(L"'%s'", nullptr), L"'(null)'\n"); }
+TEST(PrintLine, ShowsANullText) {
+  EXPECT_EQ(Printed(L"'%s'", static_cast<const wchar_t*>(nullptr)), L"'(null)'\n");
+}
 
 TEST(PrintLine, NeverStoresThroughAnArgument) {
   char name[] = "CheckRepairQsf";
-  EXPECT_EQ(Printed(L"%In hs.", name), L"%In hs.\n");
+  EXPECT_EQ(Printed(UncheckedFormat{L"%In hs."}, name), L"%In hs.\n");
   EXPECT_STREQ(name, "CheckRepairQsf");
   int stored = 42;
-  EXPECT_EQ(Printed(L"a%nb", &stored), L"a%nb\n");
+  EXPECT_EQ(Printed(UncheckedFormat{L"a%nb"}, &stored), L"a%nb\n");
   EXPECT_EQ(stored, 42);
 }
 

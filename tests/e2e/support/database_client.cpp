@@ -29,7 +29,7 @@ HRESULT ShowServers(CBESDatabase& database) {
 HRESULT ShowCount(CBESDatabase& database, int serverId) {
   std::uint32_t count = 4711;
   const HRESULT hr = database.CountServerUsers(serverId, count);
-  PrintLine(L"%u", count);
+  PrintLine(L"%d", count);
   return hr;
 }
 
