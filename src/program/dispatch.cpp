@@ -23,7 +23,7 @@ QRV_COMMANDS(QRV_DECLARE)
 
 namespace {
 
-#define QRV_POINTER(command) &command,
+#define QRV_POINTER(command) &(command),
 constexpr std::array kCommands = {QRV_COMMANDS(QRV_POINTER)};
 
 struct Selection {
