@@ -39,6 +39,13 @@ class PurgeQsfTest : public LabTest {
         L"user" + std::to_wstring(++users_) + L"@example.com", path, options);
   }
 
+  // Makes a profile refer by the path `stored` to a file that is there, or is not.
+  void Spell(const std::wstring& stored, const std::wstring& profile = L"Main") {
+    Options options;
+    options.withFile = false;
+    Use(stored, profile, options);
+  }
+
   // A file that no profile refers to.
   static void Put(const std::wstring& path, uint64_t size = 0,
                   const lab::UtcTime& read = kLongAgo) {

@@ -69,9 +69,7 @@ TEST_P(PurgeUsedSpellingTest, IsInUse) {
   Folder(L"qsf\\sub");
   PutIn({GetParam().file, L"old.qsf"});
   Use(In(L"bes.qsf"));
-  Options options = With(&Options::storedPath, Stored());
-  options.withFile = false;
-  Use(In(GetParam().file), L"Main", options);
+  Spell(Stored());
   Strings listed;
   for (const std::string& line : Lines(Purge({L"-f"}))) {
     if (line.starts_with("Unused") || line.starts_with(kDeleting)) listed.push_back(line);
@@ -105,9 +103,7 @@ TEST_F(PurgeSpellingTest, AnotherDriveIsTheSameFile) {
   if (other.empty()) GTEST_SKIP() << "there is no second drive";
   PutIn({L"ann.qsf"});
   Use(In(L"bes.qsf"));
-  Options options = With(&Options::storedPath, other);
-  options.withFile = false;
-  Use(In(L"ann.qsf"), L"Second", options);
+  Spell(other, L"Second");
   EXPECT_EQ(CountLines(Purge({L"-f"}), kNothingUnused), 2);
   EXPECT_EQ(Left(), (Names{L"ann.qsf", L"bes.qsf"}));
 }
@@ -122,9 +118,7 @@ TEST_F(PurgeSpellingTest, AnotherNameOfAUsedFileIsInUse) {
 TEST_F(PurgeSpellingTest, AFileThatIsHeldExclusivelyIsRecognised) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf"});
-  Options options = With(&Options::storedPath, Folder() + L"\\.\\ann.qsf");
-  options.withFile = false;
-  Use(In(L"ann.qsf"), L"Main", options);
+  Spell(Folder() + L"\\.\\ann.qsf");
   const Handle held = TakeFileHandle(
       CreateFileW(In(L"ann.qsf").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
   ASSERT_TRUE(held);
@@ -133,9 +127,7 @@ TEST_F(PurgeSpellingTest, AFileThatIsHeldExclusivelyIsRecognised) {
 
 TEST_F(PurgeSpellingTest, AUsedFileThatIsNotThereMakesNoOtherUsed) {
   Use(In(L"bes.qsf"));
-  Options options = With(&Options::storedPath, Folder() + L"\\.\\gone.qsf");
-  options.withFile = false;
-  Use(In(L"gone.qsf"), L"Main", options);
+  Spell(Folder() + L"\\.\\gone.qsf");
   PutIn({L"ann.qsf"});
   // The folder's second search finds nothing any more.
   EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ann.qsf"}));

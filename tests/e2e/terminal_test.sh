@@ -140,6 +140,19 @@ test_checked_stores_are_shown() {
   expect_line 'Shutting down stores...' "$output"
 }
 
+# A profile with a name that the code page lacks would end the command.
+test_unused_files_are_shown() {
+  local output
+  drop_profiles
+  labctl root scanned ann@example.com "$folder\\ann.qsf"
+  labctl file "$folder\\${word}2.qsf" 0
+  labctl file "$folder\\$lacking.qsf" 0
+  output=$(admin_on_terminal -purgeQsf)
+  expect_line "Unused Qsf: '${word}2.qsf'" "$output"
+  expect_line "Deleting: $(tr A-Z a-z <<<"$folder")\\${word}2.qsf" "$output"
+  expect_line "Unused Qsf: '??.qsf'" "$output"
+}
+
 trap remove_installation EXIT
 make_installation
 test_usage_is_shown_to_its_end
@@ -151,4 +164,5 @@ test_compacted_stores_are_shown
 test_servers_are_shown
 test_orphans_of_an_assignment_are_shown
 test_checked_stores_are_shown
+test_unused_files_are_shown
 finish

@@ -133,9 +133,7 @@ TEST_F(PurgeNameTest, CapitalsBeyondZAreTheSameFile) {
   ASSERT_NE(letters, std::end(kLetters));
   const std::wstring file = std::wstring(letters->small) + L"nn.qsf";
   PutIn({file, L"old.qsf"});
-  Options options = With(&Options::storedPath, In(std::wstring(letters->capital) + L"nn.qsf"));
-  options.withFile = false;
-  Use(In(file), L"Main", options);
+  Spell(In(std::wstring(letters->capital) + L"nn.qsf"));
   EXPECT_EQ(Purge({L"-f"}), Unused("old.qsf", {"old.qsf"}));
   EXPECT_EQ(Left(), Names{file});
 }
