@@ -331,9 +331,10 @@ TEST_F(PurgeQsfTest, APathWithoutABackslashIsItsOwnFolder) {
   options.workingDirectory = Folder();
   // What is searched is "ann.qsf*.qsf".
   EXPECT_EQ(Purge({L"-f"}, options), Text({kNothingUnused}));
-  PutIn({L"ann.qsf2.qsf"});
+  // What begins like such a "path" is no neighbour of the file.
+  PutIn({L"ann.qsf2.qsf", L"ann.qsfann.qsf2.log"});
   EXPECT_EQ(Purge({L"-f"}, options), Unused("ann.qsfann.qsf2.qsf", {}));
-  EXPECT_EQ(Left(), (Names{L"ann.qsf", L"ann.qsf2.qsf", L"bob.qsf"}));
+  EXPECT_EQ(Left(), (Names{L"ann.qsf", L"ann.qsf2.qsf", L"ann.qsfann.qsf2.log", L"bob.qsf"}));
 }
 
 TEST_F(PurgeQsfTest, APathWithSlashesOnlyHasNoFolder) {
