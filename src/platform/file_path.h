@@ -10,9 +10,9 @@
 
 namespace platform {
 
-// The same file as `path` in the form that the system takes to the letter ("\\\\?\\C:\\..."): what
-// is appended to it keeps blanks and dots at its end, and is never a device. `path` itself is read
-// the usual way, from the current directory too, and comes back as it is when it cannot be.
+// The same file as `path` in the form that the system takes to the letter, which begins with \\?\.
+// What is appended to it keeps blanks and dots at its end, and is never a device. `path` itself is
+// read the usual way, from the current directory too, and comes back as it is when it cannot be.
 std::wstring VerbatimPath(const std::wstring& path);
 
 // What a file is, however its path is spelled: its volume's serial number, and its index there.

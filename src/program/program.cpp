@@ -12,15 +12,15 @@ namespace {
 
 void InitializeUserBreakLock() {
   InitializeCriticalSection(&UserBreakLock);
-  // No command has run yet, so VerboseOutput is still 0 and the line never shows.
+  // Kept: no command has run yet, so VerboseOutput is still 0 and the line never shows.
   if (UserBreakLock.LockCount == 0 && VerboseOutput) {
     PrintLine(L"Failed to initialize critical section");
   }
 }
 
 void DeleteUserBreakLock() {
-  // Only a lock that somebody holds is deleted. In a normal run nobody does, and the lock stays for
-  // the control handler, which may still run while the process ends.
+  // Kept: only a lock that somebody holds is deleted. In a normal run nobody does, and the lock
+  // stays for the control handler, which may still run while the process ends.
   if (UserBreakLock.OwningThread) DeleteCriticalSection(&UserBreakLock);
 }
 
