@@ -38,3 +38,12 @@ function(qrv_split_symbols target)
     COMMAND ${objcopy} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>
     VERBATIM)
 endfunction()
+
+# What is made in this folder from now on has no debug symbols in a release build: Wine reads a program
+# as a whole at each start, and the tests start thousands.
+macro(qrv_leave_out_symbols)
+  if(NOT MSVC AND CMAKE_BUILD_TYPE STREQUAL "Release")
+    add_compile_options(-g0)
+    add_link_options(-s)
+  endif()
+endmacro()

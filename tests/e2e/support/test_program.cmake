@@ -1,37 +1,28 @@
-# How a GoogleTest program becomes tests: it lies beside the lab's DLLs, each of its cases is one
-# test of ctest, and ctest's time limit is the last of the watchdogs. What measures time, the suites
-# called ...SpeedTest, has the machine to itself.
-function(qrv_add_test_program target)
-  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${QRV_LAB_DIR})
-  gtest_discover_tests(${target}
-    TEST_FILTER "-*SpeedTest.*"
-    DISCOVERY_MODE PRE_TEST
-    DISCOVERY_TIMEOUT 120
-    WORKING_DIRECTORY ${QRV_LAB_DIR}
-    PROPERTIES TIMEOUT 120)
-  gtest_discover_tests(${target}
-    TEST_FILTER "*SpeedTest.*"
-    TEST_LIST ${target}_SPEED_TESTS
-    DISCOVERY_MODE PRE_TEST
-    DISCOVERY_TIMEOUT 120
-    WORKING_DIRECTORY ${QRV_LAB_DIR}
-    PROPERTIES TIMEOUT 120 RUN_SERIAL TRUE)
-endfunction()
+# How GoogleTest programs become tests of ctest. They lie beside the lab's DLLs, and ctest's time
+# limit is the last of the watchdogs. Starting a program under Wine costs as much as several cases do:
+# so an entry runs many of them, in an order that changes with each run and that a failure names.
 
 # The ANSI code pages of tests that run under several: a Western, a Cyrillic and a Japanese one.
 set(QRV_CODE_PAGES 1252 1251 932)
 
-# The same for a program whose cases run under several ANSI code pages, which stand behind the
-# cases' names: "FindUsersNames.ShowsThem.932".
-function(qrv_add_code_page_test_program target)
+set(QRV_RUN_SUITES ${CMAKE_CURRENT_LIST_DIR}/run_suites.cmake)
+
+# One entry for the whole program, which is given the arguments.
+function(qrv_add_test_program target)
   set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${QRV_LAB_DIR})
-  foreach(code_page IN LISTS QRV_CODE_PAGES)
-    gtest_discover_tests(${target}
-      TEST_SUFFIX .${code_page}
-      TEST_LIST ${target}_${code_page}
-      DISCOVERY_MODE PRE_TEST
-      DISCOVERY_TIMEOUT 120
-      WORKING_DIRECTORY ${QRV_LAB_DIR}
-      PROPERTIES TIMEOUT 120 ENVIRONMENT QRV_LAB_CODE_PAGE=${code_page})
-  endforeach()
+  add_test(NAME ${target} COMMAND ${target} ${ARGN} WORKING_DIRECTORY ${QRV_LAB_DIR})
+  set_tests_properties(${target} PROPERTIES TIMEOUT 300)
+endfunction()
+
+# Entries by suite, for programs that start others: see run_suites.cmake. `code_page` is empty for a
+# program that runs under one only.
+function(qrv_add_suites target code_page)
+  set_target_properties(${target} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${QRV_LAB_DIR})
+  set(script ${CMAKE_CURRENT_BINARY_DIR}/${target}${code_page}.cmake)
+  file(GENERATE OUTPUT ${script} CONTENT "set(program \"$<TARGET_FILE:${target}>\")
+set(launcher \"${CMAKE_CROSSCOMPILING_EMULATOR}\")
+set(code_page \"${code_page}\")
+include(\"${QRV_RUN_SUITES}\")
+")
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES ${script})
 endfunction()
