@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "lab/oledb/odbc_connection.h"
+#include "lab/bes/odbc_connection.h"
 #include "lab/oledb/provider_options.h"
 
 namespace lab {

@@ -2,10 +2,10 @@
 
 #include <oledberr.h>
 
+#include "lab/bes/registration.h"
 #include "lab/common/text.h"
 #include "lab/oledb/call.h"
 #include "lab/oledb/odbc_error.h"
-#include "lab/oledb/provider_id.h"
 #include "lab/oledb/session.h"
 
 namespace lab {

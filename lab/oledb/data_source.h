@@ -3,8 +3,8 @@
 
 #include <memory>
 
+#include "lab/bes/odbc_connection.h"
 #include "lab/oledb/com_object.h"
-#include "lab/oledb/odbc_connection.h"
 #include "lab/oledb/properties.h"
 
 namespace lab {

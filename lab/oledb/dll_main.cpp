@@ -3,10 +3,9 @@
 // After windows.h.
 #include <olectl.h>
 
+#include "lab/bes/registration.h"
 #include "lab/oledb/call.h"
 #include "lab/oledb/data_source.h"
-#include "lab/oledb/provider_id.h"
-#include "lab/oledb/registration.h"
 
 namespace lab {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <windows.h>
 
-#include "lab/oledb/odbc_connection.h"
+#include "lab/bes/odbc_connection.h"
 
 namespace lab {
 

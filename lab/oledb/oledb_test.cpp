@@ -14,13 +14,13 @@
 #include <filesystem>
 #include <memory>
 
+#include "lab/bes/bes_database.h"
+#include "lab/bes/registration.h"
 #include "lab/common/fault_plan.h"
 #include "lab/common/journal.h"
 #include "lab/common/lab_config.h"
-#include "lab/oledb/bes_database.h"
 #include "lab/oledb/provider_options.h"
 #include "lab/oledb/ref.h"
-#include "lab/oledb/registration.h"
 #include "lab/oledb/statement_text.h"
 
 namespace lab {

@@ -1,4 +1,4 @@
-// A database reached over ODBC.
+// A database reached over ODBC, and which one the lab is configured for.
 #pragma once
 
 #include <cstdint>
@@ -8,9 +8,24 @@
 #include <string>
 #include <vector>
 
-#include "lab/oledb/odbc_config.h"
-
 namespace lab {
+
+// How text crosses the ODBC boundary.
+enum class OdbcText {
+  kUtf8,   // the narrow functions, with UTF-8: for drivers that have no wide functions
+  kUtf16,  // the wide functions
+};
+
+// The connection string: the environment variable QRVLAB_ODBC, else the value "OdbcConnection" of
+// the registry key HKEY_CURRENT_USER\Software\QrvLab, else SQLite's file `bes.sqlite` in the lab's
+// directory (in the current directory when the lab has none).
+std::wstring OdbcConnectionString();
+
+// A connection string for SQLite's database file at `path`, a Windows path.
+std::wstring SqliteConnectionString(const std::wstring& path);
+
+// QRVLAB_ODBC_TEXT or the registry value "OdbcText": "utf8" (the default) or "utf16".
+OdbcText OdbcTextMode();
 
 class OdbcError : public std::runtime_error {
  public:

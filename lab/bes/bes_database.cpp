@@ -1,4 +1,4 @@
-#include "lab/oledb/bes_database.h"
+#include "lab/bes/bes_database.h"
 
 #include <algorithm>
 #include <string_view>

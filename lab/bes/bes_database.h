@@ -8,9 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "lab/bes/odbc_connection.h"
 #include "lab/common/profile_registry.h"
-#include "lab/oledb/odbc_config.h"
-#include "lab/oledb/odbc_connection.h"
 
 namespace lab {
 
