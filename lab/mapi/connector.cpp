@@ -36,7 +36,7 @@ class StoreIndex {
 
   void Add(const Service& service) {
     const Provider* store = service.Store();
-    if (store == nullptr) return;
+    if (!store) return;
     StoreFacts facts;
     facts.owner = service.address.value_or(L"");
     facts.entryId = service.EntryId();
@@ -83,7 +83,7 @@ std::map<std::wstring, StoreIndex>& Indexes() {
 // What `ask` finds in the profile's index.
 template <class Ask>
 auto InIndex(const std::wstring& profile, Ask ask) {
-  std::lock_guard lock(g_mutex);
+  const std::lock_guard lock(g_mutex);
   auto found = Indexes().find(profile);
   if (found == Indexes().end()) found = Indexes().emplace(profile, StoreIndex(profile)).first;
   return ask(found->second);
@@ -159,18 +159,13 @@ QsfStatus MakeSureOfFile(const StoreFacts& holder) {
   return CreateQsf(holder.path, content);
 }
 
-HANDLE Hold(const std::wstring& file) {
-  HANDLE handle = CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  return handle == INVALID_HANDLE_VALUE ? nullptr : handle;
+platform::KernelHandle Hold(const std::wstring& file) {
+  return platform::TakeFileHandle(CreateFileW(file.c_str(), GENERIC_READ,
+                                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 }  // namespace
-
-OpenStore::OpenStore(std::wstring owner, std::wstring file, HANDLE handle)
-    : owner_(std::move(owner)), file_(std::move(file)), handle_(handle) {}
-
-OpenStore::~OpenStore() { CloseHandle(handle_); }
 
 HRESULT ResultOf(QsfStatus status) {
   switch (status) {
@@ -197,9 +192,9 @@ HRESULT OpenStoreByEntryId(const std::wstring& profile, const Bytes& entryId,
   if (holder->path.empty()) return MAPI_E_UNCONFIGURED;
   result = ResultOf(MakeSureOfFile(*holder));
   if (FAILED(result)) return result;
-  HANDLE handle = Hold(holder->path);
-  if (handle == nullptr) return MAPI_E_NO_ACCESS;
-  *store = std::make_shared<OpenStore>(facts.owner, holder->path, handle);
+  platform::KernelHandle handle = Hold(holder->path);
+  if (!handle) return MAPI_E_NO_ACCESS;
+  *store = std::make_shared<OpenStore>(facts.owner, holder->path, std::move(handle));
   return S_OK;
 }
 
@@ -210,7 +205,7 @@ std::wstring OwnerOfEntryId(const std::wstring& profile, const Bytes& entryId) {
 }
 
 void ForgetStores(const std::wstring& profile) {
-  std::lock_guard lock(g_mutex);
+  const std::lock_guard lock(g_mutex);
   Indexes().erase(profile);
 }
 

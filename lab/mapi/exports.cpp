@@ -4,15 +4,15 @@
 #include <mapix.h>
 #include <windows.h>
 
+#include "lab/com/runtime.h"
 #include "lab/common/profile_registry.h"
 #include "lab/mapi/administration.h"
 #include "lab/mapi/buffers.h"
-#include "lab/mapi/call.h"
 #include "lab/mapi/profile_section.h"
 #include "lab/mapi/restriction.h"
-#include "lab/mapi/runtime.h"
-#include "lab/mapi/session.h"
+#include "lab/mapi/store.h"
 #include "lab/mapi/table.h"
+#include "lab/mapi/threads.h"
 
 namespace lab {
 namespace {
@@ -27,66 +27,56 @@ constexpr ULONG kLogonFlags = 0x8013B07B;
 // What stands for one of the lab's own objects behind an interface pointer, or null.
 template <class Own, class Interface>
 Own* OwnObject(Interface* object) {
-  return object == nullptr ? nullptr : dynamic_cast<Own*>(object);
+  return object ? dynamic_cast<Own*>(object) : nullptr;
 }
 
 HRESULT Initialize(const MAPIINIT_0* options) {
   Call call("MAPIInitialize");
-  const ULONG flags = options != nullptr ? options->ulFlags : 0;
-  call.Number("flags", flags);
-  const auto initialize = [&]() -> HRESULT {
-    if (flags & ~kInitializeFlags) {
-      Runtime::Get().Unexpected("MAPIInitialize was given flags that it does not know");
-      return MAPI_E_UNKNOWN_FLAGS;
-    }
-    Runtime::Get().Initialize();
+  call.Flags(options ? options->ulFlags : 0, kInitializeFlags).FromAnyThread();
+  const HRESULT result = call.Run([] {
+    InitializeThread();
     return S_OK;
-  };
-  return call.RunUnchecked(initialize, [] { Runtime::Get().InitializeRefused(); });
+  });
+  if (call.WasInjected()) InitializationRefused();
+  return result;
 }
 
 HRESULT LogonEx(ULONG_PTR parent, LPTSTR profile, LPTSTR password, ULONG flags,
                 LPMAPISESSION* session) {
   Call call("MAPILogonEx");
-  call.Number("parent", parent).Text("profile", profile, flags).Text("password", password, flags);
+  call.Hex("parent", parent).Text("profile", profile, flags).Text("password", password, flags);
   call.Flags(flags, kLogonFlags).Out(session);
   return call.Run([&] {
     const std::wstring name = TextParameter(profile, flags);
-    if (!ProfileExists(name)) return MAPI_E_LOGON_FAILED;
-    *session = new Session(call.Name(), name);
-    return S_OK;
+    return ProfileExists(name) ? call.HandOut(session, new MapiSession(name)) : MAPI_E_LOGON_FAILED;
   });
 }
 
-HRESULT QueryAllRows(LPMAPITABLE table, LPSPropTagArray columns, LPSRestriction restriction,
-                     LPSSortOrderSet order, LONG most, LPSRowSet* rows) {
+HRESULT QueryAllRows(LPMAPITABLE table, const RowQuery& query, LPSRowSet* rows) {
   Table* own = OwnObject<Table>(table);
   Call call("HrQueryAllRows", own);
-  call.On(own != nullptr ? own->Name() : "?")
-      .Tags("columns", columns)
-      .Words("restriction", DescribeRestriction(restriction));
-  call.Words("order", DescribeOrder(order)).Words("most", std::to_string(most)).Out(rows);
-  call.Require(own != nullptr, "no table of the lab's");
+  call.On(own ? own->Name() : "?").Words("columns", DescribeTags(query.columns));
+  call.Words("restriction", DescribeRestriction(query.restriction));
+  call.Words("order", DescribeOrder(query.order)).Count("most", query.most).Out(rows);
+  call.Require(own, "no table of the lab's");
   return call.Run([&] {
-    const HRESULT result = own->QueryAll(call.Name(), columns, restriction, order, most, rows);
-    if (SUCCEEDED(result)) call.Number("rows", (*rows)->cRows);
+    const HRESULT result = own->QueryAll(call.Name(), query, rows);
+    if (SUCCEEDED(result)) call.Hex("rows", (*rows)->cRows);
     return result;
   });
 }
 
 HRESULT GetOneProp(LPMAPIPROP object, ULONG tag, LPSPropValue* value) {
-  ProfileSection* own = OwnObject<ProfileSection>(object);
+  const ProfileSection* own = OwnObject<ProfileSection>(object);
   Call call("HrGetOneProp", own);
-  call.On(own != nullptr ? own->Kind() : "?")
-      .Number("tag", tag)
-      .Out(value)
-      .Require(own != nullptr, "no profile section of the lab's");
+  call.On(own ? own->Kind() : "?").Hex("tag", tag).Out(value);
+  call.Require(own, "no profile section of the lab's");
   return call.Run([&] { return own->GetOne(call.Name(), tag, value); });
 }
 
 SCODE Allocate(ULONG size, LPVOID* buffer) {
   Call call("MAPIAllocateBuffer");
-  call.Number("size", size).Out(buffer);
+  call.Hex("size", size).Out(buffer);
   return call.Run([&] {
     *buffer = AllocateBuffer(size, call.Name());
     return S_OK;
@@ -95,7 +85,7 @@ SCODE Allocate(ULONG size, LPVOID* buffer) {
 
 SCODE AllocateChild(ULONG size, LPVOID parent, LPVOID* buffer) {
   Call call("MAPIAllocateMore");
-  call.Number("size", size).Out(buffer).Require(IsBuffer(parent), "no buffer as parent");
+  call.Hex("size", size).Out(buffer).Require(IsBuffer(parent), "no buffer as parent");
   return call.Run([&] {
     *buffer = AllocateMore(size, parent);
     return S_OK;
@@ -104,9 +94,9 @@ SCODE AllocateChild(ULONG size, LPVOID parent, LPVOID* buffer) {
 
 void Free(LPVOID buffer) {
   Call call("MAPIFreeBuffer");
-  call.Number("buffer", reinterpret_cast<uintptr_t>(buffer));
+  call.Hex("buffer", reinterpret_cast<uintptr_t>(buffer));
   call.RunPlain([&] {
-    if (buffer != nullptr && !FreeBuffer(buffer)) {
+    if (buffer && !FreeBuffer(buffer)) {
       Runtime::Get().Unexpected("MAPIFreeBuffer of what is no MAPI buffer or was freed before");
     }
   });
@@ -114,9 +104,9 @@ void Free(LPVOID buffer) {
 
 void FreeRows(LPSRowSet rows) {
   Call call("FreeProws");
-  call.Number("rows", reinterpret_cast<uintptr_t>(rows));
+  call.Hex("rows", reinterpret_cast<uintptr_t>(rows));
   call.RunPlain([&] {
-    if (rows != nullptr && !FreeRowSet(rows)) {
+    if (rows && !FreeRowSet(rows)) {
       Runtime::Get().Unexpected("FreeProws of what is no row set or was freed before");
     }
   });
@@ -132,7 +122,7 @@ HRESULT WINAPI MAPIInitialize(LPVOID options) {
 }
 
 void WINAPI MAPIUninitialize() {
-  lab::Call("MAPIUninitialize").RunPlain([] { lab::Runtime::Get().Uninitialize(); });
+  lab::Call("MAPIUninitialize").RunPlain([] { lab::UninitializeThread(); });
 }
 
 HRESULT WINAPI MAPILogonEx(ULONG_PTR parent, LPTSTR profile, LPTSTR password, ULONG flags,
@@ -143,10 +133,7 @@ HRESULT WINAPI MAPILogonEx(ULONG_PTR parent, LPTSTR profile, LPTSTR password, UL
 HRESULT WINAPI MAPIAdminProfiles(ULONG flags, LPPROFADMIN* admin) {
   lab::Call call("MAPIAdminProfiles");
   call.Flags(flags, MAPI_NT_SERVICE).Out(admin);
-  return call.Run([&] {
-    *admin = new lab::ProfAdmin(call.Name());
-    return S_OK;
-  });
+  return call.Run([&] { return call.HandOut(admin, new lab::ProfAdmin); });
 }
 
 SCODE WINAPI MAPIAllocateBuffer(ULONG size, LPVOID* buffer) { return lab::Allocate(size, buffer); }
@@ -163,7 +150,7 @@ ULONG WINAPI MAPIFreeBuffer(LPVOID buffer) {
 HRESULT WINAPI HrQueryAllRows(LPMAPITABLE table, LPSPropTagArray columns,
                               LPSRestriction restriction, LPSSortOrderSet order, LONG most,
                               LPSRowSet* rows) {
-  return lab::QueryAllRows(table, columns, restriction, order, most, rows);
+  return lab::QueryAllRows(table, {columns, restriction, order, most}, rows);
 }
 
 HRESULT WINAPI HrGetOneProp(LPMAPIPROP object, ULONG tag, LPSPropValue* value) {
@@ -173,9 +160,9 @@ HRESULT WINAPI HrGetOneProp(LPMAPIPROP object, ULONG tag, LPSPropValue* value) {
 void WINAPI FreeProws(LPSRowSet rows) { lab::FreeRows(rows); }
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
-  lab::Runtime* runtime = lab::Runtime::Existing();
-  if (runtime != nullptr && reason == DLL_THREAD_DETACH) runtime->ThreadEnds();
-  if (runtime != nullptr && reason == DLL_PROCESS_DETACH) runtime->ProcessEnds();
+  if (!lab::Runtime::Existing()) return TRUE;
+  if (reason == DLL_THREAD_DETACH) lab::ThreadEnds();
+  if (reason == DLL_PROCESS_DETACH) lab::ProcessEnds();
   return TRUE;
 }
 

@@ -9,10 +9,8 @@ namespace {
 
 constexpr ULONG kFuzzyLevelMask = 0xFFFF;
 
-bool IsText(ULONG tag) { return PROP_TYPE(tag) == PT_UNICODE || PROP_TYPE(tag) == PT_STRING8; }
-
 bool SameType(ULONG tag, const SPropValue* value) {
-  return value != nullptr && PROP_TYPE(tag) == PROP_TYPE(value->ulPropTag);
+  return value && PROP_TYPE(tag) == PROP_TYPE(value->ulPropTag);
 }
 
 HRESULT CheckAll(const SRestriction* members, ULONG count) {
@@ -83,7 +81,7 @@ bool MatchesBits(const SBitMaskRestriction& bits, const PropertyList& row) {
 }
 
 std::string DescribeValue(const SPropValue* value) {
-  if (value == nullptr) return "NULL";
+  if (!value) return "NULL";
   const Property property = FromPropValue(*value);
   if (IsText(property.tag)) return '"' + Utf8FromWide(property.text) + '"';
   if (PROP_TYPE(property.tag) == PT_BINARY) return HexFromBytes(property.bytes);
@@ -101,7 +99,7 @@ std::string DescribeMembers(const char* word, const SRestriction* members, ULONG
 }  // namespace
 
 HRESULT CheckRestriction(const SRestriction* restriction) {
-  if (restriction == nullptr) return S_OK;
+  if (!restriction) return S_OK;
   const auto& res = restriction->res;
   bool good = true;
   switch (restriction->rt) {
@@ -127,7 +125,7 @@ HRESULT CheckRestriction(const SRestriction* restriction) {
 }
 
 bool Matches(const SRestriction* restriction, const PropertyList& row) {
-  if (restriction == nullptr) return true;
+  if (!restriction) return true;
   const auto& res = restriction->res;
   const auto matches = [&](const SRestriction& member) { return Matches(&member, row); };
   switch (restriction->rt) {
@@ -149,7 +147,7 @@ bool Matches(const SRestriction* restriction, const PropertyList& row) {
 }
 
 std::string DescribeRestriction(const SRestriction* restriction) {
-  if (restriction == nullptr) return "NULL";
+  if (!restriction) return "NULL";
   const auto& res = restriction->res;
   switch (restriction->rt) {
     case RES_AND:

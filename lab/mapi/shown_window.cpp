@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "lab/mapi/runtime.h"
+#include "lab/com/runtime.h"
 
 namespace lab {
 namespace {
@@ -102,7 +102,7 @@ ShownWindow::ShownWindow(const WindowRequest& request) : request_(request) {
   record_.isDialog = request.isDialog;
   window_ = request.isDialog ? CreateDialogWindow() : CreatePlainWindow();
   record_.shownMicros = NowMicros();
-  if (window_ == nullptr) {
+  if (!window_) {
     Runtime::Get().Unexpected("no window can be shown: error " + std::to_string(GetLastError()));
     return;
   }
@@ -130,7 +130,7 @@ INT_PTR CALLBACK ShownWindow::DialogProc(HWND window, UINT message, WPARAM wPara
     return TRUE;
   }
   auto* self = reinterpret_cast<ShownWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-  if (self == nullptr) return FALSE;
+  if (!self) return FALSE;
   if (message == WM_CLOSE) {
     self->OnClose();
     return TRUE;
@@ -148,7 +148,7 @@ LRESULT CALLBACK ShownWindow::WindowProc(HWND window, UINT message, WPARAM wPara
     SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(creation->lpCreateParams));
   }
   auto* self = reinterpret_cast<ShownWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-  if (message == WM_CLOSE && self != nullptr) {
+  if (message == WM_CLOSE && self) {
     self->OnClose();
     return 0;
   }
@@ -167,7 +167,7 @@ void ShownWindow::EndWhenDue() {
 }
 
 void ShownWindow::End(DialogEnd how) {
-  if (window_ == nullptr) return;
+  if (!window_) return;
   HWND window = window_;
   window_ = nullptr;
   record_.end = how;
