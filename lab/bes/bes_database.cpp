@@ -29,6 +29,12 @@ constexpr wchar_t kServerColumns[] = L"Id, MachineName, MailStoreType";
 constexpr wchar_t kUserColumns[] =
     L"ServerConfigId, UserName, MailboxDN, AgentId, UserDeleteStatus, DisplayName";
 
+std::wstring SqlLiteral(const std::wstring& text) {
+  std::wstring literal = L"'";
+  for (const wchar_t c : text) literal.append(c == L'\'' ? 2 : 1, c);
+  return literal + L'\'';
+}
+
 std::wstring Literal(const std::optional<std::wstring>& text) {
   return text ? SqlLiteral(*text) : L"NULL";
 }
@@ -82,12 +88,6 @@ class Transaction {
 
 }  // namespace
 
-std::wstring SqlLiteral(const std::wstring& text) {
-  std::wstring literal = L"'";
-  for (const wchar_t c : text) literal.append(c == L'\'' ? 2 : 1, c);
-  return literal + L'\'';
-}
-
 BesDatabase::BesDatabase() : BesDatabase(OdbcConnectionString()) {}
 
 BesDatabase::BesDatabase(const std::wstring& connection, OdbcText text)
@@ -108,10 +108,7 @@ void BesDatabase::AddServer(const BesServer& server) {
 }
 
 void BesDatabase::AddServer(int32_t id, const std::wstring& machineName) {
-  BesServer server;
-  server.id = id;
-  server.machineName = machineName;
-  AddServer(server);
+  AddServer({.id = id, .machineName = machineName});
 }
 
 void BesDatabase::AddUser(const BesUser& user) { AddUsers({user}); }
@@ -164,17 +161,13 @@ std::optional<int32_t> BesDatabase::AgentOf(const std::wstring& mailbox) {
 }
 
 bool SetBesDatabaseLocation(const std::wstring& server, const std::wstring& database) {
-  return SetBesRegistryText(kBesServerValue, server, REG_SZ) &&
-         SetBesRegistryText(kBesDatabaseValue, database, REG_SZ);
+  return SetBesRegistryValue(kBesServerValue, TextValue(server, REG_SZ)) &&
+         SetBesRegistryValue(kBesDatabaseValue, TextValue(database, REG_SZ));
 }
 
 bool SetBesRegistryValue(const std::wstring& name, const RawValue& value) {
   const RegistryKey key = RegistryKey::Create(HKEY_LOCAL_MACHINE, kBesKey);
   return key.Open() && key.Write(name, value);
-}
-
-bool SetBesRegistryText(const std::wstring& name, const std::wstring& text, uint32_t type) {
-  return SetBesRegistryValue(name, TextValue(text, type));
 }
 
 bool RemoveBesRegistryValue(const std::wstring& name) {

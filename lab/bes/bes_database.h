@@ -64,16 +64,12 @@ class BesDatabase {
   std::unique_ptr<OdbcConnection> connection_;
 };
 
-// `text` as an SQL literal.
-std::wstring SqlLiteral(const std::wstring& text);
-
 // The registry entries of the server's installation on this machine. Writing creates the key;
 // removing what is not there succeeds. False when the registry refuses.
 bool SetBesDatabaseLocation(const std::wstring& server, const std::wstring& database);
 inline constexpr wchar_t kBesServerValue[] = L"DatabaseServerMachineName";
 inline constexpr wchar_t kBesDatabaseValue[] = L"DatabaseName";
 bool SetBesRegistryValue(const std::wstring& name, const RawValue& value);
-bool SetBesRegistryText(const std::wstring& name, const std::wstring& text, uint32_t type);
 bool RemoveBesRegistryValue(const std::wstring& name);
 bool RemoveBesRegistryKey();
 

@@ -96,7 +96,7 @@ class Statement {
     SQLSMALLINT count = 0;
     Check(SQLNumResultCols(handle_, &count), "SQLNumResultCols");
     std::vector<OdbcColumn> columns;
-    for (SQLSMALLINT i = 1; i <= count; ++i) columns.push_back(Column(i));
+    for (SQLUSMALLINT i = 1; i <= count; ++i) columns.push_back(Column(i));
     return columns;
   }
 
@@ -118,9 +118,7 @@ class Statement {
     if (!SQL_SUCCEEDED(result)) ThrowDiagnostic(SQL_HANDLE_STMT, handle_, call);
   }
 
-  OdbcColumn Column(SQLSMALLINT number);
-  std::wstring ColumnName(SQLSMALLINT number, SQLSMALLINT* type, SQLULEN* size,
-                          SQLSMALLINT* nullable);
+  OdbcColumn Column(SQLUSMALLINT number);
   OdbcCell Cell(SQLUSMALLINT number);
   template <class Char>
   bool ReadCell(SQLUSMALLINT number, SQLSMALLINT type, std::basic_string<Char>* text);
@@ -150,35 +148,25 @@ OdbcKind KindOf(SQLSMALLINT type) {
   }
 }
 
-std::wstring Statement::ColumnName(SQLSMALLINT number, SQLSMALLINT* type, SQLULEN* size,
-                                   SQLSMALLINT* nullable) {
+OdbcColumn Statement::Column(SQLUSMALLINT number) {
   SQLSMALLINT length = 0;
+  SQLSMALLINT type = 0;
+  SQLULEN size = 0;
   SQLSMALLINT digits = 0;
+  SQLSMALLINT nullable = 0;
+  constexpr auto kRoom = static_cast<SQLSMALLINT>(kNameSize);
   if (text_ == OdbcText::kUtf16) {
     std::wstring name(kNameSize, L'\0');
-    Check(SQLDescribeColW(handle_, static_cast<SQLUSMALLINT>(number), WideArgument(name),
-                          static_cast<SQLSMALLINT>(kNameSize), &length, type, size, &digits,
-                          nullable),
+    Check(SQLDescribeColW(handle_, number, WideArgument(name), kRoom, &length, &type, &size,
+                          &digits, &nullable),
           "SQLDescribeColW");
-    return name.c_str();
+    return {name.c_str(), KindOf(type)};
   }
   std::string name(kNameSize, '\0');
-  Check(SQLDescribeCol(handle_, static_cast<SQLUSMALLINT>(number), NarrowArgument(name),
-                       static_cast<SQLSMALLINT>(kNameSize), &length, type, size, &digits, nullable),
+  Check(SQLDescribeCol(handle_, number, NarrowArgument(name), kRoom, &length, &type, &size, &digits,
+                       &nullable),
         "SQLDescribeCol");
-  return WideFromUtf8(name.c_str());
-}
-
-OdbcColumn Statement::Column(SQLSMALLINT number) {
-  SQLSMALLINT type = 0;
-  SQLSMALLINT nullable = SQL_NULLABLE_UNKNOWN;
-  SQLULEN size = 0;
-  OdbcColumn column;
-  column.name = ColumnName(number, &type, &size, &nullable);
-  column.kind = KindOf(type);
-  column.size = size;
-  column.nullable = nullable != SQL_NO_NULLS;
-  return column;
+  return {WideFromUtf8(name.c_str()), KindOf(type)};
 }
 
 // Reads a value piece by piece; false for NULL.

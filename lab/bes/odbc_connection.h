@@ -44,8 +44,6 @@ enum class OdbcKind { kText, kSmallInteger, kInteger, kBigInteger, kReal };
 struct OdbcColumn {
   std::wstring name;  // as the database reports it
   OdbcKind kind = OdbcKind::kText;
-  uint64_t size = 0;  // characters of text, digits of a number
-  bool nullable = true;
 };
 
 // A value as text; none for NULL.

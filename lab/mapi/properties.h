@@ -19,6 +19,8 @@ struct Property {
   uint32_t number = 0;     // PT_LONG, PT_BOOLEAN, PT_ERROR
   std::wstring text = {};  // PT_UNICODE, PT_STRING8
   Bytes bytes = {};        // PT_BINARY
+
+  bool operator==(const Property&) const = default;
 };
 
 // The properties of a table's row or of an object, each id once.

@@ -11,6 +11,18 @@ namespace {
 
 constexpr ULONG kSetFlags = TBL_ASYNC | TBL_BATCH;
 
+// Less than, equal to or greater than zero as `left` sorts before, with or behind `right`; both
+// have the same type.
+int CompareProperties(const Property& left, const Property& right) {
+  if (IsText(left.tag)) return left.text.compare(right.text);
+  if (PROP_TYPE(left.tag) == PT_BINARY) {
+    return left.bytes < right.bytes ? -1 : left.bytes == right.bytes ? 0 : 1;
+  }
+  const auto a = static_cast<int32_t>(left.number);
+  const auto b = static_cast<int32_t>(right.number);
+  return a < b ? -1 : a == b ? 0 : 1;
+}
+
 }  // namespace
 
 std::string DescribeOrder(const SSortOrderSet* order) {
@@ -29,15 +41,12 @@ Table::Table(std::string name, std::vector<ULONG> columns, std::vector<PropertyL
   ApplyRestriction(nullptr);
 }
 
-HRESULT Table::ApplyRestriction(const SRestriction* restriction) {
-  const HRESULT result = CheckRestriction(restriction);
-  if (FAILED(result)) return result;
+void Table::ApplyRestriction(const SRestriction* restriction) {
   shown_.clear();
   cursor_ = 0;
   for (const PropertyList& row : all_) {
     if (Matches(restriction, row)) shown_.push_back(&row);
   }
-  return S_OK;
 }
 
 HRESULT Table::ApplyOrder(const SSortOrderSet* order) {
@@ -88,8 +97,8 @@ SRowSet* Table::MakeRowSet(const std::string& madeBy, size_t first, size_t count
 HRESULT Table::QueryAll(const std::string& madeBy, const RowQuery& query, SRowSet** rows) {
   const std::lock_guard lock(mutex_);
   ApplyColumns(query.columns);
-  HRESULT result = query.restriction ? ApplyRestriction(query.restriction) : S_OK;
-  if (SUCCEEDED(result)) result = ApplyOrder(query.order);
+  if (query.restriction) ApplyRestriction(query.restriction);
+  const HRESULT result = ApplyOrder(query.order);
   if (FAILED(result)) return result;
   if (query.most > 0 && shown_.size() > static_cast<size_t>(query.most)) {
     return MAPI_E_TABLE_TOO_BIG;
@@ -155,9 +164,11 @@ STDMETHODIMP Table::SeekRow(BOOKMARK origin, LONG rows, LONG* sought) {
 STDMETHODIMP Table::Restrict(LPSRestriction restriction, ULONG flags) {
   Call call("IMAPITable::Restrict", this);
   call.On(name_).Words("restriction", DescribeRestriction(restriction)).Flags(flags, kSetFlags);
+  call.Require(IsKnown(restriction), kUnknownRestriction, MAPI_E_TOO_COMPLEX);
   return call.Run([&] {
     const std::lock_guard lock(mutex_);
-    return ApplyRestriction(restriction);
+    ApplyRestriction(restriction);
+    return S_OK;
   });
 }
 

@@ -58,7 +58,7 @@ class Table final : public MapiObject<IMAPITable> {
 
  private:
   // These take no lock of their own.
-  HRESULT ApplyRestriction(const SRestriction* restriction);
+  void ApplyRestriction(const SRestriction* restriction);
   HRESULT ApplyOrder(const SSortOrderSet* order);
   void ApplyColumns(const SPropTagArray* columns);
   SRowSet* MakeRowSet(const std::string& madeBy, size_t first, size_t count);

@@ -52,12 +52,6 @@ std::optional<uint16_t> ConfiguredType(OdbcKind kind, const std::wstring& name, 
   return kind == OdbcKind::kReal ? std::nullopt : Options().integerType;
 }
 
-DBLENGTH SizeOf(DBTYPE type, DBLENGTH textSize) {
-  if (const IntegerType* integer = FindInteger(type)) return integer->size;
-  if (type == DBTYPE_NUMERIC) return sizeof(DB_NUMERIC);
-  return type == DBTYPE_R8 ? sizeof(double) : textSize;
-}
-
 // A name as the statement spells it. Databases fold names that are not quoted, and each names an
 // expression in its own way.
 std::wstring NameOf(const OdbcColumn& column, const std::vector<std::wstring>& spelled,
@@ -119,8 +113,6 @@ std::vector<ResultColumn> DescribeColumns(const std::vector<OdbcColumn>& columns
     column.name = NameOf(columns[i], spelled, i);
     column.type =
         ConfiguredType(columns[i].kind, column.name, i + 1).value_or(NativeType(columns[i].kind));
-    column.size = SizeOf(column.type, columns[i].size);
-    column.nullable = columns[i].nullable;
   }
   return described;
 }
@@ -136,8 +128,6 @@ void CopyColumnInfo(const std::vector<ResultColumn>& columns, DBCOLUMNINFO** inf
     const ResultColumn& column = columns[i];
     DBCOLUMNINFO& told = (*info)[i];
     told.iOrdinal = i + 1;
-    told.dwFlags = column.nullable ? DBCOLUMNFLAGS_ISNULLABLE | DBCOLUMNFLAGS_MAYBENULL : 0;
-    told.ulColumnSize = column.size;
     told.wType = column.type;
     if (!column.name.empty()) told.pwszName = std::wcscpy(name, column.name.c_str());
     name += column.name.size() + 1;

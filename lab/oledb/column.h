@@ -15,8 +15,6 @@ namespace lab {
 struct ResultColumn {
   std::wstring name;  // empty for a nameless column
   DBTYPE type = DBTYPE_WSTR;
-  DBLENGTH size = 0;  // characters of text, bytes of anything else
-  bool nullable = true;
 };
 
 // The columns of what `statement` returned, under the names that the statement spells and with
@@ -24,7 +22,8 @@ struct ResultColumn {
 std::vector<ResultColumn> DescribeColumns(const std::vector<OdbcColumn>& columns,
                                           const std::wstring& statement);
 
-// What IColumnsInfo::GetColumnInfo answers, in memory that the client frees: names, types, sizes.
+// What IColumnsInfo::GetColumnInfo answers, in memory that the client frees: names and
+// types; programs ask for nothing else.
 void CopyColumnInfo(const std::vector<ResultColumn>& columns, DBCOLUMNINFO** info,
                     OLECHAR** strings);
 

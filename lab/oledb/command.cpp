@@ -42,7 +42,7 @@ bool IsSyntaxError(const OdbcError& error) {
 void Distort(OdbcResult* result, std::vector<ResultColumn>* columns) {
   Runtime& runtime = Runtime::Get();
   if (runtime.Planned("column-extra")) {
-    columns->push_back({L"Extra", DBTYPE_I4, sizeof(int32_t), true});
+    columns->push_back({L"Extra", DBTYPE_I4});
     for (OdbcRow& row : result->rows) row.emplace_back(L"0");
   }
   if (runtime.Planned("column-lacking")) {

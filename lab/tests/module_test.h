@@ -8,12 +8,14 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "lab/common/fault_plan.h"
 #include "lab/common/installation.h"
 #include "lab/common/journal.h"
 #include "lab/common/lab_config.h"
+#include "src/platform/com.h"
 
 // Each test gets a lab directory and an empty profile. It fails when the journal tells of more or
 // of fewer leaks and unexpected calls than it has announced.
@@ -25,6 +27,7 @@ class ModuleTest : public ::testing::Test {
     profile_.Delete();
   }
   void TearDown() override {
+    End();
     profile_.Delete();
     EXPECT_EQ(lab::Leaks(Journal()).size(), leaks_);
     EXPECT_EQ(lab::UnexpectedCalls(Journal()).size(), unexpected_);
@@ -32,22 +35,24 @@ class ModuleTest : public ::testing::Test {
     std::filesystem::remove_all(directory_, ignored);
   }
 
-  // Saves the plan and initialises MAPI on this thread.
+  // Saves the plan and initialises MAPI on this thread, until End.
   void Begin(const lab::FaultPlan& plan = {}) {
     ASSERT_TRUE(plan.Save(directory_));
     ASSERT_EQ(MAPIInitialize(nullptr), S_OK);
+    begun_ = true;
+  }
+  void End() {
+    if (std::exchange(begun_, false)) MAPIUninitialize();
   }
 
   LPTSTR Name() { return reinterpret_cast<LPTSTR>(name_.data()); }
 
   // The administration of the profile's services.
   HRESULT OpenAdmin(LPSERVICEADMIN* admin) {
-    LPPROFADMIN profAdmin = nullptr;
-    const HRESULT result = MAPIAdminProfiles(0, &profAdmin);
+    platform::ComPtr<IProfAdmin> profiles;
+    const HRESULT result = MAPIAdminProfiles(0, &profiles);
     if (FAILED(result)) return result;
-    const HRESULT opened = profAdmin->AdminServices(Name(), nullptr, 0, MAPI_UNICODE, admin);
-    profAdmin->Release();
-    return opened;
+    return profiles->AdminServices(Name(), nullptr, 0, MAPI_UNICODE, admin);
   }
 
   std::wstring FilePath(const wchar_t* name) const { return directory_ + L'\\' + name; }
@@ -63,4 +68,7 @@ class ModuleTest : public ::testing::Test {
   const lab::Profile profile_{name_};
   size_t leaks_ = 0;
   size_t unexpected_ = 0;
+
+ private:
+  bool begun_ = false;
 };
