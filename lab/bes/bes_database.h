@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,7 @@ class BesDatabase {
 
  private:
   std::vector<BesUser> UsersWhere(const std::wstring& condition);
+  void InsertUsers(std::span<const BesUser> users);
 
   std::unique_ptr<OdbcConnection> connection_;
 };

@@ -87,11 +87,6 @@ class Statement {
     if (result != SQL_NO_DATA) Check(result, "SQLExecDirect");
   }
 
-  int64_t Affected() {
-    SQLLEN count = -1;
-    return SQL_SUCCEEDED(SQLRowCount(handle_, &count)) ? count : -1;
-  }
-
   std::vector<OdbcColumn> Columns() {
     SQLSMALLINT count = 0;
     Check(SQLNumResultCols(handle_, &count), "SQLNumResultCols");
@@ -195,6 +190,30 @@ OdbcCell Statement::Cell(SQLUSMALLINT number) {
   return ReadCell(number, SQL_C_CHAR, &narrow) ? OdbcCell(WideFromUtf8(narrow)) : std::nullopt;
 }
 
+SQLHANDLE MakeEnvironment() {
+  SQLHANDLE environment = nullptr;
+  if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment))) {
+    throw OdbcError("IM004", "there is no ODBC driver manager");
+  }
+  SQLSetEnvAttr(environment, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
+  return environment;
+}
+
+void FreeEnvironment(void* environment) { SQLFreeHandle(SQL_HANDLE_ENV, environment); }
+
+SQLHANDLE MakeConnection(SQLHANDLE environment) {
+  SQLHANDLE connection = nullptr;
+  if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_DBC, environment, &connection))) {
+    ThrowDiagnostic(SQL_HANDLE_ENV, environment, "SQLAllocHandle");
+  }
+  return connection;
+}
+
+void FreeConnection(void* connection) {
+  SQLDisconnect(connection);
+  SQLFreeHandle(SQL_HANDLE_DBC, connection);
+}
+
 }  // namespace
 
 std::wstring SqliteConnectionString(const std::wstring& path) {
@@ -215,54 +234,29 @@ OdbcText OdbcTextMode() {
   return EqualsFolded(text, L"utf16") ? OdbcText::kUtf16 : OdbcText::kUtf8;
 }
 
-OdbcConnection::OdbcConnection(const std::wstring& connection, OdbcText text) : text_(text) {
-  try {
-    Connect(connection);
-  } catch (...) {
-    Close();
-    throw;
-  }
-}
-
-OdbcConnection::~OdbcConnection() {
-  SQLDisconnect(connection_);
-  Close();
-}
-
-void OdbcConnection::Connect(const std::wstring& connection) {
-  if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_))) {
-    throw OdbcError("IM004", "there is no ODBC driver manager");
-  }
-  SQLSetEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
-  if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_DBC, environment_, &connection_))) {
-    ThrowDiagnostic(SQL_HANDLE_ENV, environment_, "SQLAllocHandle");
-  }
+OdbcConnection::OdbcConnection(const std::wstring& connection, OdbcText text)
+    : text_(text),
+      environment_(MakeEnvironment(), &FreeEnvironment),
+      connection_(MakeConnection(environment_.get()), &FreeConnection) {
   SQLSMALLINT length = 0;
   const SQLRETURN result =
       text_ == OdbcText::kUtf16
-          ? SQLDriverConnectW(connection_, nullptr, WideArgument(connection), SQL_NTS, nullptr, 0,
-                              &length, SQL_DRIVER_NOPROMPT)
-          : SQLDriverConnect(connection_, nullptr, NarrowArgument(Utf8FromWide(connection)),
+          ? SQLDriverConnectW(connection_.get(), nullptr, WideArgument(connection), SQL_NTS,
+                              nullptr, 0, &length, SQL_DRIVER_NOPROMPT)
+          : SQLDriverConnect(connection_.get(), nullptr, NarrowArgument(Utf8FromWide(connection)),
                              SQL_NTS, nullptr, 0, &length, SQL_DRIVER_NOPROMPT);
-  if (!SQL_SUCCEEDED(result)) ThrowDiagnostic(SQL_HANDLE_DBC, connection_, "SQLDriverConnect");
-}
-
-void OdbcConnection::Close() {
-  if (connection_) SQLFreeHandle(SQL_HANDLE_DBC, connection_);
-  if (environment_) SQLFreeHandle(SQL_HANDLE_ENV, environment_);
+  if (!SQL_SUCCEEDED(result))
+    ThrowDiagnostic(SQL_HANDLE_DBC, connection_.get(), "SQLDriverConnect");
 }
 
 OdbcResult OdbcConnection::Run(const std::wstring& statement) {
   const std::lock_guard lock(mutex_);
-  Statement running(connection_, text_);
+  Statement running(connection_.get(), text_);
   running.Execute(statement);
   OdbcResult result;
   result.columns = running.Columns();
-  if (result.columns.empty()) {
-    result.affected = running.Affected();
-    return result;
-  }
-  while (running.Fetch()) result.rows.push_back(running.Row(result.columns.size()));
+  while (!result.columns.empty() && running.Fetch())
+    result.rows.push_back(running.Row(result.columns.size()));
   return result;
 }
 
@@ -270,7 +264,8 @@ std::string OdbcConnection::ProductName() {
   const std::lock_guard lock(mutex_);
   char name[kNameSize] = {};
   SQLSMALLINT length = 0;
-  SQLGetInfo(connection_, SQL_DBMS_NAME, name, static_cast<SQLSMALLINT>(sizeof name), &length);
+  SQLGetInfo(connection_.get(), SQL_DBMS_NAME, name, static_cast<SQLSMALLINT>(sizeof name),
+             &length);
   return name;
 }
 

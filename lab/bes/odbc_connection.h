@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -53,7 +54,6 @@ using OdbcRow = std::vector<OdbcCell>;
 struct OdbcResult {
   std::vector<OdbcColumn> columns;  // none when the statement returns no rows
   std::vector<OdbcRow> rows;
-  int64_t affected = -1;  // rows changed, -1 when the driver does not tell
 };
 
 // An open connection. Threads may share it: statements run one after another.
@@ -61,9 +61,6 @@ class OdbcConnection {
  public:
   // Connects, or throws OdbcError.
   OdbcConnection(const std::wstring& connection, OdbcText text);
-  ~OdbcConnection();
-  OdbcConnection(const OdbcConnection&) = delete;
-  OdbcConnection& operator=(const OdbcConnection&) = delete;
 
   // Runs one statement and takes everything it returns. Throws OdbcError.
   OdbcResult Run(const std::wstring& statement);
@@ -72,13 +69,12 @@ class OdbcConnection {
   std::string ProductName();
 
  private:
-  void Connect(const std::wstring& connection);
-  void Close();
+  using Handle = std::unique_ptr<void, void (*)(void*)>;
 
-  void* environment_ = nullptr;
-  void* connection_ = nullptr;
   const OdbcText text_;
   std::mutex mutex_;
+  Handle environment_;
+  Handle connection_;
 };
 
 }  // namespace lab

@@ -1,6 +1,5 @@
 #include "lab/oledb/command.h"
 
-#include <algorithm>
 #include <string_view>
 
 #include "lab/common/text.h"
@@ -67,7 +66,7 @@ STDMETHODIMP Command::Execute(IUnknown* outer, REFIID iid, DBPARAMS* parameters,
   const bool wantsRows = !IsEqualIID(iid, IID_NULL);
   Call call("ICommand::Execute", this);
   call.Words("iid", GuidText(iid)).Text("sql", text_.c_str());
-  call.Out(affected, false).Out(rowset, wantsRows);
+  call.Out(rowset, wantsRows).Require(!affected, "a place for the number of rows changed");
   call.Require(!outer, "an outer object", DB_E_NOAGGREGATION);
   call.Require(!parameters || parameters->cParamSets == 0, "parameters", E_NOTIMPL);
   call.Require(!text_.empty(), "no text", DB_E_NOCOMMAND);
@@ -81,8 +80,6 @@ STDMETHODIMP Command::Execute(IUnknown* outer, REFIID iid, DBPARAMS* parameters,
       call.Words("error", error.what());
       return ResultOf(error);
     }
-    if (affected) *affected = outcome.affected;
-    if (outcome.affected >= 0) call.Count("affected", outcome.affected);
     if (!wantsRows || !outcome.result) return S_OK;
     std::vector<ResultColumn> columns = DescribeColumns(outcome.result->columns, outcome.statement);
     Distort(&*outcome.result, &columns);
@@ -99,9 +96,6 @@ HRESULT Command::RunBatch(Outcome* outcome) const {
     const auto planned = Runtime::Get().Planned("statement");
     if (planned) return static_cast<HRESULT>(*planned);
     OdbcResult one = connection_->Run(statement);
-    if (one.affected >= 0) {
-      outcome->affected = std::max<DBROWCOUNT>(outcome->affected, 0) + one.affected;
-    }
     if (one.columns.empty() || outcome->result) continue;
     outcome->result = std::move(one);
     outcome->statement = statement;

@@ -41,7 +41,6 @@ class Command final : public Object<ICommandText, IAccessor> {
   struct Outcome {
     std::optional<OdbcResult> result;  // the first with columns
     std::wstring statement;            // ... and where it is from
-    DBROWCOUNT affected = DB_COUNTUNAVAILABLE;
   };
 
   HRESULT RunBatch(Outcome* outcome) const;

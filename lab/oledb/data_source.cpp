@@ -1,7 +1,7 @@
 #include "lab/oledb/data_source.h"
 
+#include <span>
 #include <string_view>
-#include <vector>
 
 #include "lab/common/text.h"
 #include "lab/oledb/command.h"
@@ -41,28 +41,18 @@ std::wstring TextOf(const VARIANT& value) {
   return std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
 }
 
-// A property with the set in which it is given.
-struct GivenProperty {
-  GUID set;
-  DBPROP* property;
-
-  std::wstring Text() const { return TextOf(property->vValue); }
-};
-
-std::vector<GivenProperty> AllOf(ULONG count, const DBPROPSET* sets) {
-  std::vector<GivenProperty> all;
+// Calls `work` with each property and the set that it is of.
+template <class Work>
+void ForEach(ULONG count, DBPROPSET* sets, Work work) {
   for (ULONG i = 0; sets && i < count; ++i) {
-    for (ULONG j = 0; j < sets[i].cProperties; ++j) {
-      all.push_back({sets[i].guidPropertySet, &sets[i].rgProperties[j]});
-    }
+    const std::span<DBPROP> properties(sets[i].rgProperties, sets[i].cProperties);
+    for (DBPROP& property : properties) work(sets[i].guidPropertySet, property);
   }
-  return all;
 }
 
-DBPROPSTATUS Judge(const GivenProperty& given) {
-  const DBPROP& property = *given.property;
-  const bool known = IsEqualGUID(given.set, kPropertiesInit) &&
-                     property.dwPropertyID == DBPROP_INIT_PROVIDERSTRING;
+DBPROPSTATUS Judge(const GUID& set, const DBPROP& property) {
+  const bool known =
+      IsEqualGUID(set, kPropertiesInit) && property.dwPropertyID == DBPROP_INIT_PROVIDERSTRING;
   if (!known) return DBPROPSTATUS_NOTSUPPORTED;
   const bool option =
       property.dwOptions == DBPROPOPTIONS_REQUIRED || property.dwOptions == DBPROPOPTIONS_OPTIONAL;
@@ -74,24 +64,23 @@ DBPROPSTATUS Judge(const GivenProperty& given) {
 
 STDMETHODIMP DataSource::SetProperties(ULONG count, DBPROPSET sets[]) {
   Call call("IDBProperties::SetProperties", this);
-  const std::vector<GivenProperty> all = AllOf(count, sets);
-  for (const GivenProperty& given : all) {
-    call.Words("property" + std::to_string(given.property->dwPropertyID),
-               Utf8FromWide(given.Text()));
-  }
+  ForEach(count, sets, [&](const GUID&, const DBPROP& property) {
+    call.Words("property" + std::to_string(property.dwPropertyID),
+               Utf8FromWide(TextOf(property.vValue)));
+  });
   return call.Run([&] {
+    size_t total = 0;
     size_t failures = 0;
     providerString_.clear();
-    for (const GivenProperty& given : all) {
-      given.property->dwStatus = Judge(given);
-      if (given.property->dwStatus == DBPROPSTATUS_OK) {
-        providerString_ += given.Text() + L';';
-      } else {
-        ++failures;
-      }
-    }
+    ForEach(count, sets, [&](const GUID& set, DBPROP& property) {
+      property.dwStatus = Judge(set, property);
+      const bool taken = property.dwStatus == DBPROPSTATUS_OK;
+      if (taken) providerString_ += TextOf(property.vValue) + L';';
+      failures += taken ? 0 : 1;
+      ++total;
+    });
     if (failures == 0) return S_OK;
-    return call.Refuse(Summary(failures, all.size()), "a property that it does not take");
+    return call.Refuse(Summary(failures, total), "a property that it does not take");
   });
 }
 

@@ -38,6 +38,8 @@ STDMETHODIMP Rowset::GetNextRows(HCHAPTER, DBROWOFFSET offset, DBROWCOUNT wanted
                                  DBCOUNTITEM* obtained, HROW** rows) {
   Call call("IRowset::GetNextRows", this);
   call.Count("offset", offset).Count("wanted", wanted).Out(obtained);
+  call.Require(offset == 0, "rows to pass over", DB_E_CANTSCROLLBACKWARDS);
+  call.Require(wanted >= 0, "a way back", DB_E_CANTFETCHBACKWARDS);
   call.Require(rows && *rows, "no room for the rows").OnlyFailures(Options().briefJournal);
   return call.Run([&] {
     const std::lock_guard lock(mutex_);
@@ -45,24 +47,20 @@ STDMETHODIMP Rowset::GetNextRows(HCHAPTER, DBROWOFFSET offset, DBROWCOUNT wanted
     if (const auto planned = Runtime::Get().Planned(operation)) {
       return static_cast<HRESULT>(*planned);
     }
-    HRESULT result = CheckFetch(offset, wanted);
-    if (SUCCEEDED(result)) {
-      result = Fetch(static_cast<size_t>(offset), static_cast<size_t>(wanted), obtained, *rows);
-    }
+    const HRESULT result = Fetch(static_cast<size_t>(wanted), obtained, *rows);
     call.Count("obtained", static_cast<int64_t>(*obtained));
     return result;
   });
 }
 
-HRESULT Rowset::CheckFetch(DBROWOFFSET offset, DBROWCOUNT wanted) const {
-  if (offset < 0) return DB_E_CANTSCROLLBACKWARDS;
-  if (wanted < 0) return DB_E_CANTFETCHBACKWARDS;
+HRESULT Rowset::CheckMove() const {
   return !Options().holdRows && !held_.empty() ? DB_E_ROWSNOTRELEASED : S_OK;
 }
 
-HRESULT Rowset::Fetch(size_t offset, size_t wanted, DBCOUNTITEM* obtained, HROW* rows) {
+HRESULT Rowset::Fetch(size_t wanted, DBCOUNTITEM* obtained, HROW* rows) {
+  const HRESULT allowed = CheckMove();
+  if (FAILED(allowed)) return allowed;
   const size_t limit = Options().rowsAtOnce;
-  position_ += std::min(offset, rows_.size() - position_);
   const size_t available = std::min(wanted, rows_.size() - position_);
   const bool limited = limit != 0 && available > limit;
   *obtained = limited ? limit : available;
@@ -128,7 +126,7 @@ STDMETHODIMP Rowset::RestartPosition(HCHAPTER) {
   Call call("IRowset::RestartPosition", this);
   return call.Run([&] {
     const std::lock_guard lock(mutex_);
-    const HRESULT allowed = CheckFetch(0, 0);
+    const HRESULT allowed = CheckMove();
     if (SUCCEEDED(allowed)) position_ = 0;
     return allowed;
   });
@@ -150,8 +148,7 @@ STDMETHODIMP Rowset::CreateAccessor(DBACCESSORFLAGS flags, DBCOUNTITEM count,
   Call call("IAccessor::CreateAccessor", this);
   call.Count("flags", flags).Count("bindings", static_cast<int64_t>(count)).Out(accessor);
   call.Require(flags == DBACCESSOR_ROWDATA, "other flags than for rows", DB_E_BADACCESSORFLAGS);
-  call.Require(count != 0, "no bindings", DB_E_NULLACCESSORNOTSUPPORTED);
-  call.Require(count == 0 || bindings, "no bindings");
+  call.Require(count != 0 && bindings, "no bindings");
   return call.Run([&] {
     bool sound = true;
     for (DBCOUNTITEM i = 0; i < count; ++i) {

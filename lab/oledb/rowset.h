@@ -17,7 +17,7 @@ class Rowset final : public Object<IRowset, IAccessor, IColumnsInfo> {
   Rowset(std::vector<ResultColumn> columns, std::vector<OdbcRow> rows)
       : Object("rowset"), columns_(std::move(columns)), rows_(std::move(rows)) {}
 
-  // Rows go into an array of the client's.
+  // Forward only, into an array of the client's.
   STDMETHODIMP GetNextRows(HCHAPTER chapter, DBROWOFFSET offset, DBROWCOUNT wanted,
                            DBCOUNTITEM* obtained, HROW** rows) override;
   STDMETHODIMP GetData(HROW row, HACCESSOR accessor, void* data) override;
@@ -44,8 +44,8 @@ class Rowset final : public Object<IRowset, IAccessor, IColumnsInfo> {
 
  private:
   // These take no lock of their own.
-  HRESULT CheckFetch(DBROWOFFSET offset, DBROWCOUNT wanted) const;
-  HRESULT Fetch(size_t offset, size_t wanted, DBCOUNTITEM* obtained, HROW* rows);
+  HRESULT CheckMove() const;
+  HRESULT Fetch(size_t wanted, DBCOUNTITEM* obtained, HROW* rows);
   DBSTATUS StoreBound(const OdbcRow& row, const DBBINDING& binding, BYTE* buffer) const;
 
   DBBINDSTATUS Judge(const DBBINDING& binding) const;
