@@ -122,24 +122,18 @@ class Statement {
   const OdbcText text_;
 };
 
-OdbcKind KindOf(SQLSMALLINT type) {
+int IntegerSizeOf(SQLSMALLINT type) {
   switch (type) {
     case SQL_BIT:
     case SQL_TINYINT:
     case SQL_SMALLINT:
-      return OdbcKind::kSmallInteger;
+      return 2;
     case SQL_INTEGER:
-      return OdbcKind::kInteger;
+      return 4;
     case SQL_BIGINT:
-      return OdbcKind::kBigInteger;
-    case SQL_REAL:
-    case SQL_FLOAT:
-    case SQL_DOUBLE:
-    case SQL_NUMERIC:
-    case SQL_DECIMAL:
-      return OdbcKind::kReal;
+      return 8;
     default:
-      return OdbcKind::kText;
+      return 0;
   }
 }
 
@@ -155,13 +149,13 @@ OdbcColumn Statement::Column(SQLUSMALLINT number) {
     Check(SQLDescribeColW(handle_, number, WideArgument(name), kRoom, &length, &type, &size,
                           &digits, &nullable),
           "SQLDescribeColW");
-    return {name.c_str(), KindOf(type)};
+    return {name.substr(0, name.find(L'\0')), IntegerSizeOf(type)};
   }
   std::string name(kNameSize, '\0');
   Check(SQLDescribeCol(handle_, number, NarrowArgument(name), kRoom, &length, &type, &size, &digits,
                        &nullable),
         "SQLDescribeCol");
-  return {WideFromUtf8(name.c_str()), KindOf(type)};
+  return {WideFromUtf8(name.c_str()), IntegerSizeOf(type)};
 }
 
 // Reads a value piece by piece; false for NULL.

@@ -40,11 +40,9 @@ class OdbcError : public std::runtime_error {
   std::string state_;
 };
 
-enum class OdbcKind { kText, kSmallInteger, kInteger, kBigInteger, kReal };
-
 struct OdbcColumn {
-  std::wstring name;  // as the database reports it
-  OdbcKind kind = OdbcKind::kText;
+  std::wstring name;    // as the database reports it
+  int integerSize = 0;  // in bytes; 0 for anything else, which is taken as text
 };
 
 // A value as text; none for NULL.

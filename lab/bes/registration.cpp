@@ -36,7 +36,6 @@ bool RegisterOledbProvider(const std::wstring& path) {
          WriteText(ClassKey(), L"", kProviderName) && WriteText(server, L"", path) &&
          WriteText(server, L"ThreadingModel", L"Both") &&
          WriteText(ClassKey() + L"\\ProgID", L"", kProviderName) &&
-         WriteText(ClassKey() + L"\\VersionIndependentProgID", L"", kProviderName) &&
          WriteText(ClassKey() + L"\\OLE DB Provider", L"", kDescription);
 }
 

@@ -5,15 +5,11 @@
 
 namespace lab {
 
-uint32_t Account::Enter(Thing thing) {
+uint32_t Account::Add(const char* what, const ObjectCore* object) {
   const std::lock_guard lock(mutex_);
-  things_[++last_] = thing;
+  things_[++last_] = {what, object};
   return last_;
 }
-
-uint32_t Account::Add(const ObjectCore* object) { return Enter({.object = object}); }
-
-uint32_t Account::Add(const char* what) { return Enter({.what = what}); }
 
 void Account::Remove(uint32_t number) {
   const std::lock_guard lock(mutex_);

@@ -15,9 +15,8 @@ class Account {
  public:
   explicit Account(std::wstring journal) : journal_(std::move(journal)) {}
 
-  // Counts an object, or a handle of the kind `what`, and gives it its number, which no other has.
-  uint32_t Add(const ObjectCore* object);
-  uint32_t Add(const char* what);
+  // Counts a handle of the kind `what`, or an object, and gives it its number, which no other has.
+  uint32_t Add(const char* what, const ObjectCore* object = nullptr);
   void Remove(uint32_t number);
   // The same for a handle that can no longer be given back: journals it as a leak.
   void Lose(uint32_t number);
@@ -36,11 +35,10 @@ class Account {
 
  private:
   struct Thing {
-    const ObjectCore* object = nullptr;
-    const char* what = nullptr;  // of a handle
+    const char* what;
+    const ObjectCore* object;  // null for a handle
   };
 
-  uint32_t Enter(Thing thing);
   static std::string Describe(uint32_t number, const Thing& thing);
   // With the mutex held.
   void ReportLeft(const char* when);

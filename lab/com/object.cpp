@@ -4,7 +4,8 @@
 
 namespace lab {
 
-ObjectCore::ObjectCore(const char* kind) : kind_(kind), number_(Runtime::Get().Held().Add(this)) {}
+ObjectCore::ObjectCore(const char* kind)
+    : kind_(kind), number_(Runtime::Get().Held().Add(kind, this)) {}
 
 std::string ObjectCore::Describe() const {
   return std::string(kind_) + " #" + std::to_string(number_) + " made by " + madeBy_;

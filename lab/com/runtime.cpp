@@ -12,7 +12,7 @@ std::atomic<Runtime*> g_runtime;
 }  // namespace
 
 Runtime& Runtime::Get() {
-  static Runtime* const kRuntime = new Runtime;
+  static auto* const kRuntime = new Runtime;
   g_runtime = kRuntime;
   return *kRuntime;
 }

@@ -33,12 +33,12 @@ class Pages {
   }
 
  private:
-  void Reserve(size_t atLeast) {
-    const size_t size = RoundUp(atLeast, kArenaSize);
-    void* arena = VirtualAlloc(nullptr, size, MEM_RESERVE, PAGE_NOACCESS);
+  void Reserve(size_t size) {
+    const size_t whole = RoundUp(size, kArenaSize);
+    void* arena = VirtualAlloc(nullptr, whole, MEM_RESERVE, PAGE_NOACCESS);
     if (!arena) throw std::bad_alloc();
     next_ = static_cast<uint8_t*>(arena);
-    free_ = size;
+    free_ = whole;
   }
 
   uint8_t* next_ = nullptr;

@@ -28,28 +28,16 @@ const IntegerType* FindInteger(DBTYPE type) {
   return found == std::end(kIntegerTypes) ? nullptr : found;
 }
 
-DBTYPE NativeType(OdbcKind kind) {
-  switch (kind) {
-    case OdbcKind::kSmallInteger:
-      return DBTYPE_I2;
-    case OdbcKind::kInteger:
-      return DBTYPE_I4;
-    case OdbcKind::kBigInteger:
-      return DBTYPE_I8;
-    case OdbcKind::kReal:
-      return DBTYPE_R8;
-    default:
-      return DBTYPE_WSTR;
-  }
-}
-
-std::optional<uint16_t> ConfiguredType(OdbcKind kind, const std::wstring& name, size_t number) {
+DBTYPE TypeOf(const OdbcColumn& column, const std::wstring& name, size_t number) {
   for (const std::wstring& key : {FoldAscii(name), std::to_wstring(number)}) {
     const auto found = Options().columnTypes.find(key);
     if (found != Options().columnTypes.end()) return found->second;
   }
-  if (kind == OdbcKind::kText) return Options().textType;
-  return kind == OdbcKind::kReal ? std::nullopt : Options().integerType;
+  if (column.integerSize == 0) return Options().textType.value_or(DBTYPE_WSTR);
+  const DBTYPE native = column.integerSize == 2   ? DBTYPE_I2
+                        : column.integerSize == 4 ? DBTYPE_I4
+                                                  : DBTYPE_I8;
+  return Options().integerType.value_or(native);
 }
 
 // A name as the statement spells it. Databases fold names that are not quoted, and each names an
@@ -61,33 +49,18 @@ std::wstring NameOf(const OdbcColumn& column, const std::vector<std::wstring>& s
   return spelled[index].empty() && !Options().nameExpressions ? std::wstring() : column.name;
 }
 
-struct Integer {
-  bool negative = false;
-  uint64_t magnitude = 0;
-};
-
-// Digits with a sign; a fraction is cut off.
-std::optional<Integer> ParseInteger(const std::wstring& text) {
-  Integer number;
-  const wchar_t* digits = text.c_str();
-  const bool minus = *digits == L'-';
-  if (minus || *digits == L'+') ++digits;
-  if (*digits < L'0' || *digits > L'9') return std::nullopt;
-  wchar_t* end = nullptr;
-  number.magnitude = std::wcstoull(digits, &end, 10);
-  number.negative = minus && number.magnitude != 0;
-  if (*end == L'.') end += std::wcsspn(end + 1, L"0123456789") + 1;
-  return *end == L'\0' ? std::optional(number) : std::nullopt;
-}
-
 DBSTATUS StoreInteger(const std::wstring& text, const IntegerType& type, BYTE* value) {
-  const auto number = ParseInteger(text);
-  if (!number) return DBSTATUS_E_CANTCONVERTVALUE;
-  if (number->negative && !type.isSigned) return DBSTATUS_E_SIGNMISMATCH;
+  const bool minus = text.starts_with(L'-');
+  const wchar_t* digits = text.c_str() + (minus ? 1 : 0);
+  wchar_t* end = nullptr;
+  const uint64_t magnitude = std::wcstoull(digits, &end, 10);
+  if (*digits < L'0' || *digits > L'9' || *end != L'\0') return DBSTATUS_E_CANTCONVERTVALUE;
+  const bool negative = minus && magnitude != 0;
+  if (negative && !type.isSigned) return DBSTATUS_E_SIGNMISMATCH;
   const uint64_t bits = ~uint64_t{0} >> (64 - 8 * type.size);
-  const uint64_t limit = type.isSigned ? (bits >> 1) + (number->negative ? 1 : 0) : bits;
-  if (number->magnitude > limit) return DBSTATUS_E_DATAOVERFLOW;
-  const uint64_t stored = number->negative ? 0 - number->magnitude : number->magnitude;
+  const uint64_t limit = type.isSigned ? (bits >> 1) + (negative ? 1 : 0) : bits;
+  if (magnitude > limit) return DBSTATUS_E_DATAOVERFLOW;
+  const uint64_t stored = negative ? 0 - magnitude : magnitude;
   std::memcpy(value, &stored, type.size);
   return DBSTATUS_S_OK;
 }
@@ -111,8 +84,7 @@ std::vector<ResultColumn> DescribeColumns(const std::vector<OdbcColumn>& columns
   for (size_t i = 0; i < columns.size(); ++i) {
     ResultColumn& column = described.emplace_back();
     column.name = NameOf(columns[i], spelled, i);
-    column.type =
-        ConfiguredType(columns[i].kind, column.name, i + 1).value_or(NativeType(columns[i].kind));
+    column.type = TypeOf(columns[i], column.name, i + 1);
   }
   return described;
 }

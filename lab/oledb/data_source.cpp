@@ -1,7 +1,6 @@
 #include "lab/oledb/data_source.h"
 
 #include <span>
-#include <string_view>
 
 #include "lab/common/text.h"
 #include "lab/oledb/command.h"
@@ -13,27 +12,15 @@ namespace {
 constexpr GUID kPropertiesInit = {
     0xc8b522bc, 0x5cf3, 0x11ce, {0xad, 0xe5, 0x00, 0xaa, 0x00, 0x44, 0x77, 0x3d}};
 
-// The value of `keyword` in "keyword=value;keyword=value".
-std::wstring KeywordValue(const std::wstring& text, std::wstring_view keyword) {
-  size_t start = 0;
-  while (start < text.size()) {
-    const size_t end = std::min(text.find(L';', start), text.size());
-    const std::wstring piece = text.substr(start, end - start);
-    const size_t equals = piece.find(L'=');
-    if (equals != std::wstring::npos && EqualsFolded(piece.substr(0, equals), keyword)) {
-      return piece.substr(equals + 1);
-    }
-    start = end + 1;
-  }
-  return {};
-}
-
-// Whether the configured server and database are those that the client wants.
+// Whether the configured server and database are those that the client wants: "keyword=value" with
+// semicolons between.
 bool ServesRequested(const std::wstring& providerString) {
-  const auto serves = [&](const std::wstring& offered, std::wstring_view keyword) {
-    return offered.empty() || EqualsFolded(offered, KeywordValue(providerString, keyword));
+  const std::wstring pieces = FoldAscii(L";" + providerString + L";");
+  const auto serves = [&](const wchar_t* keyword, const std::wstring& offered) {
+    return offered.empty() || pieces.find(L";" + std::wstring(keyword) + L"=" + FoldAscii(offered) +
+                                          L";") != pieces.npos;
   };
-  return serves(Options().server, L"Server") && serves(Options().database, L"Database");
+  return serves(L"server", Options().server) && serves(L"database", Options().database);
 }
 
 std::wstring TextOf(const VARIANT& value) {

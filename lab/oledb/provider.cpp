@@ -84,8 +84,8 @@ const ProviderOptions& Options() {
 }
 
 void WatchClient() {
-  static AllocatorSpy* const allocatorSpy = new AllocatorSpy;
-  static ComSpy* const comSpy = new ComSpy;
+  static auto* const allocatorSpy = new AllocatorSpy;
+  static auto* const comSpy = new ComSpy;
   PinModule();
   CoRegisterMallocSpy(allocatorSpy);  // refused when it is registered already
   // Kept: a thread may have it several times; only the first finds something left.
