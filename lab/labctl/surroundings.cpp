@@ -5,12 +5,12 @@
 #include <iterator>
 #include <optional>
 
+#include "lab/bes/bes_database.h"
+#include "lab/bes/registration.h"
 #include "lab/common/lab_config.h"
 #include "lab/common/text.h"
 #include "lab/controller/controller_control.h"
 #include "lab/labctl/output.h"
-#include "lab/oledb/bes_database.h"
-#include "lab/oledb/registration.h"
 #include "lab/repair/repair_control.h"
 #include "lab/stub/stub_control.h"
 #include "lab/stub/stub_plan.h"

@@ -4,24 +4,31 @@
 #include <string>
 
 #include "lab/common/entry_id.h"
-#include "lab/mapi/stubs.h"
+#include "lab/mapi/object.h"
 
 namespace lab {
 
-class ProfAdmin final : public ProfAdminStubs<IProfAdmin> {
+class ProfAdmin final : public MapiObject<IProfAdmin> {
  public:
-  using ProfAdminStubs::ProfAdminStubs;
-
   STDMETHODIMP GetProfileTable(ULONG flags, LPMAPITABLE* table) override;
   STDMETHODIMP AdminServices(LPTSTR profile, LPTSTR password, ULONG_PTR parent, ULONG flags,
                              LPSERVICEADMIN* admin) override;
+
+  // What no program is expected to need.
+  LAB_REFUSE(GetLastError, (HRESULT, ULONG, LPMAPIERROR*))
+  LAB_REFUSE(CreateProfile, (LPTSTR, LPTSTR, ULONG_PTR, ULONG))
+  LAB_REFUSE(DeleteProfile, (LPTSTR, ULONG))
+  LAB_REFUSE(ChangeProfilePassword, (LPTSTR, LPTSTR, LPTSTR, ULONG))
+  LAB_REFUSE(CopyProfile, (LPTSTR, LPTSTR, LPTSTR, ULONG_PTR, ULONG))
+  LAB_REFUSE(RenameProfile, (LPTSTR, LPTSTR, LPTSTR, ULONG_PTR, ULONG))
+  LAB_REFUSE(SetDefaultProfile, (LPTSTR, ULONG))
 };
 
 // Of what services can be told through ConfigureMsgService the connector knows one thing: to
 // compact a store.
-class ServiceAdmin final : public ServiceAdminStubs<IMsgServiceAdmin> {
+class ServiceAdmin final : public MapiObject<IMsgServiceAdmin> {
  public:
-  ServiceAdmin(std::string madeBy, std::wstring profile);
+  explicit ServiceAdmin(std::wstring profile) : profile_(std::move(profile)) {}
 
   STDMETHODIMP GetMsgServiceTable(ULONG flags, LPMAPITABLE* table) override;
   STDMETHODIMP DeleteMsgService(LPMAPIUID service) override;
@@ -32,17 +39,31 @@ class ServiceAdmin final : public ServiceAdminStubs<IMsgServiceAdmin> {
   STDMETHODIMP AdminProviders(LPMAPIUID service, ULONG flags, LPPROVIDERADMIN* admin) override;
   STDMETHODIMP GetProviderTable(ULONG flags, LPMAPITABLE* table) override;
 
+  // What no program is expected to need.
+  LAB_REFUSE(GetLastError, (HRESULT, ULONG, LPMAPIERROR*))
+  LAB_REFUSE(CreateMsgService, (LPTSTR, LPTSTR, ULONG_PTR, ULONG))
+  LAB_REFUSE(CopyMsgService, (LPMAPIUID, LPTSTR, LPCIID, LPCIID, LPVOID, ULONG_PTR, ULONG))
+  LAB_REFUSE(RenameMsgService, (LPMAPIUID, ULONG, LPTSTR))
+  LAB_REFUSE(MsgServiceTransportOrder, (ULONG, LPMAPIUID, ULONG))
+  LAB_REFUSE(SetPrimaryIdentity, (LPMAPIUID, ULONG))
+
  private:
   const std::wstring profile_;
 };
 
-class ProviderAdmin final : public ProviderAdminStubs<IProviderAdmin> {
+class ProviderAdmin final : public MapiObject<IProviderAdmin> {
  public:
-  ProviderAdmin(std::string madeBy, std::wstring profile, const Uid& service);
+  ProviderAdmin(std::wstring profile, const Uid& service)
+      : profile_(std::move(profile)), service_(service) {}
 
   STDMETHODIMP GetProviderTable(ULONG flags, LPMAPITABLE* table) override;
   STDMETHODIMP OpenProfileSection(LPMAPIUID uid, LPCIID iid, ULONG flags,
                                   LPPROFSECT* section) override;
+
+  // What no program is expected to need.
+  LAB_REFUSE(GetLastError, (HRESULT, ULONG, LPMAPIERROR*))
+  LAB_REFUSE(CreateProvider, (LPTSTR, ULONG, LPSPropValue, ULONG, ULONG, MAPIUID*))
+  LAB_REFUSE(DeleteProvider, (LPMAPIUID))
 
  private:
   const std::wstring profile_;

@@ -10,8 +10,6 @@
 
 namespace lab {
 
-class Runtime;
-
 // What a buffer is, so that the right function frees it.
 enum class BufferKind { kPlain, kRowSet, kRow };
 
@@ -29,8 +27,5 @@ bool IsRowSet(void* buffer);
 
 // Frees the buffer with its children; false when it is none.
 bool FreeBuffer(void* buffer);
-
-// Writes down every buffer that is left, and forgets it.
-void ReportHeldBuffers(Runtime& runtime, const char* when);
 
 }  // namespace lab

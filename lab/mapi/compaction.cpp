@@ -6,12 +6,12 @@
 #include <memory>
 #include <vector>
 
+#include "lab/com/runtime.h"
 #include "lab/common/compaction_plan.h"
 #include "lab/common/installation.h"
 #include "lab/common/lab_config.h"
 #include "lab/common/qsf_file.h"
 #include "lab/mapi/connector.h"
-#include "lab/mapi/runtime.h"
 #include "lab/mapi/shown_window.h"
 
 namespace lab {
@@ -91,7 +91,7 @@ class Compaction {
     std::vector<ShownWindow*> pumped;
     for (const auto& window : windows) pumped.push_back(window.get());
     const uint64_t end = NowMicros() + uint64_t{planned_.milliseconds} * 1000;
-    const auto cancelled = [&] { return own != nullptr && own->ClosedFromOutside(); };
+    const auto cancelled = [&] { return own && own->ClosedFromOutside(); };
     return PumpUntil(pumped, [&] { return cancelled() || NowMicros() >= end; }) && !cancelled();
   }
 

@@ -6,8 +6,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
-#include <utility>
-#include <vector>
+#include <string>
 
 #include "lab/common/installation.h"
 #include "lab/common/profile_registry.h"
@@ -20,58 +19,36 @@ namespace {
 struct StoreFacts {
   std::wstring owner;
   Bytes entryId;
-  Uid provider{};
   std::wstring path;          // empty for an embedded store
   std::optional<Uid> parent;  // its parent's provider, for an embedded store
-  bool isRoot = false;
 };
 
-// A profile's stores by what they are looked up by. Reading them from the registry for each open
-// store would cost more than all the rest.
-class StoreIndex {
- public:
-  explicit StoreIndex(const std::wstring& profile) {
-    for (const Service& service : Profile(profile).Services()) Add(service);
-  }
+// A profile's stores by what they are looked up by: each of the keys below. Reading them from the
+// registry for each open store would cost more than all the rest.
+using StoreIndex = std::map<std::string, StoreFacts>;
 
-  void Add(const Service& service) {
-    const Provider* store = service.Store();
-    if (store == nullptr) return;
-    StoreFacts facts;
-    facts.owner = service.address.value_or(L"");
-    facts.entryId = service.EntryId();
-    facts.provider = store->uid;
-    facts.parent = ParentProviderOfEntryId(facts.entryId);
-    if (!facts.parent) facts.path = service.Path();
-    facts.isRoot = EqualsFolded(service.name, ServiceNameOf(ServiceKind::kRoot));
-    // The first of several stores with the same key is the one that is found.
-    if (service.address) byOwner_.emplace(FoldAscii(facts.owner), facts);
-    if (!facts.entryId.empty()) byEntryId_.emplace(facts.entryId, facts);
-    byProvider_.emplace(facts.provider, facts);
-    if (facts.isRoot && !root_) root_ = facts;
-  }
+constexpr char kRootKey[] = "root";
+std::string OwnerKey(const std::wstring& owner) {
+  return "owner " + Utf8FromWide(FoldAscii(owner));
+}
+std::string EntryIdKey(const Bytes& entryId) { return "entry ID " + HexFromBytes(entryId); }
+std::string ProviderKey(const Uid& uid) { return "provider " + UidText(uid); }
 
-  std::optional<StoreFacts> ByOwner(const std::wstring& owner) const {
-    return Get(byOwner_, FoldAscii(owner));
-  }
-  std::optional<StoreFacts> ByEntryId(const Bytes& entryId) const {
-    return Get(byEntryId_, entryId);
-  }
-  std::optional<StoreFacts> ByProvider(const Uid& uid) const { return Get(byProvider_, uid); }
-  std::optional<StoreFacts> Root() const { return root_; }
-
- private:
-  template <class Map>
-  static std::optional<StoreFacts> Get(const Map& map, const typename Map::key_type& key) {
-    const auto found = map.find(key);
-    return found == map.end() ? std::nullopt : std::optional(found->second);
-  }
-
-  std::map<std::wstring, StoreFacts> byOwner_;
-  std::map<Bytes, StoreFacts> byEntryId_;
-  std::map<Uid, StoreFacts> byProvider_;
-  std::optional<StoreFacts> root_;
-};
+// The first of several stores with the same key is the one that is found.
+void AddTo(StoreIndex& index, const Service& service) {
+  const Provider* store = service.Store();
+  if (!store) return;
+  StoreFacts facts;
+  facts.owner = service.address.value_or(L"");
+  facts.entryId = service.EntryId();
+  facts.parent = ParentProviderOfEntryId(facts.entryId);
+  if (!facts.parent) facts.path = service.Path();
+  if (service.address) index.emplace(OwnerKey(facts.owner), facts);
+  if (!facts.entryId.empty()) index.emplace(EntryIdKey(facts.entryId), facts);
+  index.emplace(ProviderKey(store->uid), facts);
+  const bool isRoot = EqualsFolded(service.name, ServiceNameOf(ServiceKind::kRoot));
+  if (isRoot) index.emplace(kRootKey, facts);
+}
 
 std::mutex g_mutex;  // guards the indexes; never held while a file is touched
 
@@ -80,17 +57,20 @@ std::map<std::wstring, StoreIndex>& Indexes() {
   return *kIndexes;
 }
 
-// What `ask` finds in the profile's index.
-template <class Ask>
-auto InIndex(const std::wstring& profile, Ask ask) {
-  std::lock_guard lock(g_mutex);
-  auto found = Indexes().find(profile);
-  if (found == Indexes().end()) found = Indexes().emplace(profile, StoreIndex(profile)).first;
-  return ask(found->second);
+// With the mutex held.
+StoreIndex& IndexOf(const std::wstring& profile) {
+  const auto [place, isNew] = Indexes().try_emplace(profile);
+  if (isNew) {
+    for (const Service& service : Profile(profile).Services()) AddTo(place->second, service);
+  }
+  return place->second;
 }
 
-std::optional<StoreFacts> FindByOwner(const std::wstring& profile, const std::wstring& owner) {
-  return InIndex(profile, [&](StoreIndex& index) { return index.ByOwner(owner); });
+std::optional<StoreFacts> Find(const std::wstring& profile, const std::string& key) {
+  const std::lock_guard lock(g_mutex);
+  const StoreIndex& index = IndexOf(profile);
+  const auto found = index.find(key);
+  return found == index.end() ? std::nullopt : std::optional(found->second);
 }
 
 bool CanBeFileName(const std::wstring& name) {
@@ -100,40 +80,35 @@ bool CanBeFileName(const std::wstring& name) {
 // Makes the service of a mailbox that has none. Its file is made when it is opened.
 HRESULT CreateStore(const std::wstring& profile, const std::wstring& address, StoreFacts* facts) {
   if (!CanBeFileName(address)) return MAPI_E_NOT_FOUND;
-  HRESULT result = S_OK;
+  std::optional<StoreFacts> found;
   WithProfilesLocked([&] {
     // Another thread may have made it meanwhile.
-    auto found = FindByOwner(profile, address);
-    const auto root = InIndex(profile, [](StoreIndex& index) { return index.Root(); });
-    if (!found && (!root || root->path.empty())) result = MAPI_E_UNCONFIGURED;
-    if (FAILED(result)) return;
-    if (!found) {
-      StoreOptions options;
-      options.withFile = false;
-      const Service service = Profile(profile).AddSecondaryStore(
-          address, DirectoryOf(root->path) + L'\\' + FoldAscii(address) + L".qsf", options);
-      InIndex(profile, [&](StoreIndex& index) {
-        index.Add(service);
-        return 0;
-      });
-      found = FindByOwner(profile, address);
+    found = Find(profile, OwnerKey(address));
+    const auto root = Find(profile, kRootKey);
+    if (found || !root || root->path.empty()) return;
+    StoreOptions options;
+    options.withFile = false;
+    const std::wstring file = DirectoryOf(root->path) + L'\\' + FoldAscii(address) + L".qsf";
+    const Service service = Profile(profile).AddSecondaryStore(address, file, options);
+    {
+      const std::lock_guard lock(g_mutex);
+      AddTo(IndexOf(profile), service);
     }
-    *facts = *found;
+    found = Find(profile, OwnerKey(address));
   });
-  return result;
+  if (!found) return MAPI_E_UNCONFIGURED;
+  *facts = *found;
+  return S_OK;
 }
 
 HRESULT FindStore(const std::wstring& profile, const Bytes& entryId, StoreFacts* facts) {
   const auto mailbox = MailboxOfEntryId(entryId);
-  const auto found =
-      mailbox ? FindByOwner(profile, WideFromNarrow(*mailbox))
-              : InIndex(profile, [&](StoreIndex& index) { return index.ByEntryId(entryId); });
-  if (found) {
-    *facts = *found;
-    return S_OK;
-  }
-  if (mailbox) return CreateStore(profile, WideFromNarrow(*mailbox), facts);
-  return entryId.size() < kOwnPartOffset ? MAPI_E_INVALID_ENTRYID : MAPI_E_NOT_FOUND;
+  const std::wstring owner = mailbox ? WideFromNarrow(*mailbox) : std::wstring();
+  const auto found = Find(profile, mailbox ? OwnerKey(owner) : EntryIdKey(entryId));
+  if (!found && mailbox) return CreateStore(profile, owner, facts);
+  if (!found) return entryId.size() < kOwnPartOffset ? MAPI_E_INVALID_ENTRYID : MAPI_E_NOT_FOUND;
+  *facts = *found;
+  return S_OK;
 }
 
 // The store whose file `facts`' messages are in.
@@ -142,8 +117,7 @@ std::optional<StoreFacts> HolderOf(const std::wstring& profile, const StoreFacts
   // A parent may be embedded itself; no chain of them is longer than this.
   for (int depth = 0; depth < 8; ++depth) {
     if (!holder.parent) return holder;
-    const auto parent =
-        InIndex(profile, [&](StoreIndex& index) { return index.ByProvider(*holder.parent); });
+    const auto parent = Find(profile, ProviderKey(*holder.parent));
     if (!parent) return std::nullopt;
     holder = *parent;
   }
@@ -159,18 +133,13 @@ QsfStatus MakeSureOfFile(const StoreFacts& holder) {
   return CreateQsf(holder.path, content);
 }
 
-HANDLE Hold(const std::wstring& file) {
-  HANDLE handle = CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  return handle == INVALID_HANDLE_VALUE ? nullptr : handle;
+platform::KernelHandle Hold(const std::wstring& file) {
+  return platform::TakeFileHandle(CreateFileW(file.c_str(), GENERIC_READ,
+                                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 }  // namespace
-
-OpenStore::OpenStore(std::wstring owner, std::wstring file, HANDLE handle)
-    : owner_(std::move(owner)), file_(std::move(file)), handle_(handle) {}
-
-OpenStore::~OpenStore() { CloseHandle(handle_); }
 
 HRESULT ResultOf(QsfStatus status) {
   switch (status) {
@@ -197,20 +166,20 @@ HRESULT OpenStoreByEntryId(const std::wstring& profile, const Bytes& entryId,
   if (holder->path.empty()) return MAPI_E_UNCONFIGURED;
   result = ResultOf(MakeSureOfFile(*holder));
   if (FAILED(result)) return result;
-  HANDLE handle = Hold(holder->path);
-  if (handle == nullptr) return MAPI_E_NO_ACCESS;
-  *store = std::make_shared<OpenStore>(facts.owner, holder->path, handle);
+  platform::KernelHandle handle = Hold(holder->path);
+  if (!handle) return MAPI_E_NO_ACCESS;
+  *store = std::make_shared<OpenStore>(facts.owner, holder->path, std::move(handle));
   return S_OK;
 }
 
 std::wstring OwnerOfEntryId(const std::wstring& profile, const Bytes& entryId) {
   if (const auto mailbox = MailboxOfEntryId(entryId)) return WideFromNarrow(*mailbox);
-  const auto facts = InIndex(profile, [&](StoreIndex& index) { return index.ByEntryId(entryId); });
+  const auto facts = Find(profile, EntryIdKey(entryId));
   return facts ? facts->owner : std::wstring();
 }
 
 void ForgetStores(const std::wstring& profile) {
-  std::lock_guard lock(g_mutex);
+  const std::lock_guard lock(g_mutex);
   Indexes().erase(profile);
 }
 

@@ -8,16 +8,15 @@
 #include <string>
 
 #include "lab/common/text.h"
+#include "src/platform/handle.h"
 
 namespace lab {
 
 // A store that is open: its file is held, and can be read and written but not deleted.
 class OpenStore {
  public:
-  OpenStore(std::wstring owner, std::wstring file, HANDLE handle);
-  OpenStore(const OpenStore&) = delete;
-  OpenStore& operator=(const OpenStore&) = delete;
-  ~OpenStore();
+  OpenStore(std::wstring owner, std::wstring file, platform::KernelHandle handle)
+      : owner_(std::move(owner)), file_(std::move(file)), handle_(std::move(handle)) {}
 
   const std::wstring& Owner() const { return owner_; }  // the mailbox's address
   const std::wstring& File() const { return file_; }
@@ -25,7 +24,7 @@ class OpenStore {
  private:
   const std::wstring owner_;
   const std::wstring file_;
-  const HANDLE handle_;
+  const platform::KernelHandle handle_;
 };
 
 // Opens the store that `entryId` names, either as the profile holds it or by its mailbox. A mailbox

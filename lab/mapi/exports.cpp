@@ -4,15 +4,15 @@
 #include <mapix.h>
 #include <windows.h>
 
+#include "lab/com/runtime.h"
 #include "lab/common/profile_registry.h"
 #include "lab/mapi/administration.h"
 #include "lab/mapi/buffers.h"
-#include "lab/mapi/call.h"
 #include "lab/mapi/profile_section.h"
 #include "lab/mapi/restriction.h"
-#include "lab/mapi/runtime.h"
-#include "lab/mapi/session.h"
+#include "lab/mapi/store.h"
 #include "lab/mapi/table.h"
+#include "lab/mapi/threads.h"
 
 namespace lab {
 namespace {
@@ -27,99 +27,7 @@ constexpr ULONG kLogonFlags = 0x8013B07B;
 // What stands for one of the lab's own objects behind an interface pointer, or null.
 template <class Own, class Interface>
 Own* OwnObject(Interface* object) {
-  return object == nullptr ? nullptr : dynamic_cast<Own*>(object);
-}
-
-HRESULT Initialize(const MAPIINIT_0* options) {
-  Call call("MAPIInitialize");
-  const ULONG flags = options != nullptr ? options->ulFlags : 0;
-  call.Number("flags", flags);
-  const auto initialize = [&]() -> HRESULT {
-    if (flags & ~kInitializeFlags) {
-      Runtime::Get().Unexpected("MAPIInitialize was given flags that it does not know");
-      return MAPI_E_UNKNOWN_FLAGS;
-    }
-    Runtime::Get().Initialize();
-    return S_OK;
-  };
-  return call.RunUnchecked(initialize, [] { Runtime::Get().InitializeRefused(); });
-}
-
-HRESULT LogonEx(ULONG_PTR parent, LPTSTR profile, LPTSTR password, ULONG flags,
-                LPMAPISESSION* session) {
-  Call call("MAPILogonEx");
-  call.Number("parent", parent).Text("profile", profile, flags).Text("password", password, flags);
-  call.Flags(flags, kLogonFlags).Out(session);
-  return call.Run([&] {
-    const std::wstring name = TextParameter(profile, flags);
-    if (!ProfileExists(name)) return MAPI_E_LOGON_FAILED;
-    *session = new Session(call.Name(), name);
-    return S_OK;
-  });
-}
-
-HRESULT QueryAllRows(LPMAPITABLE table, LPSPropTagArray columns, LPSRestriction restriction,
-                     LPSSortOrderSet order, LONG most, LPSRowSet* rows) {
-  Table* own = OwnObject<Table>(table);
-  Call call("HrQueryAllRows", own);
-  call.On(own != nullptr ? own->Name() : "?")
-      .Tags("columns", columns)
-      .Words("restriction", DescribeRestriction(restriction));
-  call.Words("order", DescribeOrder(order)).Words("most", std::to_string(most)).Out(rows);
-  call.Require(own != nullptr, "no table of the lab's");
-  return call.Run([&] {
-    const HRESULT result = own->QueryAll(call.Name(), columns, restriction, order, most, rows);
-    if (SUCCEEDED(result)) call.Number("rows", (*rows)->cRows);
-    return result;
-  });
-}
-
-HRESULT GetOneProp(LPMAPIPROP object, ULONG tag, LPSPropValue* value) {
-  ProfileSection* own = OwnObject<ProfileSection>(object);
-  Call call("HrGetOneProp", own);
-  call.On(own != nullptr ? own->Kind() : "?")
-      .Number("tag", tag)
-      .Out(value)
-      .Require(own != nullptr, "no profile section of the lab's");
-  return call.Run([&] { return own->GetOne(call.Name(), tag, value); });
-}
-
-SCODE Allocate(ULONG size, LPVOID* buffer) {
-  Call call("MAPIAllocateBuffer");
-  call.Number("size", size).Out(buffer);
-  return call.Run([&] {
-    *buffer = AllocateBuffer(size, call.Name());
-    return S_OK;
-  });
-}
-
-SCODE AllocateChild(ULONG size, LPVOID parent, LPVOID* buffer) {
-  Call call("MAPIAllocateMore");
-  call.Number("size", size).Out(buffer).Require(IsBuffer(parent), "no buffer as parent");
-  return call.Run([&] {
-    *buffer = AllocateMore(size, parent);
-    return S_OK;
-  });
-}
-
-void Free(LPVOID buffer) {
-  Call call("MAPIFreeBuffer");
-  call.Number("buffer", reinterpret_cast<uintptr_t>(buffer));
-  call.RunPlain([&] {
-    if (buffer != nullptr && !FreeBuffer(buffer)) {
-      Runtime::Get().Unexpected("MAPIFreeBuffer of what is no MAPI buffer or was freed before");
-    }
-  });
-}
-
-void FreeRows(LPSRowSet rows) {
-  Call call("FreeProws");
-  call.Number("rows", reinterpret_cast<uintptr_t>(rows));
-  call.RunPlain([&] {
-    if (rows != nullptr && !FreeRowSet(rows)) {
-      Runtime::Get().Unexpected("FreeProws of what is no row set or was freed before");
-    }
-  });
+  return object ? dynamic_cast<Own*>(object) : nullptr;
 }
 
 }  // namespace
@@ -128,54 +36,105 @@ void FreeRows(LPSRowSet rows) {
 extern "C" {
 
 HRESULT WINAPI MAPIInitialize(LPVOID options) {
-  return lab::Initialize(static_cast<const MAPIINIT_0*>(options));
+  const auto* given = static_cast<const MAPIINIT_0*>(options);
+  lab::Call call("MAPIInitialize");
+  call.Flags(given ? given->ulFlags : 0, lab::kInitializeFlags).FromAnyThread();
+  const HRESULT result = call.Run([] {
+    lab::InitializeThread();
+    return S_OK;
+  });
+  if (call.WasInjected()) lab::InitializationRefused();
+  return result;
 }
 
 void WINAPI MAPIUninitialize() {
-  lab::Call("MAPIUninitialize").RunPlain([] { lab::Runtime::Get().Uninitialize(); });
+  lab::Call("MAPIUninitialize").RunPlain([] { lab::UninitializeThread(); });
 }
 
 HRESULT WINAPI MAPILogonEx(ULONG_PTR parent, LPTSTR profile, LPTSTR password, ULONG flags,
                            LPMAPISESSION* session) {
-  return lab::LogonEx(parent, profile, password, flags, session);
+  lab::Call call("MAPILogonEx");
+  call.Hex("parent", parent).Text("profile", profile, flags).Text("password", password, flags);
+  call.Flags(flags, lab::kLogonFlags).Out(session);
+  return call.Run([&] {
+    const std::wstring name = lab::TextParameter(profile, flags);
+    if (!lab::ProfileExists(name)) return MAPI_E_LOGON_FAILED;
+    return call.HandOut(session, new lab::MapiSession(name));
+  });
 }
 
 HRESULT WINAPI MAPIAdminProfiles(ULONG flags, LPPROFADMIN* admin) {
   lab::Call call("MAPIAdminProfiles");
   call.Flags(flags, MAPI_NT_SERVICE).Out(admin);
+  return call.Run([&] { return call.HandOut(admin, new lab::ProfAdmin); });
+}
+
+SCODE WINAPI MAPIAllocateBuffer(ULONG size, LPVOID* buffer) {
+  lab::Call call("MAPIAllocateBuffer");
+  call.Hex("size", size).Out(buffer);
   return call.Run([&] {
-    *admin = new lab::ProfAdmin(call.Name());
+    *buffer = lab::AllocateBuffer(size, call.Name());
     return S_OK;
   });
 }
 
-SCODE WINAPI MAPIAllocateBuffer(ULONG size, LPVOID* buffer) { return lab::Allocate(size, buffer); }
-
 SCODE WINAPI MAPIAllocateMore(ULONG size, LPVOID parent, LPVOID* buffer) {
-  return lab::AllocateChild(size, parent, buffer);
+  lab::Call call("MAPIAllocateMore");
+  call.Hex("size", size).Out(buffer).Require(lab::IsBuffer(parent), "no buffer as parent");
+  return call.Run([&] {
+    *buffer = lab::AllocateMore(size, parent);
+    return S_OK;
+  });
 }
 
 ULONG WINAPI MAPIFreeBuffer(LPVOID buffer) {
-  lab::Free(buffer);
+  lab::Call call("MAPIFreeBuffer");
+  call.Hex("buffer", reinterpret_cast<uintptr_t>(buffer)).RunPlain([&] {
+    if (buffer && !lab::FreeBuffer(buffer)) {
+      call.Refuse(S_OK, "what is no MAPI buffer or was freed before");
+    }
+  });
   return 0;
+}
+
+void WINAPI FreeProws(LPSRowSet rows) {
+  lab::Call call("FreeProws");
+  call.Hex("rows", reinterpret_cast<uintptr_t>(rows)).RunPlain([&] {
+    if (rows && !lab::FreeRowSet(rows)) {
+      call.Refuse(S_OK, "what is no row set or was freed before");
+    }
+  });
 }
 
 HRESULT WINAPI HrQueryAllRows(LPMAPITABLE table, LPSPropTagArray columns,
                               LPSRestriction restriction, LPSSortOrderSet order, LONG most,
                               LPSRowSet* rows) {
-  return lab::QueryAllRows(table, columns, restriction, order, most, rows);
+  auto* own = lab::OwnObject<lab::Table>(table);
+  lab::Call call("HrQueryAllRows", own);
+  call.On(own ? own->Name() : "?").Words("columns", lab::DescribeTags(columns));
+  call.Words("restriction", lab::DescribeRestriction(restriction));
+  call.Words("order", lab::DescribeOrder(order)).Count("most", most).Out(rows);
+  call.Require(own, "no table of the lab's");
+  call.Require(lab::IsKnown(restriction), lab::kUnknownRestriction, MAPI_E_TOO_COMPLEX);
+  return call.Run([&] {
+    const HRESULT result = own->QueryAll(call.Name(), {columns, restriction, order, most}, rows);
+    if (SUCCEEDED(result)) call.Hex("rows", (*rows)->cRows);
+    return result;
+  });
 }
 
 HRESULT WINAPI HrGetOneProp(LPMAPIPROP object, ULONG tag, LPSPropValue* value) {
-  return lab::GetOneProp(object, tag, value);
+  const auto* own = lab::OwnObject<lab::ProfileSection>(object);
+  lab::Call call("HrGetOneProp", own);
+  call.On(own ? own->Kind() : "?").Hex("tag", tag).Out(value);
+  call.Require(own, "no profile section of the lab's");
+  return call.Run([&] { return own->GetOne(call.Name(), tag, value); });
 }
 
-void WINAPI FreeProws(LPSRowSet rows) { lab::FreeRows(rows); }
-
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
-  lab::Runtime* runtime = lab::Runtime::Existing();
-  if (runtime != nullptr && reason == DLL_THREAD_DETACH) runtime->ThreadEnds();
-  if (runtime != nullptr && reason == DLL_PROCESS_DETACH) runtime->ProcessEnds();
+  if (!lab::Runtime::Existing()) return TRUE;
+  if (reason == DLL_THREAD_DETACH) lab::ThreadEnds();
+  if (reason == DLL_PROCESS_DETACH) lab::ProcessEnds();
   return TRUE;
 }
 

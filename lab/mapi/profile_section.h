@@ -4,15 +4,15 @@
 #include <string>
 
 #include "lab/common/entry_id.h"
+#include "lab/mapi/object.h"
 #include "lab/mapi/properties.h"
-#include "lab/mapi/stubs.h"
 
 namespace lab {
 
-class ProfileSection final : public PropStubs<IProfSect> {
+class ProfileSection final : public PropObject<IProfSect> {
  public:
   // The section need not exist: it is then empty.
-  ProfileSection(std::string madeBy, std::wstring profile, const Uid& uid);
+  ProfileSection(std::wstring profile, const Uid& uid);
 
   STDMETHODIMP GetProps(LPSPropTagArray tags, ULONG flags, ULONG* count,
                         LPSPropValue* values) override;
@@ -32,15 +32,16 @@ class ProfileSection final : public PropStubs<IProfSect> {
   const std::string kind_;
 };
 
-// What kind of section `uid` names; see ProfileSection::Kind.
-const char* SectionKind(const std::wstring& profile, const Uid& uid);
+// The arguments of IMsgServiceAdmin::OpenProfileSection and its likes.
+struct SectionRequest {
+  const MAPIUID* uid;
+  const IID* iid;
+  ULONG flags;
+  LPPROFSECT* section;
+};
 
-// Opens a section for IMsgServiceAdmin::OpenProfileSection and its likes. A section that does not
-// exist opens only for writing; a provider's needs MAPI_FORCE_ACCESS.
-HRESULT OpenSection(const std::string& madeBy, const std::wstring& profile, const Uid& uid,
-                    ULONG flags, LPPROFSECT* section);
-
-// MAPI_FORCE_ACCESS, which the platform's headers lack: open what belongs to a provider.
-inline constexpr ULONG kForceAccess = 0x00080000;
+// The whole of such a call. A section that does not exist opens only for writing; a provider's
+// needs MAPI_FORCE_ACCESS.
+HRESULT OpenSection(Call& call, const std::wstring& profile, const SectionRequest& request);
 
 }  // namespace lab

@@ -8,6 +8,7 @@
 #include <new>
 #include <utility>
 
+#include "lab/com/runtime.h"
 #include "lab/common/profile_registry.h"
 #include "lab/common/registry_key.h"
 #include "lab/mapi/buffers.h"
@@ -15,11 +16,9 @@
 namespace lab {
 namespace {
 
-bool IsString(ULONG tag) { return PROP_TYPE(tag) == PT_UNICODE || PROP_TYPE(tag) == PT_STRING8; }
-
 void* CopyTo(void* parent, const void* data, size_t size) {
   void* copy = AllocateMore(size, parent);
-  if (copy == nullptr) throw std::bad_alloc();
+  if (!copy) throw std::bad_alloc();
   if (size != 0) std::memcpy(copy, data, size);
   return copy;
 }
@@ -36,24 +35,17 @@ uint32_t NumberOf(const Bytes& data, size_t size) {
 }
 
 std::optional<Property> FromRaw(ULONG tag, const RawValue& raw) {
-  Property property;
-  property.tag = tag;
   switch (PROP_TYPE(tag)) {
     case PT_UNICODE:
-      property.text = TextOf(raw);
-      return property;
+      return Property{.tag = tag, .text = TextOf(raw)};
     case PT_STRING8:
-      property.text = NarrowText(raw.data);
-      return property;
+      return Property{.tag = tag, .text = NarrowText(raw.data)};
     case PT_LONG:
-      property.number = NumberOf(raw.data, 4);
-      return property;
+      return Property{.tag = tag, .number = NumberOf(raw.data, 4)};
     case PT_BOOLEAN:
-      property.number = NumberOf(raw.data, 2);
-      return property;
+      return Property{.tag = tag, .number = NumberOf(raw.data, 2)};
     case PT_BINARY:
-      property.bytes = raw.data;
-      return property;
+      return Property{.tag = tag, .bytes = raw.data};
     default:
       return std::nullopt;
   }
@@ -66,33 +58,12 @@ std::optional<Property> ReadExact(const std::wstring& profile, const Uid& sectio
 
 }  // namespace
 
-Property TextProperty(ULONG tag, std::wstring text) {
-  Property property;
-  property.tag = tag;
-  property.text = std::move(text);
-  return property;
-}
-
-Property NumberProperty(ULONG tag, uint32_t number) {
-  Property property;
-  property.tag = tag;
-  property.number = number;
-  return property;
-}
-
-Property BinaryProperty(ULONG tag, Bytes bytes) {
-  Property property;
-  property.tag = tag;
-  property.bytes = std::move(bytes);
-  return property;
-}
-
 Property UidProperty(ULONG tag, const Uid& uid) {
-  return BinaryProperty(tag, Bytes(uid.begin(), uid.end()));
+  return {.tag = tag, .bytes = Bytes(uid.begin(), uid.end())};
 }
 
 Property ErrorProperty(ULONG tag, HRESULT error) {
-  return NumberProperty(CHANGE_PROP_TYPE(tag, PT_ERROR), static_cast<uint32_t>(error));
+  return {.tag = CHANGE_PROP_TYPE(tag, PT_ERROR), .number = static_cast<uint32_t>(error)};
 }
 
 std::string TagText(ULONG tag) {
@@ -100,6 +71,21 @@ std::string TagText(ULONG tag) {
   std::snprintf(text, sizeof(text), "%08lX", static_cast<unsigned long>(tag));
   return text;
 }
+
+std::string DescribeTags(const SPropTagArray* tags) {
+  if (!tags) return "NULL";
+  std::string text;
+  for (ULONG i = 0; i < tags->cValues; ++i) {
+    text += (i == 0 ? "" : ",") + TagText(tags->aulPropTag[i]);
+  }
+  return text;
+}
+
+size_t AnsweredCount(const std::string& operation, size_t count) {
+  return std::min<size_t>(Runtime::Get().Planned(operation).value_or(count), count);
+}
+
+bool IsText(ULONG tag) { return PROP_TYPE(tag) == PT_UNICODE || PROP_TYPE(tag) == PT_STRING8; }
 
 Uid UidFromMapi(const MAPIUID& uid) {
   Uid own;
@@ -111,7 +97,7 @@ Property Lookup(const PropertyList& list, ULONG tag) {
   for (const Property& property : list) {
     if (PROP_ID(property.tag) != PROP_ID(tag)) continue;
     if (property.tag == tag || PROP_TYPE(tag) == PT_UNSPECIFIED) return property;
-    if (!IsString(property.tag) || !IsString(tag)) continue;
+    if (!IsText(property.tag) || !IsText(tag)) continue;
     Property converted = property;
     converted.tag = tag;
     return converted;
@@ -126,7 +112,7 @@ std::optional<Property> ReadSectionProperty(const std::wstring& profile, const U
     return PROP_TYPE(found.tag) == PT_ERROR ? std::nullopt : std::optional(found);
   }
   auto property = ReadExact(profile, section, tag);
-  if (property || !IsString(tag)) return property;
+  if (property || !IsText(tag)) return property;
   const ULONG other = PROP_TYPE(tag) == PT_UNICODE ? PT_STRING8 : PT_UNICODE;
   property = ReadExact(profile, section, CHANGE_PROP_TYPE(tag, other));
   if (property) property->tag = tag;
@@ -169,19 +155,25 @@ void FillPropValue(const Property& property, void* parent, SPropValue* value) {
 }
 
 Property FromPropValue(const SPropValue& value) {
+  Property property{.tag = value.ulPropTag};
   switch (PROP_TYPE(value.ulPropTag)) {
     case PT_UNICODE:
-      return TextProperty(value.ulPropTag, value.Value.lpszW);
+      property.text = value.Value.lpszW;
+      break;
     case PT_STRING8:
-      return TextProperty(value.ulPropTag, WideFromNarrow(value.Value.lpszA));
+      property.text = WideFromNarrow(value.Value.lpszA);
+      break;
     case PT_BINARY:
-      return BinaryProperty(value.ulPropTag,
-                            Bytes(value.Value.bin.lpb, value.Value.bin.lpb + value.Value.bin.cb));
+      property.bytes.assign(value.Value.bin.lpb, value.Value.bin.lpb + value.Value.bin.cb);
+      break;
     case PT_BOOLEAN:
-      return NumberProperty(value.ulPropTag, value.Value.b);
+      property.number = value.Value.b;
+      break;
     default:
-      return NumberProperty(value.ulPropTag, value.Value.ul);
+      property.number = value.Value.ul;
+      break;
   }
+  return property;
 }
 
 }  // namespace lab

@@ -16,23 +16,31 @@ namespace lab {
 
 struct Property {
   ULONG tag = 0;
-  uint32_t number = 0;  // PT_LONG, PT_BOOLEAN, PT_ERROR
-  std::wstring text;    // PT_UNICODE, PT_STRING8
-  Bytes bytes;          // PT_BINARY
+  uint32_t number = 0;     // PT_LONG, PT_BOOLEAN, PT_ERROR
+  std::wstring text = {};  // PT_UNICODE, PT_STRING8
+  Bytes bytes = {};        // PT_BINARY
+
+  bool operator==(const Property&) const = default;
 };
 
 // The properties of a table's row or of an object, each id once.
 using PropertyList = std::vector<Property>;
 
-Property TextProperty(ULONG tag, std::wstring text);
-Property NumberProperty(ULONG tag, uint32_t number);
-Property BinaryProperty(ULONG tag, Bytes bytes);
 Property UidProperty(ULONG tag, const Uid& uid);
 // PT_ERROR for the property of `tag`.
 Property ErrorProperty(ULONG tag, HRESULT error);
 
 // A tag as journal and fault plan write it: "3D09001E".
 std::string TagText(ULONG tag);
+// Several of them with commas between, "NULL" for null.
+std::string DescribeTags(const SPropTagArray* tags);
+
+// How many of `count` values an answer holds, from the first on: all, unless the fault plan has a
+// number for the pseudo operation.
+size_t AnsweredCount(const std::string& operation, size_t count);
+
+// Whether a property of this tag is text of either width.
+bool IsText(ULONG tag);
 
 Uid UidFromMapi(const MAPIUID& uid);
 

@@ -10,19 +10,17 @@
 
 namespace lab {
 
-// S_OK when the lab can evaluate `restriction`: AND, OR, NOT, CONTENT, PROPERTY, BITMASK and EXIST
-// of any depth. MAPI_E_TOO_COMPLEX for another kind, MAPI_E_INVALID_PARAMETER for one whose value
-// has another type than its tag. Null is no restriction and good.
-HRESULT CheckRestriction(const SRestriction* restriction);
+// Whether the lab evaluates `restriction`: null, PROPERTY with RELOP_EQ, CONTENT of whole texts,
+// and OR of such, each with a value of its tag's type.
+bool IsKnown(const SRestriction* restriction);
 
-// Whether `row` meets a restriction that CheckRestriction has accepted. Null is met by every row.
+// What the journal calls any other.
+inline constexpr char kUnknownRestriction[] = "a restriction that it does not know";
+
+// Whether `row` meets a known restriction. Null is met by every row.
 bool Matches(const SRestriction* restriction, const PropertyList& row);
 
 // As the journal shows it: or(content(3D09001E,0x10000,"LSMS"),...), "NULL" for null.
 std::string DescribeRestriction(const SRestriction* restriction);
-
-// Less than, equal to or greater than zero as `left` sorts before, with or behind `right`; both
-// have the same type.
-int CompareProperties(const Property& left, const Property& right);
 
 }  // namespace lab

@@ -40,11 +40,10 @@ class ShownWindow {
   bool TakesMessage(MSG* message) const;
 
  private:
-  static INT_PTR CALLBACK DialogProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
   static LRESULT CALLBACK WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam);
 
-  HWND CreateDialogWindow();
-  HWND CreatePlainWindow();
+  // Puts WindowProc before the window's own procedure, and what people see into a dialog.
+  void TakeOver();
   uint64_t ShownMillis() const;
   void OnClose();
   void End(DialogEnd how);
@@ -52,6 +51,7 @@ class ShownWindow {
   const WindowRequest request_;
   DialogRecord record_;
   HWND window_ = nullptr;
+  WNDPROC itsProc_ = nullptr;
 };
 
 // Dispatches the thread's messages, and ends the `windows` whose time is over, until `done` says

@@ -1,21 +1,32 @@
 #include "lab/mapi/table.h"
 
 #include <algorithm>
-#include <utility>
 
+#include "lab/com/runtime.h"
 #include "lab/mapi/buffers.h"
 #include "lab/mapi/restriction.h"
-#include "lab/mapi/runtime.h"
 
 namespace lab {
 namespace {
 
 constexpr ULONG kSetFlags = TBL_ASYNC | TBL_BATCH;
 
+// Less than, equal to or greater than zero as `left` sorts before, with or behind `right`; both
+// have the same type.
+int CompareProperties(const Property& left, const Property& right) {
+  if (IsText(left.tag)) return left.text.compare(right.text);
+  if (PROP_TYPE(left.tag) == PT_BINARY) {
+    return left.bytes < right.bytes ? -1 : left.bytes == right.bytes ? 0 : 1;
+  }
+  const auto a = static_cast<int32_t>(left.number);
+  const auto b = static_cast<int32_t>(right.number);
+  return a < b ? -1 : a == b ? 0 : 1;
+}
+
 }  // namespace
 
 std::string DescribeOrder(const SSortOrderSet* order) {
-  if (order == nullptr) return "NULL";
+  if (!order) return "NULL";
   std::string text;
   for (ULONG i = 0; i < order->cSorts; ++i) {
     if (i != 0) text += ',';
@@ -25,28 +36,21 @@ std::string DescribeOrder(const SSortOrderSet* order) {
   return text;
 }
 
-Table::Table(std::string madeBy, std::string name, std::vector<ULONG> columns,
-             std::vector<PropertyList> rows)
-    : TableStubs(std::move(madeBy)),
-      name_(std::move(name)),
-      all_(std::move(rows)),
-      columns_(std::move(columns)) {
+Table::Table(std::string name, std::vector<ULONG> columns, std::vector<PropertyList> rows)
+    : name_(std::move(name)), all_(std::move(rows)), columns_(std::move(columns)) {
   ApplyRestriction(nullptr);
 }
 
-HRESULT Table::ApplyRestriction(const SRestriction* restriction) {
-  const HRESULT result = CheckRestriction(restriction);
-  if (FAILED(result)) return result;
+void Table::ApplyRestriction(const SRestriction* restriction) {
   shown_.clear();
   cursor_ = 0;
   for (const PropertyList& row : all_) {
     if (Matches(restriction, row)) shown_.push_back(&row);
   }
-  return S_OK;
 }
 
 HRESULT Table::ApplyOrder(const SSortOrderSet* order) {
-  if (order == nullptr) return S_OK;
+  if (!order) return S_OK;
   if (order->cCategories != 0) return MAPI_E_TOO_COMPLEX;
   // From the least to the most important key, each sort keeping what the one before has done.
   for (ULONG i = order->cSorts; i-- > 0;) {
@@ -64,20 +68,20 @@ HRESULT Table::ApplyOrder(const SSortOrderSet* order) {
 }
 
 void Table::ApplyColumns(const SPropTagArray* columns) {
-  if (columns == nullptr) return;
+  if (!columns) return;
   columns_.assign(columns->aulPropTag, columns->aulPropTag + columns->cValues);
 }
 
 void Table::FillRow(const std::string& madeBy, const PropertyList& row, SRow* out) {
-  Runtime& runtime = Runtime::Get();
-  const size_t count = runtime.AnsweredCount(name_ + ".ColumnCount", columns_.size());
+  const size_t count = AnsweredCount(name_ + ".ColumnCount", columns_.size());
   out->lpProps = static_cast<LPSPropValue>(
       AllocateBuffer(count * sizeof(SPropValue), madeBy, BufferKind::kRow));
   out->cValues = static_cast<ULONG>(count);
   for (size_t i = 0; i < count; ++i) {
-    Property value = Lookup(row, columns_[i]);
-    const auto answer = runtime.Faults().NextValue(name_ + ".Column." + TagText(columns_[i]));
-    if (answer.fails) value = ErrorProperty(columns_[i], static_cast<HRESULT>(answer.result));
+    const ULONG tag = columns_[i];
+    const auto planned = Runtime::Get().Planned(name_ + ".Column." + TagText(tag));
+    const Property value =
+        planned ? ErrorProperty(tag, static_cast<HRESULT>(*planned)) : Lookup(row, tag);
     FillPropValue(value, out->lpProps, &out->lpProps[i]);
   }
 }
@@ -90,38 +94,36 @@ SRowSet* Table::MakeRowSet(const std::string& madeBy, size_t first, size_t count
   return rows;
 }
 
-HRESULT Table::QueryAll(const std::string& madeBy, const SPropTagArray* columns,
-                        const SRestriction* restriction, const SSortOrderSet* order, LONG most,
-                        SRowSet** rows) {
-  std::lock_guard lock(mutex_);
-  ApplyColumns(columns);
-  HRESULT result = restriction != nullptr ? ApplyRestriction(restriction) : S_OK;
-  if (SUCCEEDED(result)) result = ApplyOrder(order);
+HRESULT Table::QueryAll(const std::string& madeBy, const RowQuery& query, SRowSet** rows) {
+  const std::lock_guard lock(mutex_);
+  ApplyColumns(query.columns);
+  if (query.restriction) ApplyRestriction(query.restriction);
+  const HRESULT result = ApplyOrder(query.order);
   if (FAILED(result)) return result;
-  if (most > 0 && shown_.size() > static_cast<size_t>(most)) return MAPI_E_TABLE_TOO_BIG;
+  if (query.most > 0 && shown_.size() > static_cast<size_t>(query.most)) {
+    return MAPI_E_TABLE_TOO_BIG;
+  }
   *rows = MakeRowSet(madeBy, 0, shown_.size());
   cursor_ = shown_.size();
   return S_OK;
 }
 
 STDMETHODIMP Table::SetColumns(LPSPropTagArray columns, ULONG flags) {
-  Call call(CallName("SetColumns"), this);
-  call.On(name_)
-      .Tags("columns", columns)
-      .Flags(flags, kSetFlags)
-      .Require(columns != nullptr, "no columns");
+  Call call("IMAPITable::SetColumns", this);
+  call.On(name_).Words("columns", DescribeTags(columns)).Flags(flags, kSetFlags);
+  call.Require(columns, "no columns");
   return call.Run([&] {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     ApplyColumns(columns);
     return S_OK;
   });
 }
 
 STDMETHODIMP Table::QueryColumns(ULONG flags, LPSPropTagArray* columns) {
-  Call call(CallName("QueryColumns"), this);
+  Call call("IMAPITable::QueryColumns", this);
   call.On(name_).Flags(flags, TBL_ALL_COLUMNS).Out(columns);
   return call.Run([&] {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     const size_t count = columns_.size();
     auto* tags =
         static_cast<LPSPropTagArray>(AllocateBuffer(CbNewSPropTagArray(count), call.Name()));
@@ -133,57 +135,59 @@ STDMETHODIMP Table::QueryColumns(ULONG flags, LPSPropTagArray* columns) {
 }
 
 STDMETHODIMP Table::GetRowCount(ULONG flags, ULONG* count) {
-  Call call(CallName("GetRowCount"), this);
-  call.On(name_).Flags(flags, TBL_NOWAIT).OutNumber(count);
+  Call call("IMAPITable::GetRowCount", this);
+  call.On(name_).Flags(flags, TBL_NOWAIT).Out(count);
   return call.Run([&] {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     *count = static_cast<ULONG>(shown_.size());
     return S_OK;
   });
 }
 
 STDMETHODIMP Table::SeekRow(BOOKMARK origin, LONG rows, LONG* sought) {
-  Call call(CallName("SeekRow"), this);
-  call.On(name_).Number("origin", origin).Words("rows", std::to_string(rows));
+  Call call("IMAPITable::SeekRow", this);
+  call.On(name_).Hex("origin", origin).Count("rows", rows);
   call.Require(origin <= BOOKMARK_END, "a bookmark that is none of the three fixed ones");
   return call.Run([&] {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     const auto size = static_cast<LONG>(shown_.size());
     const LONG from = origin == BOOKMARK_BEGINNING ? 0
                       : origin == BOOKMARK_END     ? size
                                                    : static_cast<LONG>(cursor_);
     const LONG to = std::clamp<LONG>(from + rows, 0, size);
     cursor_ = static_cast<size_t>(to);
-    if (sought != nullptr) *sought = to - from;
+    if (sought) *sought = to - from;
     return S_OK;
   });
 }
 
 STDMETHODIMP Table::Restrict(LPSRestriction restriction, ULONG flags) {
-  Call call(CallName("Restrict"), this);
+  Call call("IMAPITable::Restrict", this);
   call.On(name_).Words("restriction", DescribeRestriction(restriction)).Flags(flags, kSetFlags);
+  call.Require(IsKnown(restriction), kUnknownRestriction, MAPI_E_TOO_COMPLEX);
   return call.Run([&] {
-    std::lock_guard lock(mutex_);
-    return ApplyRestriction(restriction);
+    const std::lock_guard lock(mutex_);
+    ApplyRestriction(restriction);
+    return S_OK;
   });
 }
 
 STDMETHODIMP Table::SortTable(LPSSortOrderSet order, ULONG flags) {
-  Call call(CallName("SortTable"), this);
+  Call call("IMAPITable::SortTable", this);
   call.On(name_).Words("order", DescribeOrder(order)).Flags(flags, kSetFlags);
-  call.Require(order != nullptr, "no sort order");
+  call.Require(order, "no sort order");
   return call.Run([&] {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return ApplyOrder(order);
   });
 }
 
 STDMETHODIMP Table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows) {
-  Call call(CallName("QueryRows"), this);
-  call.On(name_).Words("count", std::to_string(count)).Flags(flags, TBL_NOADVANCE).Out(rows);
+  Call call("IMAPITable::QueryRows", this);
+  call.On(name_).Count("count", count).Flags(flags, TBL_NOADVANCE).Out(rows);
   call.Require(count != 0, "a count of 0 rows");
   return call.Run([&] {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     // A negative count reads backwards: the rows that lie before the cursor, in table order.
     const size_t room = count > 0 ? shown_.size() - cursor_ : cursor_;
     const size_t wanted = static_cast<size_t>(count > 0 ? count : -static_cast<int64_t>(count));
@@ -191,7 +195,7 @@ STDMETHODIMP Table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows) {
     const size_t first = count > 0 ? cursor_ : cursor_ - taken;
     *rows = MakeRowSet(call.Name(), first, taken);
     if (!(flags & TBL_NOADVANCE)) cursor_ = count > 0 ? first + taken : first;
-    call.Number("rows", taken);
+    call.Hex("rows", taken);
     return S_OK;
   });
 }
@@ -199,7 +203,7 @@ STDMETHODIMP Table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows) {
 bool FreeRowSet(SRowSet* rows) {
   if (!IsRowSet(rows)) return false;
   for (ULONG i = 0; i < rows->cRows; ++i) {
-    if (rows->aRow[i].lpProps != nullptr && !FreeBuffer(rows->aRow[i].lpProps)) return false;
+    if (rows->aRow[i].lpProps && !FreeBuffer(rows->aRow[i].lpProps)) return false;
   }
   return FreeBuffer(rows);
 }

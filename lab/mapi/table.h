@@ -5,17 +5,25 @@
 #include <string>
 #include <vector>
 
+#include "lab/mapi/object.h"
 #include "lab/mapi/properties.h"
-#include "lab/mapi/stubs.h"
 
 namespace lab {
 
-class Table final : public TableStubs<IMAPITable> {
+// What HrQueryAllRows is told: columns, restriction and order are set when they are not null;
+// `most` rows at the most, when it is not 0.
+struct RowQuery {
+  const SPropTagArray* columns;
+  const SRestriction* restriction;
+  const SSortOrderSet* order;
+  LONG most;
+};
+
+class Table final : public MapiObject<IMAPITable> {
  public:
   // `name` is what pseudo operations call the table ("MsgServiceTable"); `columns` are those that
   // it shows until others are set.
-  Table(std::string madeBy, std::string name, std::vector<ULONG> columns,
-        std::vector<PropertyList> rows);
+  Table(std::string name, std::vector<ULONG> columns, std::vector<PropertyList> rows);
 
   STDMETHODIMP SetColumns(LPSPropTagArray columns, ULONG flags) override;
   STDMETHODIMP QueryColumns(ULONG flags, LPSPropTagArray* columns) override;
@@ -25,17 +33,32 @@ class Table final : public TableStubs<IMAPITable> {
   STDMETHODIMP SortTable(LPSSortOrderSet order, ULONG flags) override;
   STDMETHODIMP QueryRows(LONG count, ULONG flags, LPSRowSet* rows) override;
 
-  // HrQueryAllRows: columns, restriction and order are set when they are not null, then all rows
-  // from the first on are handed out; MAPI_E_TABLE_TOO_BIG when `most` is not 0 and exceeded.
-  HRESULT QueryAll(const std::string& madeBy, const SPropTagArray* columns,
-                   const SRestriction* restriction, const SSortOrderSet* order, LONG most,
-                   SRowSet** rows);
+  // What no program is expected to need.
+  LAB_REFUSE(GetLastError, (HRESULT, ULONG, LPMAPIERROR*))
+  LAB_REFUSE(Advise, (ULONG, LPMAPIADVISESINK, ULONG*))
+  LAB_REFUSE(Unadvise, (ULONG))
+  LAB_REFUSE(GetStatus, (ULONG*, ULONG*))
+  LAB_REFUSE(SeekRowApprox, (ULONG, ULONG))
+  LAB_REFUSE(QueryPosition, (ULONG*, ULONG*, ULONG*))
+  LAB_REFUSE(FindRow, (LPSRestriction, BOOKMARK, ULONG))
+  LAB_REFUSE(CreateBookmark, (BOOKMARK*))
+  LAB_REFUSE(FreeBookmark, (BOOKMARK))
+  LAB_REFUSE(QuerySortOrder, (LPSSortOrderSet*))
+  LAB_REFUSE(Abort, ())
+  LAB_REFUSE(ExpandRow, (ULONG, LPBYTE, ULONG, ULONG, LPSRowSet*, ULONG*))
+  LAB_REFUSE(CollapseRow, (ULONG, LPBYTE, ULONG, ULONG*))
+  LAB_REFUSE(WaitForCompletion, (ULONG, ULONG, ULONG*))
+  LAB_REFUSE(GetCollapseState, (ULONG, ULONG, LPBYTE, ULONG*, LPBYTE*))
+  LAB_REFUSE(SetCollapseState, (ULONG, ULONG, LPBYTE, BOOKMARK*))
+
+  // HrQueryAllRows: hands out all rows from the first on; MAPI_E_TABLE_TOO_BIG for too many.
+  HRESULT QueryAll(const std::string& madeBy, const RowQuery& query, SRowSet** rows);
 
   const std::string& Name() const { return name_; }
 
  private:
   // These take no lock of their own.
-  HRESULT ApplyRestriction(const SRestriction* restriction);
+  void ApplyRestriction(const SRestriction* restriction);
   HRESULT ApplyOrder(const SSortOrderSet* order);
   void ApplyColumns(const SPropTagArray* columns);
   SRowSet* MakeRowSet(const std::string& madeBy, size_t first, size_t count);

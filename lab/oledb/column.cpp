@@ -1,188 +1,129 @@
 #include "lab/oledb/column.h"
 
 #include <algorithm>
+#include <cstring>
 #include <cwchar>
 
 #include "lab/common/text.h"
-#include "lab/oledb/memory.h"
+#include "lab/oledb/provider.h"
 #include "lab/oledb/statement_text.h"
-#include "lab/oledb/summary.h"
 
 namespace lab {
 namespace {
 
-constexpr BYTE kNumericPrecision = 38;
+struct IntegerType {
+  DBTYPE type;
+  DBLENGTH size;
+  bool isSigned;
+};
+constexpr IntegerType kIntegerTypes[] = {
+    {DBTYPE_I1, 1, true},   {DBTYPE_I2, 2, true},   {DBTYPE_I4, 4, true},   {DBTYPE_I8, 8, true},
+    {DBTYPE_UI1, 1, false}, {DBTYPE_UI2, 2, false}, {DBTYPE_UI4, 4, false}, {DBTYPE_UI8, 8, false},
+};
 
-DBTYPE NativeType(OdbcKind kind) {
-  switch (kind) {
-    case OdbcKind::kSmallInteger:
-      return DBTYPE_I2;
-    case OdbcKind::kInteger:
-      return DBTYPE_I4;
-    case OdbcKind::kBigInteger:
-      return DBTYPE_I8;
-    case OdbcKind::kReal:
-      return DBTYPE_R8;
-    default:
-      return DBTYPE_WSTR;
-  }
+// The integer type, or null for any other.
+const IntegerType* FindInteger(DBTYPE type) {
+  const auto* found = std::find_if(std::begin(kIntegerTypes), std::end(kIntegerTypes),
+                                   [&](const IntegerType& known) { return known.type == type; });
+  return found == std::end(kIntegerTypes) ? nullptr : found;
 }
 
-std::optional<uint16_t> ConfiguredType(OdbcKind kind, const std::wstring& name, size_t number,
-                                       const ProviderOptions& options) {
+DBTYPE TypeOf(const OdbcColumn& column, const std::wstring& name, size_t number) {
   for (const std::wstring& key : {FoldAscii(name), std::to_wstring(number)}) {
-    const auto found = options.columnTypes.find(key);
-    if (found != options.columnTypes.end()) return found->second;
+    const auto found = Options().columnTypes.find(key);
+    if (found != Options().columnTypes.end()) return found->second;
   }
-  if (kind == OdbcKind::kText) return options.textType;
-  return kind == OdbcKind::kReal ? std::nullopt : options.integerType;
-}
-
-DBLENGTH SizeOf(DBTYPE type) {
-  switch (type) {
-    case DBTYPE_I1:
-    case DBTYPE_UI1:
-      return 1;
-    case DBTYPE_I2:
-    case DBTYPE_UI2:
-      return 2;
-    case DBTYPE_I4:
-    case DBTYPE_UI4:
-      return 4;
-    case DBTYPE_NUMERIC:
-      return sizeof(DB_NUMERIC);
-    default:
-      return 8;
-  }
-}
-
-BYTE PrecisionOf(DBTYPE type) {
-  switch (type) {
-    case DBTYPE_I1:
-    case DBTYPE_UI1:
-      return 3;
-    case DBTYPE_I2:
-    case DBTYPE_UI2:
-      return 5;
-    case DBTYPE_I4:
-    case DBTYPE_UI4:
-      return 10;
-    case DBTYPE_I8:
-      return 19;
-    case DBTYPE_UI8:
-      return 20;
-    case DBTYPE_R8:
-      return 15;
-    case DBTYPE_NUMERIC:
-      return kNumericPrecision;
-    default:
-      return 0xFF;
-  }
+  if (column.integerSize == 0) return Options().textType.value_or(DBTYPE_WSTR);
+  const DBTYPE native = column.integerSize == 2   ? DBTYPE_I2
+                        : column.integerSize == 4 ? DBTYPE_I4
+                                                  : DBTYPE_I8;
+  return Options().integerType.value_or(native);
 }
 
 // A name as the statement spells it. Databases fold names that are not quoted, and each names an
 // expression in its own way.
 std::wstring NameOf(const OdbcColumn& column, const std::vector<std::wstring>& spelled,
-                    size_t index, const ProviderOptions& options) {
+                    size_t index) {
   if (index >= spelled.size()) return column.name;
   if (EqualsFolded(spelled[index], column.name)) return spelled[index];
-  return spelled[index].empty() && !options.nameExpressions ? std::wstring() : column.name;
+  return spelled[index].empty() && !Options().nameExpressions ? std::wstring() : column.name;
 }
 
-DBCOLUMNINFO InfoOf(const ResultColumn& column, size_t index) {
-  DBCOLUMNINFO info{};
-  info.iOrdinal = index + 1;
-  info.dwFlags = (column.nullable ? DBCOLUMNFLAGS_ISNULLABLE | DBCOLUMNFLAGS_MAYBENULL : 0) |
-                 (column.IsText() ? 0 : DBCOLUMNFLAGS_ISFIXEDLENGTH);
-  info.ulColumnSize = column.size;
-  info.wType = column.type;
-  info.bPrecision = column.precision;
-  info.bScale = column.type == DBTYPE_NUMERIC ? 0 : 0xFF;
-  return info;
+DBSTATUS StoreInteger(const std::wstring& text, const IntegerType& type, BYTE* value) {
+  const bool minus = text.starts_with(L'-');
+  const wchar_t* digits = text.c_str() + (minus ? 1 : 0);
+  wchar_t* end = nullptr;
+  const uint64_t magnitude = std::wcstoull(digits, &end, 10);
+  if (*digits < L'0' || *digits > L'9' || *end != L'\0') return DBSTATUS_E_CANTCONVERTVALUE;
+  const bool negative = minus && magnitude != 0;
+  if (negative && !type.isSigned) return DBSTATUS_E_SIGNMISMATCH;
+  const uint64_t bits = ~uint64_t{0} >> (64 - 8 * type.size);
+  const uint64_t limit = type.isSigned ? (bits >> 1) + (negative ? 1 : 0) : bits;
+  if (magnitude > limit) return DBSTATUS_E_DATAOVERFLOW;
+  const uint64_t stored = negative ? 0 - magnitude : magnitude;
+  std::memcpy(value, &stored, type.size);
+  return DBSTATUS_S_OK;
 }
 
-// Writes the names one behind the other into `strings` and points the columns at them.
-void PlaceNames(const std::vector<ResultColumn>& columns, DBCOLUMNINFO* info, OLECHAR* strings) {
-  for (size_t i = 0; i < columns.size(); ++i) {
-    if (columns[i].name.empty()) {
-      info[i].columnid.eKind = DBKIND_PROPID;
-      info[i].columnid.uName.ulPropid = static_cast<ULONG>(i + 1);
-      continue;
-    }
-    std::wcscpy(strings, columns[i].name.c_str());
-    info[i].pwszName = strings;
-    info[i].columnid.eKind = DBKIND_NAME;
-    info[i].columnid.uName.pwszName = strings;
-    strings += columns[i].name.size() + 1;
-  }
-}
-
-size_t NameCharacters(const std::vector<ResultColumn>& columns) {
-  size_t characters = 0;
-  for (const ResultColumn& column : columns) {
-    if (!column.name.empty()) characters += column.name.size() + 1;
-  }
-  return characters;
-}
-
-DBORDINAL OrdinalOf(const std::vector<ResultColumn>& columns, const DBID& id) {
-  if (id.eKind == DBKIND_PROPID) {
-    return id.uName.ulPropid <= columns.size() ? id.uName.ulPropid : DB_INVALIDCOLUMN;
-  }
-  if (id.eKind != DBKIND_NAME || !id.uName.pwszName) return DB_INVALIDCOLUMN;
-  const auto found = std::find_if(columns.begin(), columns.end(), [&](const ResultColumn& column) {
-    return EqualsFolded(column.name, id.uName.pwszName);
-  });
-  if (found == columns.end()) return DB_INVALIDCOLUMN;
-  return static_cast<DBORDINAL>(found - columns.begin()) + 1;
+// Copies as many characters as fit in front of a terminating zero.
+DBSTATUS StoreText(const std::wstring& text, DBLENGTH capacity, BYTE* value) {
+  const size_t room = capacity / sizeof(wchar_t);
+  if (room == 0) return DBSTATUS_S_TRUNCATED;
+  const size_t copied = std::min(text.size(), room - 1);
+  std::memcpy(value, text.c_str(), copied * sizeof(wchar_t));
+  reinterpret_cast<wchar_t*>(value)[copied] = L'\0';
+  return copied == text.size() ? DBSTATUS_S_OK : DBSTATUS_S_TRUNCATED;
 }
 
 }  // namespace
 
 std::vector<ResultColumn> DescribeColumns(const std::vector<OdbcColumn>& columns,
-                                          const std::wstring& statement,
-                                          const ProviderOptions& options) {
+                                          const std::wstring& statement) {
   const std::vector<std::wstring> spelled = SelectListNames(statement);
   std::vector<ResultColumn> described;
   for (size_t i = 0; i < columns.size(); ++i) {
-    ResultColumn column;
-    column.name = NameOf(columns[i], spelled, i, options);
-    column.type = ConfiguredType(columns[i].kind, column.name, i + 1, options)
-                      .value_or(NativeType(columns[i].kind));
-    column.size = column.IsText() ? columns[i].size : SizeOf(column.type);
-    column.precision = PrecisionOf(column.type);
-    column.nullable = columns[i].nullable;
-    described.push_back(std::move(column));
+    ResultColumn& column = described.emplace_back();
+    column.name = NameOf(columns[i], spelled, i);
+    column.type = TypeOf(columns[i], column.name, i + 1);
   }
   return described;
 }
 
-HRESULT CopyColumnInfo(const std::vector<ResultColumn>& columns, DBORDINAL* count,
-                       DBCOLUMNINFO** info, OLECHAR** strings) {
-  if (!count || !info || !strings) return E_INVALIDARG;
-  *count = 0;
-  *info = nullptr;
-  *strings = nullptr;
-  if (columns.empty()) return S_OK;
+void CopyColumnInfo(const std::vector<ResultColumn>& columns, DBCOLUMNINFO** info,
+                    OLECHAR** strings) {
+  size_t characters = 0;
+  for (const ResultColumn& column : columns) characters += column.name.size() + 1;
   *info = AllocateForClient<DBCOLUMNINFO>(columns.size(), "column information");
-  const size_t characters = NameCharacters(columns);
-  if (characters != 0) *strings = AllocateForClient<OLECHAR>(characters, "column names");
-  for (size_t i = 0; i < columns.size(); ++i) (*info)[i] = InfoOf(columns[i], i);
-  PlaceNames(columns, *info, *strings);
-  *count = columns.size();
-  return S_OK;
+  *strings = AllocateForClient<OLECHAR>(characters, "column names");
+  OLECHAR* name = *strings;
+  for (size_t i = 0; i < columns.size(); ++i) {
+    const ResultColumn& column = columns[i];
+    DBCOLUMNINFO& told = (*info)[i];
+    told.iOrdinal = i + 1;
+    told.wType = column.type;
+    if (!column.name.empty()) told.pwszName = std::wcscpy(name, column.name.c_str());
+    name += column.name.size() + 1;
+  }
 }
 
-HRESULT MapColumns(const std::vector<ResultColumn>& columns, DBORDINAL count, const DBID* ids,
-                   DBORDINAL* ordinals) {
-  if (count == 0) return S_OK;
-  if (!ids || !ordinals) return E_INVALIDARG;
-  size_t missing = 0;
-  for (DBORDINAL i = 0; i < count; ++i) {
-    ordinals[i] = OrdinalOf(columns, ids[i]);
-    if (ordinals[i] == DB_INVALIDCOLUMN) ++missing;
+bool CanBindAs(DBTYPE type) { return type == DBTYPE_WSTR || FindInteger(type); }
+
+DBSTATUS StoreCell(const OdbcCell& cell, const DBBINDING& binding, BYTE* buffer) {
+  DBSTATUS status = DBSTATUS_S_ISNULL;
+  if (cell) {
+    const IntegerType* integer = FindInteger(binding.wType);
+    const DBLENGTH length = integer ? integer->size : cell->size() * sizeof(wchar_t);
+    BYTE* value = buffer + binding.obValue;
+    status =
+        integer ? StoreInteger(*cell, *integer, value) : StoreText(*cell, binding.cbMaxLen, value);
+    std::memcpy(buffer + binding.obLength, &length, sizeof(length));
   }
-  return Summary(missing, count);
+  StoreStatus(status, binding, buffer);
+  return status;
+}
+
+void StoreStatus(DBSTATUS status, const DBBINDING& binding, BYTE* buffer) {
+  std::memcpy(buffer + binding.obStatus, &status, sizeof(status));
 }
 
 }  // namespace lab

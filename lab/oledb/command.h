@@ -1,57 +1,53 @@
 // A command: one text of SQL, which may hold several statements, and its execution.
 #pragma once
 
+#include <memory>
 #include <optional>
+#include <string>
+#include <vector>
 
-#include "lab/oledb/accessor_object.h"
-#include "lab/oledb/properties.h"
-#include "lab/oledb/session.h"
+#include "lab/bes/odbc_connection.h"
+#include "lab/com/call.h"
+#include "lab/oledb/provider.h"
 
 namespace lab {
 
-class Call;
-
-class Command final : public AccessorObject<ICommandText, ICommandProperties, IColumnsInfo> {
+// It shows IAccessor unless the options say otherwise; its accessors nobody is expected to need.
+class Command final : public Object<ICommandText, IAccessor> {
  public:
-  explicit Command(Ref<Session> session);
+  explicit Command(std::shared_ptr<OdbcConnection> connection)
+      : Object("command"), connection_(std::move(connection)) {}
 
-  // ICommand.
-  HRESULT STDMETHODCALLTYPE Cancel() override;
-  HRESULT STDMETHODCALLTYPE Execute(IUnknown* outer, REFIID iid, DBPARAMS* parameters,
-                                    DBROWCOUNT* affected, IUnknown** rowset) override;
-  HRESULT STDMETHODCALLTYPE GetDBSession(REFIID iid, IUnknown** session) override;
+  STDMETHODIMP Execute(IUnknown* outer, REFIID iid, DBPARAMS* parameters, DBROWCOUNT* affected,
+                       IUnknown** rowset) override;
+  STDMETHODIMP SetCommandText(REFGUID dialect, LPCOLESTR text) override;
 
-  // ICommandText.
-  HRESULT STDMETHODCALLTYPE GetCommandText(GUID* dialect, LPOLESTR* text) override;
-  HRESULT STDMETHODCALLTYPE SetCommandText(REFGUID dialect, LPCOLESTR text) override;
+  // What no program is expected to need.
+  LAB_REFUSE(Cancel, ())
+  LAB_REFUSE(GetDBSession, (REFIID, IUnknown**))
+  LAB_REFUSE(GetCommandText, (GUID*, LPOLESTR*))
+  LAB_REFUSE(AddRefAccessor, (HACCESSOR, DBREFCOUNT*))
+  LAB_REFUSE(CreateAccessor, (DBACCESSORFLAGS, DBCOUNTITEM, const DBBINDING[], DBLENGTH, HACCESSOR*,
+                              DBBINDSTATUS[]))
+  LAB_REFUSE(GetBindings, (HACCESSOR, DBACCESSORFLAGS*, DBCOUNTITEM*, DBBINDING**))
+  LAB_REFUSE(ReleaseAccessor, (HACCESSOR, DBREFCOUNT*))
 
-  // ICommandProperties.
-  HRESULT STDMETHODCALLTYPE GetProperties(const ULONG count, const DBPROPIDSET wanted[],
-                                          ULONG* setCount, DBPROPSET** sets) override;
-  HRESULT STDMETHODCALLTYPE SetProperties(ULONG count, DBPROPSET sets[]) override;
-
-  // IColumnsInfo: answers once the command has run.
-  HRESULT STDMETHODCALLTYPE GetColumnInfo(DBORDINAL* count, DBCOLUMNINFO** info,
-                                          OLECHAR** strings) override;
-  HRESULT STDMETHODCALLTYPE MapColumnIDs(DBORDINAL count, const DBID ids[],
-                                         DBORDINAL ordinals[]) override;
+ protected:
+  void* Find(REFIID iid) override;
+  void LetGo() override { connection_.reset(); }
 
  private:
-  void* FindInterface(REFIID iid) override;
-  const std::vector<ResultColumn>* KnownColumns() const override;
+  // What a batch has come to.
+  struct Outcome {
+    std::optional<OdbcResult> result;  // the first with columns
+    std::wstring statement;            // ... and where it is from
+  };
 
-  // Runs the text; the first result with columns is the one kept.
-  HRESULT Run(Call* call, std::optional<OdbcResult>* result, std::wstring* resultStatement,
-              DBROWCOUNT* affected);
-  void CheckBatch(const std::vector<std::wstring>& statements);
-  OdbcResult RunStatement(const std::wstring& statement);
-  HRESULT OpenRowset(OdbcResult result, const std::wstring& statement, REFIID iid,
-                     IUnknown** rowset);
+  HRESULT RunBatch(Outcome* outcome) const;
+  void CheckBatch(const std::vector<std::wstring>& statements) const;
 
-  const Ref<Session> session_;
-  std::optional<std::wstring> text_;
-  std::optional<std::vector<ResultColumn>> columns_;
-  PropertyBag properties_{kPropertiesRowset};
+  std::shared_ptr<OdbcConnection> connection_;
+  std::wstring text_;
 };
 
 }  // namespace lab

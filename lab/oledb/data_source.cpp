@@ -1,136 +1,111 @@
 #include "lab/oledb/data_source.h"
 
-#include <oledberr.h>
+#include <span>
 
 #include "lab/common/text.h"
-#include "lab/oledb/call.h"
-#include "lab/oledb/odbc_error.h"
-#include "lab/oledb/provider_id.h"
-#include "lab/oledb/session.h"
+#include "lab/oledb/command.h"
 
 namespace lab {
 namespace {
 
-// The value of `keyword` in "keyword=value;keyword=value".
-std::wstring KeywordValue(const std::wstring& text, std::wstring_view keyword) {
-  size_t start = 0;
-  while (start < text.size()) {
-    const size_t end = std::min(text.find(L';', start), text.size());
-    const std::wstring piece = text.substr(start, end - start);
-    const size_t equals = piece.find(L'=');
-    if (equals != std::wstring::npos && EqualsFolded(piece.substr(0, equals), keyword)) {
-      return piece.substr(equals + 1);
-    }
-    start = end + 1;
-  }
-  return {};
+// The initialisation properties; the headers declare the set, but no library defines it.
+constexpr GUID kPropertiesInit = {
+    0xc8b522bc, 0x5cf3, 0x11ce, {0xad, 0xe5, 0x00, 0xaa, 0x00, 0x44, 0x77, 0x3d}};
+
+// Whether the configured server and database are those that the client wants: "keyword=value" with
+// semicolons between.
+bool ServesRequested(const std::wstring& providerString) {
+  const std::wstring pieces = FoldAscii(L";" + providerString + L";");
+  const auto serves = [&](const wchar_t* keyword, const std::wstring& offered) {
+    return offered.empty() || pieces.find(L";" + std::wstring(keyword) + L"=" + FoldAscii(offered) +
+                                          L";") != pieces.npos;
+  };
+  return serves(L"server", Options().server) && serves(L"database", Options().database);
 }
 
-void JournalProperties(ULONG count, const DBPROPSET* sets, Call* call) {
+std::wstring TextOf(const VARIANT& value) {
+  if (value.vt != VT_BSTR) return {};
+  return std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
+}
+
+// Calls `work` with each property and the set that it is of.
+template <class Work>
+void ForEach(ULONG count, DBPROPSET* sets, Work work) {
   for (ULONG i = 0; sets && i < count; ++i) {
-    for (ULONG j = 0; j < sets[i].cProperties; ++j) {
-      const DBPROP& property = sets[i].rgProperties[j];
-      const std::string name = "property" + std::to_string(property.dwPropertyID);
-      if (property.vValue.vt == VT_BSTR) {
-        call->With(name, std::wstring_view(property.vValue.bstrVal,
-                                           SysStringLen(property.vValue.bstrVal)));
-      } else {
-        call->With(name, static_cast<uint64_t>(property.vValue.llVal));
-      }
-    }
+    const std::span<DBPROP> properties(sets[i].rgProperties, sets[i].cProperties);
+    for (DBPROP& property : properties) work(sets[i].guidPropertySet, property);
   }
+}
+
+DBPROPSTATUS Judge(const GUID& set, const DBPROP& property) {
+  const bool known =
+      IsEqualGUID(set, kPropertiesInit) && property.dwPropertyID == DBPROP_INIT_PROVIDERSTRING;
+  if (!known) return DBPROPSTATUS_NOTSUPPORTED;
+  const bool option =
+      property.dwOptions == DBPROPOPTIONS_REQUIRED || property.dwOptions == DBPROPOPTIONS_OPTIONAL;
+  if (!option) return DBPROPSTATUS_BADOPTION;
+  return property.vValue.vt == VT_BSTR ? DBPROPSTATUS_OK : DBPROPSTATUS_BADVALUE;
 }
 
 }  // namespace
 
-DataSource::DataSource() : ComObject("data source") {}
-
-void* DataSource::FindInterface(REFIID iid) {
-  if (iid == IID_IUnknown || iid == IID_IDBInitialize) return static_cast<IDBInitialize*>(this);
-  if (iid == IID_IDBProperties) return static_cast<IDBProperties*>(this);
-  if (iid == IID_IPersist) return static_cast<IPersist*>(this);
-  if (iid == IID_IDBCreateSession) return static_cast<IDBCreateSession*>(this);
-  return nullptr;
+STDMETHODIMP DataSource::SetProperties(ULONG count, DBPROPSET sets[]) {
+  Call call("IDBProperties::SetProperties", this);
+  ForEach(count, sets, [&](const GUID&, const DBPROP& property) {
+    call.Words("property" + std::to_string(property.dwPropertyID),
+               Utf8FromWide(TextOf(property.vValue)));
+  });
+  return call.Run([&] {
+    size_t total = 0;
+    size_t failures = 0;
+    providerString_.clear();
+    ForEach(count, sets, [&](const GUID& set, DBPROP& property) {
+      property.dwStatus = Judge(set, property);
+      const bool taken = property.dwStatus == DBPROPSTATUS_OK;
+      if (taken) providerString_ += TextOf(property.vValue) + L';';
+      failures += taken ? 0 : 1;
+      ++total;
+    });
+    if (failures == 0) return S_OK;
+    return call.Refuse(Summary(failures, total), "a property that it does not take");
+  });
 }
 
-HRESULT DataSource::Initialize() {
-  Call call("IDBInitialize::Initialize", Number());
-  if (call.Fails()) return call.Fail();
-  if (connection_) return call.Return(DB_E_ALREADYINITIALIZED);
-  if (!ServesRequested()) return call.With("error", L"no such server or database").Return(E_FAIL);
-  try {
-    connection_ = std::make_shared<OdbcConnection>(OdbcConnectionString(), OdbcTextMode());
-  } catch (const OdbcError& error) {
-    return call.With("error", WideFromUtf8(error.what())).Return(ConnectResult(error));
-  }
-  return call.Return(S_OK);
+STDMETHODIMP DataSource::Initialize() {
+  Call call("IDBInitialize::Initialize", this);
+  return call.Run([&]() -> HRESULT {
+    if (connection_) return DB_E_ALREADYINITIALIZED;
+    if (!ServesRequested(providerString_)) {
+      call.Words("error", "no such server or database");
+      return E_FAIL;
+    }
+    try {
+      connection_ = std::make_shared<OdbcConnection>(OdbcConnectionString(), OdbcTextMode());
+      return S_OK;
+    } catch (const OdbcError& error) {
+      call.Words("error", error.what());
+      return error.State().starts_with("28") ? DB_SEC_E_AUTH_FAILED : E_FAIL;
+    }
+  });
 }
 
-HRESULT DataSource::Uninitialize() {
-  Call call("IDBInitialize::Uninitialize", Number());
-  if (call.Fails()) return call.Fail();
-  if (sessions_ != 0) return call.Return(DB_E_OBJECTOPEN);
-  connection_.reset();
-  return call.Return(S_OK);
+STDMETHODIMP DataSource::CreateSession(IUnknown* outer, REFIID iid, IUnknown** session) {
+  Call call("IDBCreateSession::CreateSession", this);
+  call.Words("iid", GuidText(iid)).Out(session);
+  call.Require(!outer, "an outer object", DB_E_NOAGGREGATION);
+  return call.Run([&] {
+    if (!connection_) return E_UNEXPECTED;
+    return call.HandOut(iid, reinterpret_cast<void**>(session), new DbSession(connection_));
+  });
 }
 
-std::wstring DataSource::Requested(DBPROPID property, const wchar_t* keyword,
-                                   const wchar_t* otherKeyword) const {
-  std::wstring value = properties_.Text(property);
-  const std::wstring extended = properties_.Text(DBPROP_INIT_PROVIDERSTRING);
-  if (value.empty()) value = KeywordValue(extended, keyword);
-  return value.empty() ? KeywordValue(extended, otherKeyword) : value;
-}
-
-bool DataSource::ServesRequested() const {
-  const ProviderOptions& options = TheRuntime().options;
-  const auto serves = [](const std::wstring& offered, const std::wstring& requested) {
-    return offered.empty() || EqualsFolded(offered, requested);
-  };
-  return serves(options.server, Requested(DBPROP_INIT_DATASOURCE, L"Server", L"Data Source")) &&
-         serves(options.database, Requested(DBPROP_INIT_CATALOG, L"Database", L"Initial Catalog"));
-}
-
-HRESULT DataSource::GetProperties(ULONG count, const DBPROPIDSET wanted[], ULONG* setCount,
-                                  DBPROPSET** sets) {
-  Call call("IDBProperties::GetProperties", Number());
-  if (call.Fails()) return call.Fail(setCount, sets);
-  return call.Return(Guarded([&] { return properties_.Get(count, wanted, setCount, sets); }));
-}
-
-HRESULT DataSource::GetPropertyInfo(ULONG count, const DBPROPIDSET wanted[], ULONG* setCount,
-                                    DBPROPINFOSET** sets, OLECHAR** descriptions) {
-  Call call("IDBProperties::GetPropertyInfo", Number());
-  if (call.Fails()) return call.Fail(setCount, sets, descriptions);
-  return call.Return(
-      Guarded([&] { return DescribeInitProperties(count, wanted, setCount, sets, descriptions); }));
-}
-
-HRESULT DataSource::SetProperties(ULONG count, DBPROPSET sets[]) {
-  Call call("IDBProperties::SetProperties", Number());
-  JournalProperties(count, sets, &call);
-  if (call.Fails()) return call.Fail();
-  return call.Return(Guarded([&] { return properties_.Set(count, sets); }));
-}
-
-HRESULT DataSource::CreateSession(IUnknown* outer, REFIID iid, IUnknown** session) {
-  Call call("IDBCreateSession::CreateSession", Number());
-  call.With("iid", iid);
-  if (call.Fails()) return call.Fail(session);
-  if (!session) return call.Return(E_INVALIDARG);
-  *session = nullptr;
-  if (outer) return call.Return(DB_E_NOAGGREGATION);
-  if (!connection_) return call.Return(E_UNEXPECTED);
-  return call.Return(Guarded([&] {
-    const auto created = Ref<Session>::Adopt(new Session(Ref<DataSource>(this), connection_));
-    return created->QueryInterface(iid, reinterpret_cast<void**>(session));
-  }));
-}
-
-HRESULT DataSource::GetClassID(CLSID* id) {
-  if (!id) return E_POINTER;
-  *id = kProviderClass;
-  return S_OK;
+STDMETHODIMP DbSession::CreateCommand(IUnknown* outer, REFIID iid, IUnknown** command) {
+  Call call("IDBCreateCommand::CreateCommand", this);
+  call.Words("iid", GuidText(iid)).Out(command);
+  call.Require(!outer, "an outer object", DB_E_NOAGGREGATION);
+  return call.Run([&] {
+    return call.HandOut(iid, reinterpret_cast<void**>(command), new Command(connection_));
+  });
 }
 
 }  // namespace lab

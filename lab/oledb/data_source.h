@@ -1,46 +1,54 @@
-// The data source: where a client sets properties, connects and asks for a session.
+// Data sources, where a client connects and asks for sessions, and sessions, where it gets its
+// commands.
 #pragma once
 
 #include <memory>
+#include <string>
 
-#include "lab/oledb/com_object.h"
-#include "lab/oledb/odbc_connection.h"
-#include "lab/oledb/properties.h"
+#include "lab/bes/odbc_connection.h"
+#include "lab/com/call.h"
+#include "lab/oledb/provider.h"
 
 namespace lab {
 
-class DataSource final
-    : public ComObject<IDBInitialize, IDBProperties, IDBCreateSession, IPersist> {
+class DataSource final : public Object<IDBInitialize, IDBProperties, IDBCreateSession> {
  public:
-  DataSource();
+  DataSource() : Object("data source") {}
 
-  HRESULT STDMETHODCALLTYPE Initialize() override;
-  HRESULT STDMETHODCALLTYPE Uninitialize() override;
+  STDMETHODIMP Initialize() override;
+  // Knows one property: the string for the provider, which the data links component passes in
+  // pieces.
+  STDMETHODIMP SetProperties(ULONG count, DBPROPSET sets[]) override;
+  STDMETHODIMP CreateSession(IUnknown* outer, REFIID iid, IUnknown** session) override;
 
-  HRESULT STDMETHODCALLTYPE GetProperties(ULONG count, const DBPROPIDSET wanted[], ULONG* setCount,
-                                          DBPROPSET** sets) override;
-  HRESULT STDMETHODCALLTYPE GetPropertyInfo(ULONG count, const DBPROPIDSET wanted[],
-                                            ULONG* setCount, DBPROPINFOSET** sets,
-                                            OLECHAR** descriptions) override;
-  HRESULT STDMETHODCALLTYPE SetProperties(ULONG count, DBPROPSET sets[]) override;
+  // What no program is expected to need.
+  LAB_REFUSE(Uninitialize, ())
+  LAB_REFUSE(GetProperties, (ULONG, const DBPROPIDSET[], ULONG*, DBPROPSET**))
+  LAB_REFUSE(GetPropertyInfo, (ULONG, const DBPROPIDSET[], ULONG*, DBPROPINFOSET**, OLECHAR**))
 
-  HRESULT STDMETHODCALLTYPE CreateSession(IUnknown* outer, REFIID iid, IUnknown** session) override;
-
-  HRESULT STDMETHODCALLTYPE GetClassID(CLSID* id) override;
-
-  // Called by a session as it comes and goes.
-  void SessionOpened() { ++sessions_; }
-  void SessionClosed() { --sessions_; }
+ protected:
+  void LetGo() override { connection_.reset(); }
 
  private:
-  void* FindInterface(REFIID iid) override;
-  bool ServesRequested() const;
-  std::wstring Requested(DBPROPID property, const wchar_t* keyword,
-                         const wchar_t* otherKeyword) const;
-
-  PropertyBag properties_{kPropertiesInit};
+  std::wstring providerString_;
   std::shared_ptr<OdbcConnection> connection_;
-  std::atomic<int> sessions_ = 0;
+};
+
+class DbSession final : public Object<IOpenRowset, IDBCreateCommand> {
+ public:
+  explicit DbSession(std::shared_ptr<OdbcConnection> connection)
+      : Object("session"), connection_(std::move(connection)) {}
+
+  STDMETHODIMP CreateCommand(IUnknown* outer, REFIID iid, IUnknown** command) override;
+
+  // What no program is expected to need.
+  LAB_REFUSE(OpenRowset, (IUnknown*, DBID*, DBID*, REFIID, ULONG, DBPROPSET[], IUnknown**))
+
+ protected:
+  void LetGo() override { connection_.reset(); }
+
+ private:
+  std::shared_ptr<OdbcConnection> connection_;
 };
 
 }  // namespace lab

@@ -3,43 +3,35 @@
 // After windows.h.
 #include <olectl.h>
 
-#include "lab/oledb/call.h"
+#include "lab/bes/registration.h"
+#include "lab/com/call.h"
 #include "lab/oledb/data_source.h"
-#include "lab/oledb/provider_id.h"
-#include "lab/oledb/registration.h"
+#include "lab/oledb/provider.h"
 
 namespace lab {
 namespace {
 
 HMODULE moduleHandle = nullptr;
-bool used = false;
 
 // Lives as long as the DLL.
 class ClassFactory final : public IClassFactory {
  public:
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) override {
-    *object = iid == IID_IUnknown || iid == IID_IClassFactory ? this : nullptr;
+  STDMETHODIMP QueryInterface(REFIID iid, void** object) override {
+    *object = IsEqualIID(iid, IID_IUnknown) || IsEqualIID(iid, IID_IClassFactory) ? this : nullptr;
     return *object ? S_OK : E_NOINTERFACE;
   }
-  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
-  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  STDMETHODIMP_(ULONG) AddRef() override { return 2; }
+  STDMETHODIMP_(ULONG) Release() override { return 1; }
 
-  HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
-    if (!object) return E_POINTER;
-    *object = nullptr;
-    used = true;
-    TheRuntime().accounting.Watch();
-    Call call("IClassFactory::CreateInstance", 0);
-    call.With("iid", iid);
-    if (call.Fails()) return call.Fail(object);
-    if (outer) return call.Return(CLASS_E_NOAGGREGATION);
-    return call.Return(Guarded([&] {
-      const auto created = Ref<DataSource>::Adopt(new DataSource);
-      return created->QueryInterface(iid, object);
-    }));
+  STDMETHODIMP CreateInstance(IUnknown* outer, REFIID iid, void** object) override {
+    WatchClient();
+    Call call("IClassFactory::CreateInstance");
+    call.Words("iid", GuidText(iid)).Out(object);
+    call.Require(!outer, "an outer object", CLASS_E_NOAGGREGATION);
+    return call.Run([&] { return call.HandOut(iid, object, new DataSource); });
   }
 
-  HRESULT STDMETHODCALLTYPE LockServer(BOOL) override { return S_OK; }
+  STDMETHODIMP LockServer(BOOL) override { return S_OK; }
 };
 
 std::wstring ModulePath() {
@@ -55,11 +47,11 @@ STDAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
   static lab::ClassFactory factory;
   if (!object) return E_POINTER;
   *object = nullptr;
-  if (id != lab::kProviderClass) return CLASS_E_CLASSNOTAVAILABLE;
+  if (!IsEqualGUID(id, lab::kProviderClass)) return CLASS_E_CLASSNOTAVAILABLE;
   return factory.QueryInterface(iid, object);
 }
 
-// The allocator spy's address must stay valid: see Accounting::Watch.
+// The allocator spy's address must stay valid: see WatchClient.
 STDAPI DllCanUnloadNow() { return S_FALSE; }
 
 STDAPI DllRegisterServer() {
@@ -70,6 +62,8 @@ STDAPI DllUnregisterServer() { return lab::UnregisterOledbProvider() ? S_OK : SE
 
 BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
   if (reason == DLL_PROCESS_ATTACH) lab::moduleHandle = module;
-  if (reason == DLL_PROCESS_DETACH && lab::used) lab::TheRuntime().accounting.Report();
+  if (reason == DLL_PROCESS_DETACH && lab::Runtime::Existing()) {
+    lab::Runtime::Get().Held().ReportAtTheEnd();
+  }
   return TRUE;
 }

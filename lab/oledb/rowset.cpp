@@ -1,235 +1,191 @@
 #include "lab/oledb/rowset.h"
 
-#include <oledberr.h>
-
 #include <algorithm>
 
 #include "lab/common/text.h"
-#include "lab/oledb/call.h"
-#include "lab/oledb/conversion.h"
-#include "lab/oledb/memory.h"
-#include "lab/oledb/summary.h"
 
 namespace lab {
 namespace {
 
 // The status that the fault plan wants a value of `column` to have instead of its own.
-bool PlannedStatus(const ResultColumn& column, DBORDINAL ordinal, DBSTATUS* status) {
+std::optional<DBSTATUS> PlannedStatus(const ResultColumn& column, DBORDINAL ordinal) {
+  Runtime& runtime = Runtime::Get();
   const std::string name =
       column.name.empty() ? std::to_string(ordinal) : Utf8FromWide(column.name);
-  uint32_t planned = 0;
-  if (PlanWants("value-null:" + name)) {
-    planned = DBSTATUS_S_ISNULL;
-  } else if (!PlanWants("value-status:" + name, &planned)) {
-    return false;
-  }
-  *status = planned;
-  return true;
+  if (runtime.Planned("value-null:" + name)) return DBSTATUS_S_ISNULL;
+  return runtime.Planned("value-status:" + name);
 }
 
 bool IsFailure(DBSTATUS status) {
   return status != DBSTATUS_S_OK && status != DBSTATUS_S_ISNULL && status != DBSTATUS_S_TRUNCATED;
 }
 
+std::string Bad(const char* what, uint64_t handle) {
+  return std::string("the bad ") + what + ' ' + std::to_string(handle);
+}
+
 }  // namespace
 
-Rowset::Rowset(Ref<Command> command, std::vector<ResultColumn> columns, std::vector<OdbcRow> rows,
-               bool holdRows)
-    : AccessorObject("rowset", command->Accessors()),
-      command_(std::move(command)),
-      columns_(std::move(columns)),
-      rows_(std::move(rows)),
-      holdRows_(holdRows) {}
+void Rowset::LetGo() {
+  Account& account = Runtime::Get().Held();
+  for (const auto& [row, index] : held_) account.Lose(static_cast<uint32_t>(row));
+  for (const auto& [accessor, bindings] : accessors_) account.Lose(static_cast<uint32_t>(accessor));
+  rows_ = {};
+  columns_ = {};
+}
 
-Rowset::~Rowset() {
-  for (const auto& [handle, row] : held_) {
-    TheRuntime().accounting.Lose(static_cast<uint32_t>(handle));
+STDMETHODIMP Rowset::GetNextRows(HCHAPTER, DBROWOFFSET offset, DBROWCOUNT wanted,
+                                 DBCOUNTITEM* obtained, HROW** rows) {
+  Call call("IRowset::GetNextRows", this);
+  call.Count("offset", offset).Count("wanted", wanted).Out(obtained);
+  call.Require(offset == 0, "rows to pass over", DB_E_CANTSCROLLBACKWARDS);
+  call.Require(wanted >= 0, "a way back", DB_E_CANTFETCHBACKWARDS);
+  call.Require(rows && *rows, "no room for the rows").OnlyFailures(Options().briefJournal);
+  return call.Run([&] {
+    const std::lock_guard lock(mutex_);
+    const char* operation = std::exchange(fetched_, true) ? "next-row" : "first-row";
+    if (const auto planned = Runtime::Get().Planned(operation)) {
+      return static_cast<HRESULT>(*planned);
+    }
+    const HRESULT result = Fetch(static_cast<size_t>(wanted), obtained, *rows);
+    call.Count("obtained", static_cast<int64_t>(*obtained));
+    return result;
+  });
+}
+
+HRESULT Rowset::CheckMove() const {
+  return !Options().holdRows && !held_.empty() ? DB_E_ROWSNOTRELEASED : S_OK;
+}
+
+HRESULT Rowset::Fetch(size_t wanted, DBCOUNTITEM* obtained, HROW* rows) {
+  const HRESULT allowed = CheckMove();
+  if (FAILED(allowed)) return allowed;
+  const size_t limit = Options().rowsAtOnce;
+  const size_t available = std::min(wanted, rows_.size() - position_);
+  const bool limited = limit != 0 && available > limit;
+  *obtained = limited ? limit : available;
+  for (DBCOUNTITEM i = 0; i < *obtained; ++i) {
+    rows[i] = Runtime::Get().Held().Add("row");
+    held_[rows[i]] = position_++;
   }
-}
-
-bool Rowset::Serves(REFIID iid) {
-  const IID kServed[] = {IID_IUnknown,     IID_IRowset,     IID_IAccessor,
-                         IID_IColumnsInfo, IID_IRowsetInfo, IID_IConvertType};
-  return std::find(std::begin(kServed), std::end(kServed), iid) != std::end(kServed);
-}
-
-void* Rowset::FindInterface(REFIID iid) {
-  if (iid == IID_IUnknown || iid == IID_IRowset) return static_cast<IRowset*>(this);
-  if (iid == IID_IAccessor) return static_cast<IAccessor*>(this);
-  if (iid == IID_IColumnsInfo) return static_cast<IColumnsInfo*>(this);
-  if (iid == IID_IRowsetInfo) return static_cast<IRowsetInfo*>(this);
-  if (iid == IID_IConvertType) return static_cast<IConvertType*>(this);
-  return nullptr;
-}
-
-HRESULT Rowset::GetNextRows(HCHAPTER, DBROWOFFSET offset, DBROWCOUNT wanted, DBCOUNTITEM* obtained,
-                            HROW** rows) {
-  Call call("IRowset::GetNextRows", Number(), Call::Kind::kRow);
-  call.With("offset", static_cast<uint64_t>(offset)).With("wanted", static_cast<uint64_t>(wanted));
-  // The client may have put an array of its own there.
-  if (call.Fails()) return rows && *rows ? call.Fail(obtained) : call.Fail(obtained, rows);
-  if (!obtained || !rows) return call.Return(E_INVALIDARG);
-  *obtained = 0;
-  uint32_t planned = 0;
-  const bool first = !std::exchange(fetched_, true);
-  if (PlanWants(first ? "first-row" : "next-row", &planned)) {
-    return call.Return(static_cast<HRESULT>(planned));
-  }
-  const HRESULT hr = Guarded([&] { return Fetch(offset, wanted, obtained, rows); });
-  return call.With("obtained", *obtained).Return(hr);
-}
-
-HRESULT Rowset::CheckFetch(DBROWOFFSET offset, DBROWCOUNT wanted) const {
-  if (offset < 0) return DB_E_CANTSCROLLBACKWARDS;
-  if (wanted < 0) return DB_E_CANTFETCHBACKWARDS;
-  return !holdRows_ && !held_.empty() ? DB_E_ROWSNOTRELEASED : S_OK;
-}
-
-HRESULT Rowset::Fetch(DBROWOFFSET offset, DBROWCOUNT wanted, DBCOUNTITEM* obtained, HROW** rows) {
-  const std::lock_guard lock(mutex_);
-  const HRESULT allowed = CheckFetch(offset, wanted);
-  if (FAILED(allowed) || wanted == 0) return allowed;
-  const size_t limit = TheRuntime().options.rowsAtOnce;
-  const size_t start = position_ + std::min<size_t>(offset, rows_.size() - position_);
-  size_t count = std::min<size_t>(wanted, rows_.size() - start);
-  const bool atEnd = count < static_cast<size_t>(wanted);
-  const bool limited = limit != 0 && count > limit;
-  if (limited) count = limit;
-  position_ = start + count;
-  if (count != 0 && !*rows) *rows = AllocateForClient<HROW>(count, "row handles");
-  for (size_t i = 0; i < count; ++i) (*rows)[i] = Hold(start + i);
-  *obtained = count;
   if (limited) return DB_S_ROWLIMITEXCEEDED;
-  return atEnd ? DB_S_ENDOFROWSET : S_OK;
+  return available < wanted ? DB_S_ENDOFROWSET : S_OK;
 }
 
-HROW Rowset::Hold(size_t index) {
-  const HROW handle = TheRuntime().accounting.Add("row");
-  held_[handle] = {index, 1};
-  return handle;
+STDMETHODIMP Rowset::GetData(HROW row, HACCESSOR accessor, void* data) {
+  Call call("IRowset::GetData", this);
+  call.Count("row", static_cast<int64_t>(row)).Count("accessor", static_cast<int64_t>(accessor));
+  call.Require(data, "no room for the values").OnlyFailures(Options().briefJournal);
+  return call.Run([&] {
+    const std::lock_guard lock(mutex_);
+    const auto bindings = accessors_.find(accessor);
+    if (bindings == accessors_.end()) {
+      return call.Refuse(DB_E_BADACCESSORHANDLE, Bad("accessor", accessor));
+    }
+    const auto held = held_.find(row);
+    if (held == held_.end()) return call.Refuse(DB_E_BADROWHANDLE, Bad("row", row));
+    size_t failures = 0;
+    for (const DBBINDING& binding : bindings->second) {
+      const DBSTATUS status = StoreBound(rows_[held->second], binding, static_cast<BYTE*>(data));
+      failures += IsFailure(status) ? 1 : 0;
+    }
+    return Summary(failures, bindings->second.size());
+  });
 }
 
-HRESULT Rowset::BadRow(HROW row, const char* method) const {
-  TheRuntime().accounting.Unexpected("IRowset::" + std::string(method) + " #" +
-                                     std::to_string(Number()) + " with the bad row " +
-                                     std::to_string(row));
-  return DB_E_BADROWHANDLE;
+DBSTATUS Rowset::StoreBound(const OdbcRow& row, const DBBINDING& binding, BYTE* buffer) const {
+  const size_t index = binding.iOrdinal - 1;
+  const auto planned = PlannedStatus(columns_[index], binding.iOrdinal);
+  if (!planned) return StoreCell(row[index], binding, buffer);
+  StoreStatus(*planned, binding, buffer);
+  return *planned;
 }
 
-HRESULT Rowset::AddRefRows(DBCOUNTITEM count, const HROW rows[], DBREFCOUNT references[],
-                           DBROWSTATUS statuses[]) {
-  Call call("IRowset::AddRefRows", Number());
-  const std::lock_guard lock(mutex_);
-  size_t failures = 0;
-  for (DBCOUNTITEM i = 0; i < count; ++i) {
-    const auto found = held_.find(rows[i]);
-    const bool known = found != held_.end();
-    if (known) ++found->second.references;
-    if (references) references[i] = known ? found->second.references : 0;
-    if (statuses) statuses[i] = known ? DBROWSTATUS_S_OK : DBROWSTATUS_E_INVALID;
-    failures += known ? 0 : 1;
+STDMETHODIMP Rowset::ReleaseRows(DBCOUNTITEM count, const HROW rows[], DBROWOPTIONS options[],
+                                 DBREFCOUNT references[], DBROWSTATUS statuses[]) {
+  Call call("IRowset::ReleaseRows", this);
+  call.Count("count", static_cast<int64_t>(count)).Require(count == 0 || rows, "no rows");
+  call.Require(!options && !references && !statuses, "more than rows");
+  call.OnlyFailures(Options().briefJournal);
+  return call.Run([&] {
+    const std::lock_guard lock(mutex_);
+    size_t failures = 0;
+    for (DBCOUNTITEM i = 0; i < count; ++i) {
+      if (held_.erase(rows[i]) == 0) {
+        ++failures;
+        call.Refuse(DB_E_BADROWHANDLE, Bad("row", rows[i]));
+      } else {
+        Runtime::Get().Held().Remove(static_cast<uint32_t>(rows[i]));
+      }
+    }
+    return Summary(failures, count);
+  });
+}
+
+STDMETHODIMP Rowset::RestartPosition(HCHAPTER) {
+  Call call("IRowset::RestartPosition", this);
+  return call.Run([&] {
+    const std::lock_guard lock(mutex_);
+    const HRESULT allowed = CheckMove();
+    if (SUCCEEDED(allowed)) position_ = 0;
+    return allowed;
+  });
+}
+
+DBBINDSTATUS Rowset::Judge(const DBBINDING& binding) const {
+  constexpr DBPART kParts = DBPART_VALUE | DBPART_LENGTH | DBPART_STATUS;
+  if (binding.iOrdinal == 0 || binding.iOrdinal > columns_.size()) return DBBINDSTATUS_BADORDINAL;
+  if (binding.dwPart != kParts || binding.dwFlags != 0 ||
+      binding.dwMemOwner != DBMEMOWNER_CLIENTOWNED) {
+    return DBBINDSTATUS_BADBINDINFO;
   }
-  return call.Return(Summary(failures, count));
+  return CanBindAs(binding.wType) ? DBBINDSTATUS_OK : DBBINDSTATUS_UNSUPPORTEDCONVERSION;
 }
 
-HRESULT Rowset::GetData(HROW row, HACCESSOR accessor, void* data) {
-  Call call("IRowset::GetData", Number(), Call::Kind::kRow);
-  call.With("row", row).With("accessor", accessor);
-  if (call.Fails()) return call.Fail();
-  if (!data) return call.Return(E_INVALIDARG);
-  const auto bindings = Accessors().Find(accessor);
-  if (!bindings) return call.Return(DB_E_BADACCESSORHANDLE);
-  const std::lock_guard lock(mutex_);
-  const auto found = held_.find(row);
-  if (found == held_.end()) return call.Return(BadRow(row, "GetData"));
-  return call.Return(Guarded(
-      [&] { return StoreRow(rows_[found->second.index], *bindings, static_cast<BYTE*>(data)); }));
+STDMETHODIMP Rowset::CreateAccessor(DBACCESSORFLAGS flags, DBCOUNTITEM count,
+                                    const DBBINDING bindings[], DBLENGTH, HACCESSOR* accessor,
+                                    DBBINDSTATUS statuses[]) {
+  Call call("IAccessor::CreateAccessor", this);
+  call.Count("flags", flags).Count("bindings", static_cast<int64_t>(count)).Out(accessor);
+  call.Require(flags == DBACCESSOR_ROWDATA, "other flags than for rows", DB_E_BADACCESSORFLAGS);
+  call.Require(count != 0 && bindings, "no bindings");
+  return call.Run([&] {
+    bool sound = true;
+    for (DBCOUNTITEM i = 0; i < count; ++i) {
+      const DBBINDSTATUS status = Judge(bindings[i]);
+      if (statuses) statuses[i] = status;
+      sound = sound && status == DBBINDSTATUS_OK;
+    }
+    if (!sound) return call.Refuse(DB_E_ERRORSOCCURRED, "a binding that it cannot serve");
+    const std::lock_guard lock(mutex_);
+    *accessor = Runtime::Get().Held().Add("accessor");
+    accessors_[*accessor].assign(bindings, bindings + count);
+    call.Count("accessor", static_cast<int64_t>(*accessor));
+    return S_OK;
+  });
 }
 
-HRESULT Rowset::StoreRow(const OdbcRow& row, const Bindings& bindings, BYTE* buffer) {
-  size_t failures = 0;
-  for (const DBBINDING& binding : bindings) {
-    if (binding.iOrdinal > columns_.size()) return DB_E_BADORDINAL;
-    failures += IsFailure(StoreBound(row, binding, buffer)) ? 1 : 0;
-  }
-  return Summary(failures, bindings.size());
+STDMETHODIMP Rowset::ReleaseAccessor(HACCESSOR accessor, DBREFCOUNT* references) {
+  Call call("IAccessor::ReleaseAccessor", this);
+  call.Count("accessor", static_cast<int64_t>(accessor)).Out(references, false);
+  return call.Run([&] {
+    const std::lock_guard lock(mutex_);
+    if (accessors_.erase(accessor) == 0) {
+      return call.Refuse(DB_E_BADACCESSORHANDLE, Bad("accessor", accessor));
+    }
+    Runtime::Get().Held().Remove(static_cast<uint32_t>(accessor));
+    return S_OK;
+  });
 }
 
-DBSTATUS Rowset::StoreBound(const OdbcRow& row, const DBBINDING& binding, BYTE* buffer) {
-  const ResultColumn& column = columns_[binding.iOrdinal - 1];
-  DBSTATUS status = DBSTATUS_S_OK;
-  if (PlannedStatus(column, binding.iOrdinal, &status)) {
-    StoreStatus(status, binding, buffer);
-    return status;
-  }
-  return StoreCell(row[binding.iOrdinal - 1], column, binding, buffer);
-}
-
-bool Rowset::ReleaseOne(HROW row, DBREFCOUNT* left) {
-  const auto found = held_.find(row);
-  if (found == held_.end()) return false;
-  *left = --found->second.references;
-  if (*left != 0) return true;
-  TheRuntime().accounting.Remove(static_cast<uint32_t>(row));
-  held_.erase(found);
-  return true;
-}
-
-HRESULT Rowset::ReleaseRows(DBCOUNTITEM count, const HROW rows[], DBROWOPTIONS options[],
-                            DBREFCOUNT references[], DBROWSTATUS statuses[]) {
-  Call call("IRowset::ReleaseRows", Number(), Call::Kind::kRow);
-  call.With("count", count);
-  if (call.Fails()) return call.Fail();
-  // Options are reserved.
-  if ((count != 0 && !rows) || options) return call.Return(E_INVALIDARG);
-  const std::lock_guard lock(mutex_);
-  size_t failures = 0;
-  for (DBCOUNTITEM i = 0; i < count; ++i) {
-    DBREFCOUNT left = 0;
-    const bool known = ReleaseOne(rows[i], &left);
-    if (!known) BadRow(rows[i], "ReleaseRows");
-    if (references) references[i] = left;
-    if (statuses) statuses[i] = known ? DBROWSTATUS_S_OK : DBROWSTATUS_E_INVALID;
-    failures += known ? 0 : 1;
-  }
-  return call.Return(Summary(failures, count));
-}
-
-HRESULT Rowset::RestartPosition(HCHAPTER) {
-  Call call("IRowset::RestartPosition", Number());
-  if (call.Fails()) return call.Fail();
-  const std::lock_guard lock(mutex_);
-  if (!holdRows_ && !held_.empty()) return call.Return(DB_E_ROWSNOTRELEASED);
-  position_ = 0;
-  return call.Return(S_OK);
-}
-
-HRESULT Rowset::GetColumnInfo(DBORDINAL* count, DBCOLUMNINFO** info, OLECHAR** strings) {
-  Call call("IColumnsInfo::GetColumnInfo", Number());
-  if (call.Fails()) return call.Fail(count, info, strings);
-  return call.Return(Guarded([&] { return CopyColumnInfo(columns_, count, info, strings); }));
-}
-
-HRESULT Rowset::MapColumnIDs(DBORDINAL count, const DBID ids[], DBORDINAL ordinals[]) {
-  Call call("IColumnsInfo::MapColumnIDs", Number());
-  if (call.Fails()) return call.Fail(ordinals);
-  return call.Return(MapColumns(columns_, count, ids, ordinals));
-}
-
-HRESULT Rowset::GetProperties(const ULONG count, const DBPROPIDSET wanted[], ULONG* setCount,
-                              DBPROPSET** sets) {
-  return command_->GetProperties(count, wanted, setCount, sets);
-}
-
-HRESULT Rowset::GetReferencedRowset(DBORDINAL, REFIID, IUnknown** rowset) {
-  if (rowset) *rowset = nullptr;
-  return Unexpected("IRowsetInfo::GetReferencedRowset", Number());
-}
-
-HRESULT Rowset::GetSpecification(REFIID iid, IUnknown** origin) {
-  Call call("IRowsetInfo::GetSpecification", Number());
-  if (call.Fails()) return call.Fail(origin);
-  return call.Return(command_->QueryInterface(iid, reinterpret_cast<void**>(origin)));
+STDMETHODIMP Rowset::GetColumnInfo(DBORDINAL* count, DBCOLUMNINFO** info, OLECHAR** strings) {
+  Call call("IColumnsInfo::GetColumnInfo", this);
+  call.Out(count).Out(info).Out(strings);
+  return call.Run([&] {
+    if (!columns_.empty()) CopyColumnInfo(columns_, info, strings);
+    *count = columns_.size();
+    return S_OK;
+  });
 }
 
 }  // namespace lab

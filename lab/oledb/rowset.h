@@ -3,71 +3,58 @@
 
 #include <map>
 #include <mutex>
+#include <string>
 #include <vector>
 
-#include "lab/oledb/accessor_object.h"
-#include "lab/oledb/command.h"
+#include "lab/com/call.h"
+#include "lab/oledb/column.h"
+#include "lab/oledb/provider.h"
 
 namespace lab {
 
-class Call;
-
-class Rowset final : public AccessorObject<IRowset, IColumnsInfo, IRowsetInfo> {
+class Rowset final : public Object<IRowset, IAccessor, IColumnsInfo> {
  public:
-  // `holdRows`: rows may be fetched while others are held.
-  Rowset(Ref<Command> command, std::vector<ResultColumn> columns, std::vector<OdbcRow> rows,
-         bool holdRows);
-  ~Rowset() override;
+  Rowset(std::vector<ResultColumn> columns, std::vector<OdbcRow> rows)
+      : Object("rowset"), columns_(std::move(columns)), rows_(std::move(rows)) {}
 
-  // Whether a rowset has the interface.
-  static bool Serves(REFIID iid);
+  // Forward only, into an array of the client's.
+  STDMETHODIMP GetNextRows(HCHAPTER chapter, DBROWOFFSET offset, DBROWCOUNT wanted,
+                           DBCOUNTITEM* obtained, HROW** rows) override;
+  STDMETHODIMP GetData(HROW row, HACCESSOR accessor, void* data) override;
+  STDMETHODIMP ReleaseRows(DBCOUNTITEM count, const HROW rows[], DBROWOPTIONS options[],
+                           DBREFCOUNT references[], DBROWSTATUS statuses[]) override;
+  STDMETHODIMP RestartPosition(HCHAPTER chapter) override;
 
-  // IRowset.
-  HRESULT STDMETHODCALLTYPE AddRefRows(DBCOUNTITEM count, const HROW rows[],
-                                       DBREFCOUNT references[], DBROWSTATUS statuses[]) override;
-  HRESULT STDMETHODCALLTYPE GetData(HROW row, HACCESSOR accessor, void* data) override;
-  HRESULT STDMETHODCALLTYPE GetNextRows(HCHAPTER chapter, DBROWOFFSET offset, DBROWCOUNT wanted,
-                                        DBCOUNTITEM* obtained, HROW** rows) override;
-  HRESULT STDMETHODCALLTYPE ReleaseRows(DBCOUNTITEM count, const HROW rows[],
-                                        DBROWOPTIONS options[], DBREFCOUNT references[],
-                                        DBROWSTATUS statuses[]) override;
-  HRESULT STDMETHODCALLTYPE RestartPosition(HCHAPTER chapter) override;
+  STDMETHODIMP CreateAccessor(DBACCESSORFLAGS flags, DBCOUNTITEM count, const DBBINDING bindings[],
+                              DBLENGTH rowSize, HACCESSOR* accessor,
+                              DBBINDSTATUS statuses[]) override;
+  STDMETHODIMP ReleaseAccessor(HACCESSOR accessor, DBREFCOUNT* references) override;
 
-  // IColumnsInfo.
-  HRESULT STDMETHODCALLTYPE GetColumnInfo(DBORDINAL* count, DBCOLUMNINFO** info,
-                                          OLECHAR** strings) override;
-  HRESULT STDMETHODCALLTYPE MapColumnIDs(DBORDINAL count, const DBID ids[],
-                                         DBORDINAL ordinals[]) override;
+  STDMETHODIMP GetColumnInfo(DBORDINAL* count, DBCOLUMNINFO** info, OLECHAR** strings) override;
 
-  // IRowsetInfo.
-  HRESULT STDMETHODCALLTYPE GetProperties(const ULONG count, const DBPROPIDSET wanted[],
-                                          ULONG* setCount, DBPROPSET** sets) override;
-  HRESULT STDMETHODCALLTYPE GetReferencedRowset(DBORDINAL ordinal, REFIID iid,
-                                                IUnknown** rowset) override;
-  HRESULT STDMETHODCALLTYPE GetSpecification(REFIID iid, IUnknown** origin) override;
+  // What no program is expected to need.
+  LAB_REFUSE(AddRefRows, (DBCOUNTITEM, const HROW[], DBREFCOUNT[], DBROWSTATUS[]))
+  LAB_REFUSE(AddRefAccessor, (HACCESSOR, DBREFCOUNT*))
+  LAB_REFUSE(GetBindings, (HACCESSOR, DBACCESSORFLAGS*, DBCOUNTITEM*, DBBINDING**))
+  LAB_REFUSE(MapColumnIDs, (DBORDINAL, const DBID[], DBORDINAL[]))
+
+ protected:
+  // Rows and accessors that are still held can no longer be given back.
+  void LetGo() override;
 
  private:
-  struct HeldRow {
-    size_t index = 0;
-    DBREFCOUNT references = 1;
-  };
+  // These take no lock of their own.
+  HRESULT CheckMove() const;
+  HRESULT Fetch(size_t wanted, DBCOUNTITEM* obtained, HROW* rows);
+  DBSTATUS StoreBound(const OdbcRow& row, const DBBINDING& binding, BYTE* buffer) const;
 
-  void* FindInterface(REFIID iid) override;
-  const std::vector<ResultColumn>* KnownColumns() const override { return &columns_; }
-  HRESULT CheckFetch(DBROWOFFSET offset, DBROWCOUNT wanted) const;
-  HRESULT Fetch(DBROWOFFSET offset, DBROWCOUNT wanted, DBCOUNTITEM* obtained, HROW** rows);
-  HROW Hold(size_t index);
-  bool ReleaseOne(HROW row, DBREFCOUNT* left);
-  HRESULT StoreRow(const OdbcRow& row, const Bindings& bindings, BYTE* buffer);
-  DBSTATUS StoreBound(const OdbcRow& row, const DBBINDING& binding, BYTE* buffer);
-  HRESULT BadRow(HROW row, const char* method) const;
+  DBBINDSTATUS Judge(const DBBINDING& binding) const;
 
-  const Ref<Command> command_;
-  const std::vector<ResultColumn> columns_;
-  const std::vector<OdbcRow> rows_;
-  const bool holdRows_;
-  mutable std::mutex mutex_;
-  std::map<HROW, HeldRow> held_;
+  std::vector<ResultColumn> columns_;
+  std::vector<OdbcRow> rows_;
+  std::mutex mutex_;  // guards what follows
+  std::map<HROW, size_t> held_;
+  std::map<HACCESSOR, std::vector<DBBINDING>> accessors_;
   size_t position_ = 0;
   bool fetched_ = false;
 };

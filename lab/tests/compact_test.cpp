@@ -61,22 +61,15 @@ class CompactTest : public ModuleTest {
     size_ = lab::QsfSize(ann_.Path()).value_or(0);
     Begin();
   }
-  void TearDown() override {
-    MAPIUninitialize();
-    ModuleTest::TearDown();
-  }
-
   void Plan(const lab::CompactionPlan& plan) { ASSERT_TRUE(plan.Save(directory_)); }
 
   HRESULT Configure(const lab::Uid& service, ULONG_PTR parent, ULONG flags, ULONG count,
                     LPSPropValue properties) {
-    LPSERVICEADMIN admin = nullptr;
+    platform::ComPtr<IMsgServiceAdmin> admin;
     EXPECT_EQ(OpenAdmin(&admin), S_OK);
     MAPIUID uid;
     std::memcpy(uid.ab, service.data(), service.size());
-    const HRESULT result = admin->ConfigureMsgService(&uid, parent, flags, count, properties);
-    admin->Release();
-    return result;
+    return admin->ConfigureMsgService(&uid, parent, flags, count, properties);
   }
 
   HRESULT Request(const lab::Uid& service, ULONG_PTR parent = 0) {

@@ -8,9 +8,9 @@
 #include <tuple>
 #include <vector>
 
+#include "lab/bes/registration.h"
 #include "lab/common/installation.h"
 #include "lab/common/registry_key.h"
-#include "lab/oledb/registration.h"
 #include "tests/e2e/support/database_lab_test.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"

@@ -4,8 +4,7 @@
 
 #include <utility>
 
-#include "lab/oledb/odbc_config.h"
-#include "lab/oledb/registration.h"
+#include "lab/bes/registration.h"
 #include "tests/e2e/support/desktop.h"
 
 namespace e2e {

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "lab/oledb/bes_database.h"
+#include "lab/bes/bes_database.h"
 #include "tests/e2e/support/lab_test.h"
 
 namespace e2e {

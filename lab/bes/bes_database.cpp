@@ -1,7 +1,6 @@
-#include "lab/oledb/bes_database.h"
+#include "lab/bes/bes_database.h"
 
 #include <algorithm>
-#include <string_view>
 
 #include "lab/common/registry_key.h"
 
@@ -29,6 +28,12 @@ constexpr wchar_t kServerColumns[] = L"Id, MachineName, MailStoreType";
 constexpr wchar_t kUserColumns[] =
     L"ServerConfigId, UserName, MailboxDN, AgentId, UserDeleteStatus, DisplayName";
 
+std::wstring SqlLiteral(const std::wstring& text) {
+  std::wstring literal = L"'";
+  for (const wchar_t c : text) literal.append(c == L'\'' ? 2 : 1, c);
+  return literal + L'\'';
+}
+
 std::wstring Literal(const std::optional<std::wstring>& text) {
   return text ? SqlLiteral(*text) : L"NULL";
 }
@@ -53,40 +58,7 @@ BesUser UserOf(const OdbcRow& row) {
           NumberOf(row.at(3)), NumberOf(row.at(4)), row.at(5)};
 }
 
-// Undoes what was done unless it is told that all went well.
-class Transaction {
- public:
-  explicit Transaction(OdbcConnection& connection) : connection_(connection) {
-    connection_.Run(L"BEGIN TRANSACTION");
-  }
-  ~Transaction() {
-    if (done_) return;
-    try {
-      connection_.Run(L"ROLLBACK");
-    } catch (const OdbcError&) {
-      // The failure that led here is the one to report.
-    }
-  }
-  Transaction(const Transaction&) = delete;
-  Transaction& operator=(const Transaction&) = delete;
-
-  void Commit() {
-    connection_.Run(L"COMMIT");
-    done_ = true;
-  }
-
- private:
-  OdbcConnection& connection_;
-  bool done_ = false;
-};
-
 }  // namespace
-
-std::wstring SqlLiteral(const std::wstring& text) {
-  std::wstring literal = L"'";
-  for (const wchar_t c : text) literal.append(c == L'\'' ? 2 : 1, c);
-  return literal + L'\'';
-}
 
 BesDatabase::BesDatabase() : BesDatabase(OdbcConnectionString()) {}
 
@@ -108,27 +80,32 @@ void BesDatabase::AddServer(const BesServer& server) {
 }
 
 void BesDatabase::AddServer(int32_t id, const std::wstring& machineName) {
-  BesServer server;
-  server.id = id;
-  server.machineName = machineName;
-  AddServer(server);
+  AddServer({.id = id, .machineName = machineName});
 }
 
 void BesDatabase::AddUser(const BesUser& user) { AddUsers({user}); }
 
+void BesDatabase::InsertUsers(std::span<const BesUser> users) {
+  std::wstring statement = std::wstring(L"INSERT INTO UserConfig (") + kUserColumns + L") VALUES ";
+  for (const BesUser& user : users) statement += RowOf(user) + L',';
+  statement.pop_back();
+  Run(statement);
+}
+
 void BesDatabase::AddUsers(const std::vector<BesUser>& users) {
-  Transaction transaction(*connection_);
-  for (size_t start = 0; start < users.size(); start += kRowsPerInsert) {
-    std::wstring statement =
-        std::wstring(L"INSERT INTO UserConfig (") + kUserColumns + L") VALUES ";
-    const size_t end = std::min(users.size(), start + kRowsPerInsert);
-    for (size_t i = start; i < end; ++i) {
-      if (i != start) statement += L',';
-      statement += RowOf(users[i]);
+  Run(L"BEGIN TRANSACTION");
+  try {
+    std::span<const BesUser> left = users;
+    while (!left.empty()) {
+      const size_t count = std::min(left.size(), kRowsPerInsert);
+      InsertUsers(left.first(count));
+      left = left.subspan(count);
     }
-    Run(statement);
+    Run(L"COMMIT");
+  } catch (const OdbcError&) {
+    Run(L"ROLLBACK");
+    throw;
   }
-  transaction.Commit();
 }
 
 void BesDatabase::AddSampleUsers(int32_t serverId, uint32_t count) {
@@ -164,17 +141,13 @@ std::optional<int32_t> BesDatabase::AgentOf(const std::wstring& mailbox) {
 }
 
 bool SetBesDatabaseLocation(const std::wstring& server, const std::wstring& database) {
-  return SetBesRegistryText(kBesServerValue, server, REG_SZ) &&
-         SetBesRegistryText(kBesDatabaseValue, database, REG_SZ);
+  return SetBesRegistryValue(kBesServerValue, TextValue(server, REG_SZ)) &&
+         SetBesRegistryValue(kBesDatabaseValue, TextValue(database, REG_SZ));
 }
 
 bool SetBesRegistryValue(const std::wstring& name, const RawValue& value) {
   const RegistryKey key = RegistryKey::Create(HKEY_LOCAL_MACHINE, kBesKey);
   return key.Open() && key.Write(name, value);
-}
-
-bool SetBesRegistryText(const std::wstring& name, const std::wstring& text, uint32_t type) {
-  return SetBesRegistryValue(name, TextValue(text, type));
 }
 
 bool RemoveBesRegistryValue(const std::wstring& name) {

@@ -5,12 +5,12 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "lab/bes/odbc_connection.h"
 #include "lab/common/profile_registry.h"
-#include "lab/oledb/odbc_config.h"
-#include "lab/oledb/odbc_connection.h"
 
 namespace lab {
 
@@ -61,12 +61,10 @@ class BesDatabase {
 
  private:
   std::vector<BesUser> UsersWhere(const std::wstring& condition);
+  void InsertUsers(std::span<const BesUser> users);
 
   std::unique_ptr<OdbcConnection> connection_;
 };
-
-// `text` as an SQL literal.
-std::wstring SqlLiteral(const std::wstring& text);
 
 // The registry entries of the server's installation on this machine. Writing creates the key;
 // removing what is not there succeeds. False when the registry refuses.
@@ -74,7 +72,6 @@ bool SetBesDatabaseLocation(const std::wstring& server, const std::wstring& data
 inline constexpr wchar_t kBesServerValue[] = L"DatabaseServerMachineName";
 inline constexpr wchar_t kBesDatabaseValue[] = L"DatabaseName";
 bool SetBesRegistryValue(const std::wstring& name, const RawValue& value);
-bool SetBesRegistryText(const std::wstring& name, const std::wstring& text, uint32_t type);
 bool RemoveBesRegistryValue(const std::wstring& name);
 bool RemoveBesRegistryKey();
 

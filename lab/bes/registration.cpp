@@ -1,12 +1,13 @@
-#include "lab/oledb/registration.h"
+#include "lab/bes/registration.h"
 
 #include "lab/common/registry_key.h"
 #include "lab/common/text.h"
-#include "lab/oledb/provider_id.h"
 
 namespace lab {
 namespace {
 
+constexpr wchar_t kProviderName[] = L"SQLOLEDB";
+constexpr wchar_t kProviderClassText[] = L"{0C7FF16C-38E3-11D0-97AB-00C04FC2AD98}";
 constexpr wchar_t kClassesKey[] = L"SOFTWARE\\Classes\\";
 constexpr wchar_t kModuleName[] = L"sqloledb.dll";
 constexpr wchar_t kDescription[] = L"OLE DB provider of the simulated installation";
@@ -35,7 +36,6 @@ bool RegisterOledbProvider(const std::wstring& path) {
          WriteText(ClassKey(), L"", kProviderName) && WriteText(server, L"", path) &&
          WriteText(server, L"ThreadingModel", L"Both") &&
          WriteText(ClassKey() + L"\\ProgID", L"", kProviderName) &&
-         WriteText(ClassKey() + L"\\VersionIndependentProgID", L"", kProviderName) &&
          WriteText(ClassKey() + L"\\OLE DB Provider", L"", kDescription);
 }
 

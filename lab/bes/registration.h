@@ -1,9 +1,15 @@
-// The provider's entries in the registry.
+// The OLE DB provider's class and its entries in the registry.
 #pragma once
+
+#include <guiddef.h>
 
 #include <string>
 
 namespace lab {
+
+// {0C7FF16C-38E3-11D0-97AB-00C04FC2AD98}, the class that installations register for SQLOLEDB.
+inline constexpr GUID kProviderClass = {
+    0x0c7ff16c, 0x38e3, 0x11d0, {0x97, 0xab, 0x00, 0xc0, 0x4f, 0xc2, 0xad, 0x98}};
 
 // Registers the DLL at `path` as the in-process server of ProgID SQLOLEDB for the whole machine.
 // False when the registry refuses.

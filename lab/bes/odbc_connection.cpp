@@ -1,7 +1,7 @@
 // The functions are called by their own names, the wide ones with a W.
 #define SQL_NOUNICODEMAP
 
-#include "lab/oledb/odbc_connection.h"
+#include "lab/bes/odbc_connection.h"
 
 #include <windows.h>
 // After windows.h.
@@ -10,10 +10,37 @@
 
 #include <algorithm>
 
+#include "lab/common/lab_config.h"
+#include "lab/common/lab_value.h"
 #include "lab/common/text.h"
 
 namespace lab {
 namespace {
+
+constexpr wchar_t kConnectionValue[] = L"OdbcConnection";
+constexpr wchar_t kTextValue[] = L"OdbcText";
+constexpr wchar_t kDatabaseFile[] = L"bes.sqlite";
+
+std::wstring FullPath(const std::wstring& path) {
+  std::wstring full(32768, L'\0');
+  full.resize(
+      GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr));
+  return full.empty() ? path : full;
+}
+
+// The driver is a program of the machine below, where there is one: it wants that machine's name
+// of the file.
+std::wstring DriverPath(const std::wstring& path) {
+  using ToUnix = char*(CDECL*)(const wchar_t*);
+  const auto toUnix = reinterpret_cast<ToUnix>(
+      GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name"));
+  if (!toUnix) return path;
+  char* name = toUnix(path.c_str());
+  if (!name) return path;
+  std::wstring result = WideFromUtf8(name);
+  HeapFree(GetProcessHeap(), 0, name);
+  return result;
+}
 
 constexpr size_t kMessageSize = 1024;
 constexpr size_t kNameSize = 512;
@@ -60,16 +87,11 @@ class Statement {
     if (result != SQL_NO_DATA) Check(result, "SQLExecDirect");
   }
 
-  int64_t Affected() {
-    SQLLEN count = -1;
-    return SQL_SUCCEEDED(SQLRowCount(handle_, &count)) ? count : -1;
-  }
-
   std::vector<OdbcColumn> Columns() {
     SQLSMALLINT count = 0;
     Check(SQLNumResultCols(handle_, &count), "SQLNumResultCols");
     std::vector<OdbcColumn> columns;
-    for (SQLSMALLINT i = 1; i <= count; ++i) columns.push_back(Column(i));
+    for (SQLUSMALLINT i = 1; i <= count; ++i) columns.push_back(Column(i));
     return columns;
   }
 
@@ -91,9 +113,7 @@ class Statement {
     if (!SQL_SUCCEEDED(result)) ThrowDiagnostic(SQL_HANDLE_STMT, handle_, call);
   }
 
-  OdbcColumn Column(SQLSMALLINT number);
-  std::wstring ColumnName(SQLSMALLINT number, SQLSMALLINT* type, SQLULEN* size,
-                          SQLSMALLINT* nullable);
+  OdbcColumn Column(SQLUSMALLINT number);
   OdbcCell Cell(SQLUSMALLINT number);
   template <class Char>
   bool ReadCell(SQLUSMALLINT number, SQLSMALLINT type, std::basic_string<Char>* text);
@@ -102,56 +122,40 @@ class Statement {
   const OdbcText text_;
 };
 
-OdbcKind KindOf(SQLSMALLINT type) {
+int IntegerSizeOf(SQLSMALLINT type) {
   switch (type) {
     case SQL_BIT:
     case SQL_TINYINT:
     case SQL_SMALLINT:
-      return OdbcKind::kSmallInteger;
+      return 2;
     case SQL_INTEGER:
-      return OdbcKind::kInteger;
+      return 4;
     case SQL_BIGINT:
-      return OdbcKind::kBigInteger;
-    case SQL_REAL:
-    case SQL_FLOAT:
-    case SQL_DOUBLE:
-    case SQL_NUMERIC:
-    case SQL_DECIMAL:
-      return OdbcKind::kReal;
+      return 8;
     default:
-      return OdbcKind::kText;
+      return 0;
   }
 }
 
-std::wstring Statement::ColumnName(SQLSMALLINT number, SQLSMALLINT* type, SQLULEN* size,
-                                   SQLSMALLINT* nullable) {
+OdbcColumn Statement::Column(SQLUSMALLINT number) {
   SQLSMALLINT length = 0;
+  SQLSMALLINT type = 0;
+  SQLULEN size = 0;
   SQLSMALLINT digits = 0;
+  SQLSMALLINT nullable = 0;
+  constexpr auto kRoom = static_cast<SQLSMALLINT>(kNameSize);
   if (text_ == OdbcText::kUtf16) {
     std::wstring name(kNameSize, L'\0');
-    Check(SQLDescribeColW(handle_, static_cast<SQLUSMALLINT>(number), WideArgument(name),
-                          static_cast<SQLSMALLINT>(kNameSize), &length, type, size, &digits,
-                          nullable),
+    Check(SQLDescribeColW(handle_, number, WideArgument(name), kRoom, &length, &type, &size,
+                          &digits, &nullable),
           "SQLDescribeColW");
-    return name.c_str();
+    return {name.substr(0, name.find(L'\0')), IntegerSizeOf(type)};
   }
   std::string name(kNameSize, '\0');
-  Check(SQLDescribeCol(handle_, static_cast<SQLUSMALLINT>(number), NarrowArgument(name),
-                       static_cast<SQLSMALLINT>(kNameSize), &length, type, size, &digits, nullable),
+  Check(SQLDescribeCol(handle_, number, NarrowArgument(name), kRoom, &length, &type, &size, &digits,
+                       &nullable),
         "SQLDescribeCol");
-  return WideFromUtf8(name.c_str());
-}
-
-OdbcColumn Statement::Column(SQLSMALLINT number) {
-  SQLSMALLINT type = 0;
-  SQLSMALLINT nullable = SQL_NULLABLE_UNKNOWN;
-  SQLULEN size = 0;
-  OdbcColumn column;
-  column.name = ColumnName(number, &type, &size, &nullable);
-  column.kind = KindOf(type);
-  column.size = size;
-  column.nullable = nullable != SQL_NO_NULLS;
-  return column;
+  return {WideFromUtf8(name.c_str()), IntegerSizeOf(type)};
 }
 
 // Reads a value piece by piece; false for NULL.
@@ -180,56 +184,73 @@ OdbcCell Statement::Cell(SQLUSMALLINT number) {
   return ReadCell(number, SQL_C_CHAR, &narrow) ? OdbcCell(WideFromUtf8(narrow)) : std::nullopt;
 }
 
-}  // namespace
-
-OdbcConnection::OdbcConnection(const std::wstring& connection, OdbcText text) : text_(text) {
-  try {
-    Connect(connection);
-  } catch (...) {
-    Close();
-    throw;
-  }
-}
-
-OdbcConnection::~OdbcConnection() {
-  SQLDisconnect(connection_);
-  Close();
-}
-
-void OdbcConnection::Connect(const std::wstring& connection) {
-  if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment_))) {
+SQLHANDLE MakeEnvironment() {
+  SQLHANDLE environment = nullptr;
+  if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment))) {
     throw OdbcError("IM004", "there is no ODBC driver manager");
   }
-  SQLSetEnvAttr(environment_, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
-  if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_DBC, environment_, &connection_))) {
-    ThrowDiagnostic(SQL_HANDLE_ENV, environment_, "SQLAllocHandle");
+  SQLSetEnvAttr(environment, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
+  return environment;
+}
+
+void FreeEnvironment(void* environment) { SQLFreeHandle(SQL_HANDLE_ENV, environment); }
+
+SQLHANDLE MakeConnection(SQLHANDLE environment) {
+  SQLHANDLE connection = nullptr;
+  if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_DBC, environment, &connection))) {
+    ThrowDiagnostic(SQL_HANDLE_ENV, environment, "SQLAllocHandle");
   }
+  return connection;
+}
+
+void FreeConnection(void* connection) {
+  SQLDisconnect(connection);
+  SQLFreeHandle(SQL_HANDLE_DBC, connection);
+}
+
+}  // namespace
+
+std::wstring SqliteConnectionString(const std::wstring& path) {
+  return L"Driver=SQLite3;Database=" + DriverPath(FullPath(path)) +
+         L";SyncPragma=OFF;Timeout=20000;LongNames=0";
+}
+
+std::wstring OdbcConnectionString() {
+  std::wstring text = ReadLabValue(L"QRVLAB_ODBC", kConnectionValue);
+  if (!text.empty()) return text;
+  const std::wstring directory = LabDirectory();
+  if (directory.empty()) return SqliteConnectionString(kDatabaseFile);
+  return SqliteConnectionString(directory + L'\\' + kDatabaseFile);
+}
+
+OdbcText OdbcTextMode() {
+  const std::wstring text = ReadLabValue(L"QRVLAB_ODBC_TEXT", kTextValue);
+  return EqualsFolded(text, L"utf16") ? OdbcText::kUtf16 : OdbcText::kUtf8;
+}
+
+OdbcConnection::OdbcConnection(const std::wstring& connection, OdbcText text)
+    : text_(text),
+      environment_(MakeEnvironment(), &FreeEnvironment),
+      connection_(MakeConnection(environment_.get()), &FreeConnection) {
   SQLSMALLINT length = 0;
   const SQLRETURN result =
       text_ == OdbcText::kUtf16
-          ? SQLDriverConnectW(connection_, nullptr, WideArgument(connection), SQL_NTS, nullptr, 0,
-                              &length, SQL_DRIVER_NOPROMPT)
-          : SQLDriverConnect(connection_, nullptr, NarrowArgument(Utf8FromWide(connection)),
+          ? SQLDriverConnectW(connection_.get(), nullptr, WideArgument(connection), SQL_NTS,
+                              nullptr, 0, &length, SQL_DRIVER_NOPROMPT)
+          : SQLDriverConnect(connection_.get(), nullptr, NarrowArgument(Utf8FromWide(connection)),
                              SQL_NTS, nullptr, 0, &length, SQL_DRIVER_NOPROMPT);
-  if (!SQL_SUCCEEDED(result)) ThrowDiagnostic(SQL_HANDLE_DBC, connection_, "SQLDriverConnect");
-}
-
-void OdbcConnection::Close() {
-  if (connection_) SQLFreeHandle(SQL_HANDLE_DBC, connection_);
-  if (environment_) SQLFreeHandle(SQL_HANDLE_ENV, environment_);
+  if (!SQL_SUCCEEDED(result))
+    ThrowDiagnostic(SQL_HANDLE_DBC, connection_.get(), "SQLDriverConnect");
 }
 
 OdbcResult OdbcConnection::Run(const std::wstring& statement) {
   const std::lock_guard lock(mutex_);
-  Statement running(connection_, text_);
+  Statement running(connection_.get(), text_);
   running.Execute(statement);
   OdbcResult result;
   result.columns = running.Columns();
-  if (result.columns.empty()) {
-    result.affected = running.Affected();
-    return result;
-  }
-  while (running.Fetch()) result.rows.push_back(running.Row(result.columns.size()));
+  while (!result.columns.empty() && running.Fetch())
+    result.rows.push_back(running.Row(result.columns.size()));
   return result;
 }
 
@@ -237,7 +258,8 @@ std::string OdbcConnection::ProductName() {
   const std::lock_guard lock(mutex_);
   char name[kNameSize] = {};
   SQLSMALLINT length = 0;
-  SQLGetInfo(connection_, SQL_DBMS_NAME, name, static_cast<SQLSMALLINT>(sizeof name), &length);
+  SQLGetInfo(connection_.get(), SQL_DBMS_NAME, name, static_cast<SQLSMALLINT>(sizeof name),
+             &length);
   return name;
 }
 

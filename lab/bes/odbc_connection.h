@@ -1,16 +1,32 @@
-// A database reached over ODBC.
+// A database reached over ODBC, and which one the lab is configured for.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "lab/oledb/odbc_config.h"
-
 namespace lab {
+
+// How text crosses the ODBC boundary.
+enum class OdbcText {
+  kUtf8,   // the narrow functions, with UTF-8: for drivers that have no wide functions
+  kUtf16,  // the wide functions
+};
+
+// The connection string: the environment variable QRVLAB_ODBC, else the value "OdbcConnection" of
+// the registry key HKEY_CURRENT_USER\Software\QrvLab, else SQLite's file `bes.sqlite` in the lab's
+// directory (in the current directory when the lab has none).
+std::wstring OdbcConnectionString();
+
+// A connection string for SQLite's database file at `path`, a Windows path.
+std::wstring SqliteConnectionString(const std::wstring& path);
+
+// QRVLAB_ODBC_TEXT or the registry value "OdbcText": "utf8" (the default) or "utf16".
+OdbcText OdbcTextMode();
 
 class OdbcError : public std::runtime_error {
  public:
@@ -24,13 +40,9 @@ class OdbcError : public std::runtime_error {
   std::string state_;
 };
 
-enum class OdbcKind { kText, kSmallInteger, kInteger, kBigInteger, kReal };
-
 struct OdbcColumn {
-  std::wstring name;  // as the database reports it
-  OdbcKind kind = OdbcKind::kText;
-  uint64_t size = 0;  // characters of text, digits of a number
-  bool nullable = true;
+  std::wstring name;    // as the database reports it
+  int integerSize = 0;  // in bytes; 0 for anything else, which is taken as text
 };
 
 // A value as text; none for NULL.
@@ -40,7 +52,6 @@ using OdbcRow = std::vector<OdbcCell>;
 struct OdbcResult {
   std::vector<OdbcColumn> columns;  // none when the statement returns no rows
   std::vector<OdbcRow> rows;
-  int64_t affected = -1;  // rows changed, -1 when the driver does not tell
 };
 
 // An open connection. Threads may share it: statements run one after another.
@@ -48,9 +59,6 @@ class OdbcConnection {
  public:
   // Connects, or throws OdbcError.
   OdbcConnection(const std::wstring& connection, OdbcText text);
-  ~OdbcConnection();
-  OdbcConnection(const OdbcConnection&) = delete;
-  OdbcConnection& operator=(const OdbcConnection&) = delete;
 
   // Runs one statement and takes everything it returns. Throws OdbcError.
   OdbcResult Run(const std::wstring& statement);
@@ -59,13 +67,12 @@ class OdbcConnection {
   std::string ProductName();
 
  private:
-  void Connect(const std::wstring& connection);
-  void Close();
+  using Handle = std::unique_ptr<void, void (*)(void*)>;
 
-  void* environment_ = nullptr;
-  void* connection_ = nullptr;
   const OdbcText text_;
   std::mutex mutex_;
+  Handle environment_;
+  Handle connection_;
 };
 
 }  // namespace lab

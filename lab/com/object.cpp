@@ -1,22 +1,14 @@
-#include "lab/mapi/object.h"
+#include "lab/com/object.h"
 
-#include <utility>
-
-#include "lab/mapi/runtime.h"
+#include "lab/com/runtime.h"
 
 namespace lab {
 
-ObjectCore::ObjectCore(const char* interfaceName, std::string madeBy)
-    : interfaceName_(interfaceName),
-      madeBy_(std::move(madeBy)),
-      number_(Runtime::Get().Enter(this)) {}
+ObjectCore::ObjectCore(const char* kind)
+    : kind_(kind), number_(Runtime::Get().Held().Add(kind, this)) {}
 
 std::string ObjectCore::Describe() const {
-  return std::string(interfaceName_) + " #" + std::to_string(number_) + " made by " + madeBy_;
-}
-
-std::string ObjectCore::CallName(const char* method) const {
-  return std::string(interfaceName_) + "::" + method;
+  return std::string(kind_) + " #" + std::to_string(number_) + " made by " + madeBy_;
 }
 
 ULONG ObjectCore::AddReference() {
@@ -36,15 +28,15 @@ ULONG ObjectCore::DropReference() {
     }
   } while (!references_.compare_exchange_weak(held, held - 1));
   if (held == 1) {
-    Runtime::Get().Remove(this);
+    Runtime::Get().Held().Remove(number_);
     LetGo();
   }
   return held - 1;
 }
 
 HRESULT ObjectCore::Refuse(const char* method) const {
-  Runtime::Get().Unexpected(CallName(method) + " on " + Describe());
-  return MAPI_E_NO_SUPPORT;
+  Runtime::Get().Unexpected(std::string(method) + " on " + Describe());
+  return kComponent.notNeeded;
 }
 
 }  // namespace lab
