@@ -14,7 +14,7 @@ namespace e2e {
 namespace {
 
 constexpr int32_t kServerId = 7;
-constexpr uint32_t kTimeForTheTest = 3000;  // milliseconds in which it gets at the database
+constexpr uint32_t kTimeForTheTest = 5000;  // milliseconds in which it gets at the database
 
 using Agents = std::vector<std::optional<int32_t>>;
 
@@ -60,18 +60,33 @@ class BatchFailuresTest : public DatabaseLabTest {
     return agents;
   }
 
-  // The lines of an assignment to 150 users, with something done to the database between the first
-  // batch and the second.
+  // What a run prints. Something is done to the database when it has printed `line` and is about to
+  // execute its nth command.
   template <class Action>
-  Strings AssignAround(Action action) {
-    AddSampleUsers(150);
-    Faults().DelayNth("ICommand::Execute", 4, kTimeForTheTest);
-    RunningProgram program = StartAdmin({L"-assignAgents", L"-p", L"Main"});
-    EXPECT_TRUE(program.WaitForOutput("Assigned 100 of 150 users ...\r\n"));
+  Strings RunAround(const Words& arguments, uint32_t command, const std::string& line,
+                    Action action) {
+    Faults().DelayNth("ICommand::Execute", command, kTimeForTheTest);
+    RunningProgram program = StartAdmin(arguments);
+    EXPECT_TRUE(program.WaitForOutput(line + "\r\n"));
     action();
     const RunResult result = program.Wait();
     EXPECT_EQ(result.exitCode, 0U);
     return Lines(result.output);
+  }
+
+  // The same with an assignment to 150 users, between the first batch and the second.
+  template <class Action>
+  Strings AssignAround(Action action) {
+    AddSampleUsers(150);
+    return RunAround({L"-assignAgents", L"-p", L"Main"}, 4, "Assigned 100 of 150 users ...",
+                     action);
+  }
+
+  // Ends all connections but the test's own.
+  void EndConnections() {
+    Database().Run(
+        L"SELECT pg_terminate_backend(pid) FROM pg_stat_activity "
+        L"WHERE backend_type='client backend' AND pid<>pg_backend_pid()");
   }
 
   const lab::Profile profile_{L"Main"};
@@ -118,13 +133,16 @@ TEST_F(BatchFailuresTest, ATableThatGoesAwayIsMissed) {
 }
 
 TEST_F(BatchFailuresTest, AServerThatGoesAwayIsMissed) {
-  const Strings lines = AssignAround([&] {
-    Database().Run(
-        L"SELECT pg_terminate_backend(pid) FROM pg_stat_activity "
-        L"WHERE backend_type='client backend' AND pid<>pg_backend_pid()");
-  });
+  const Strings lines = AssignAround([&] { EndConnections(); });
   EXPECT_EQ(lines, Assignment(Strings{"Assigned 100 of 150 users ..."} + Failed("0x80004005")));
   EXPECT_EQ(AgentsFrom(99, 102), (Agents{200, 201, 0, 0}));
+}
+
+TEST_F(BatchFailuresTest, ASingleStatementMissesTheServerToo) {
+  Database().AddServer(kServerId + 1, L"~");
+  const Strings first = {"Id: 7", "Users: 0", "MachineName: " + ToUtf8(ComputerName()), " "};
+  EXPECT_EQ(RunAround({L"-listServers", L"-c"}, 3, first.front(), [&] { EndConnections(); }),
+            first + Strings{"CBESDatabase::CountServerUsers: Failed to execute SQL : 0x80004005"});
 }
 
 // The quotes of two addresses close each other: the batch ends well and is no SQL.
