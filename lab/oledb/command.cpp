@@ -27,7 +27,7 @@ HRESULT ResultOf(const OdbcError& error) {
   const std::string& state = error.State();
   if (state == "42S02" || state == "42P01" || Says(error, "no such table")) return DB_E_NOTABLE;
   if (state.starts_with("23") || Says(error, "constraint failed")) return DB_E_INTEGRITYVIOLATION;
-  if (state.starts_with("08")) return E_FAIL;
+  if (state.starts_with("08") || state.starts_with("57P")) return E_FAIL;
   return DB_E_ERRORSINCOMMAND;
 }
 

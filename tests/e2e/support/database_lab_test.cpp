@@ -8,6 +8,17 @@
 #include "tests/e2e/support/desktop.h"
 
 namespace e2e {
+namespace {
+
+bool databaseIsConfigured = false;
+
+lab::OdbcText TextMode() {
+  return databaseIsConfigured ? lab::OdbcTextMode() : lab::OdbcText::kUtf8;
+}
+
+}  // namespace
+
+void UseConfiguredDatabase() { databaseIsConfigured = true; }
 
 std::wstring ComputerName() {
   wchar_t name[260] = {};
@@ -21,7 +32,7 @@ void DatabaseLabTest::SetUp() {
   ASSERT_TRUE(lab::RegisterOledbProvider());
   ASSERT_TRUE(lab::RemoveBesRegistryKey());
   ASSERT_TRUE(lab::SetBesDatabaseLocation(kBesServer, kBesDatabase));
-  database_ = std::make_unique<lab::BesDatabase>(Connection(), lab::OdbcText::kUtf8);
+  database_ = std::make_unique<lab::BesDatabase>(Connection(), TextMode());
   database_->CreateTables();
 }
 
@@ -57,12 +68,14 @@ Strings DatabaseLabTest::Updates() const {
 
 RunOptions DatabaseLabTest::Prepare(RunOptions options) const {
   options.environment.emplace(L"QRVLAB_ODBC", Connection());
-  options.environment.emplace(L"QRVLAB_ODBC_TEXT", L"utf8");
+  options.environment.emplace(L"QRVLAB_ODBC_TEXT",
+                              TextMode() == lab::OdbcText::kUtf8 ? L"utf8" : L"utf16");
   options.environment.emplace(L"QRVLAB_OLEDB_OPTIONS", providerOptions_);
   return LabTest::Prepare(std::move(options));
 }
 
 std::wstring DatabaseLabTest::Connection() const {
+  if (databaseIsConfigured) return lab::OdbcConnectionString();
   return lab::SqliteConnectionString(StorePath(L"bes.sqlite"));
 }
 

@@ -29,6 +29,10 @@ inline constexpr char kSelectServers[] =
 // This computer's name in capitals, as servers have theirs in the database; empty when it has none.
 std::wstring ComputerName();
 
+// Has the tests to come work on the database that QRVLAB_ODBC and QRVLAB_ODBC_TEXT name, one after
+// the other, rather than each on a file of its own.
+void UseConfiguredDatabase();
+
 // Each test finds the lab's provider registered, the registry entries of the BES installation, and
 // a database of its own with tables but without rows. It leaves none of them.
 class DatabaseLabTest : public LabTest {
