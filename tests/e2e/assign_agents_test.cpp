@@ -235,7 +235,7 @@ TEST_F(AssignAgentsTest, OneMoreIsABatchOfItsOwn) {
 
 TEST_F(AssignAgentsTest, BatchesAreRunAsTheyFill) {
   AddSampleUsers(201);
-  Faults().DelayNth("ICommand::Execute", 4, 5000);  // the second batch
+  Faults().DelayNth("ICommand::Execute", 4, 2000);  // the second batch
   RunningProgram program = StartAdmin("-assignAgents -p Main");
   ASSERT_TRUE(program.WaitForOutput("Assigned 100 of 201 users ...\r\n"));
   EXPECT_EQ(program.OutputSoFar(), Output({Assigned(100, 201)}));
@@ -626,7 +626,7 @@ class CreationTest : public AssignAgentsTest {
  protected:
   std::string AssignWithPause() {
     const auto start = std::chrono::steady_clock::now();
-    const std::string output = Assign();
+    std::string output = Assign();
     EXPECT_GE(std::chrono::steady_clock::now() - start, kPause);
     return output;
   }

@@ -368,7 +368,8 @@ TEST_F(CompactQsfTest, OfTwoForeignDialogsNeitherIsClosedWhileBothAreOpen) {
   EXPECT_EQ(beside.end, DialogEnd::kByItself);
   EXPECT_EQ(settings.end, DialogEnd::kClosedFromOutside);
   for (const uint64_t close : settings.closeMicros) {
-    EXPECT_TRUE(close < settings.shownMicros + kFirstMoment * 1000 || close >= beside.endedMicros);
+    EXPECT_TRUE(close < settings.shownMicros + uint64_t{kFirstMoment} * 1000 ||
+                close >= beside.endedMicros);
   }
 }
 

@@ -38,6 +38,12 @@ TEST(HarnessTest, EveryArgumentArrivesUnchanged) {
   EXPECT_EQ(EchoedArguments(arguments), expected);
 }
 
+TEST(HarnessTest, ATextIsCutIntoWords) {
+  EXPECT_EQ(Words(" -e  \"two words\" \"\" \u4e2d c:\\x "),
+            (Words{L"-e", L"two words", L"", L"\u4e2d", L"c:\\x"}));
+  EXPECT_EQ("-a -b" + Words{L" c "}, (Words{L"-a", L"-b", L" c "}));
+}
+
 TEST(HarnessTest, TheProgramNameCanDifferFromTheFile) {
   RunOptions options = EchoChild();
   options.programName = L"./my tool";

@@ -26,7 +26,7 @@ class PurgeQsfTest : public LabTest {
  protected:
   // A folder for store files; "qsf" is where most tests have theirs.
   std::wstring Folder(const std::wstring& name = L"qsf") const {
-    const std::wstring path = StorePath(name);
+    std::wstring path = StorePath(name);
     CreateDirectoryW(path.c_str(), nullptr);
     return path;
   }

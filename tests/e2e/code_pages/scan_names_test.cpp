@@ -29,7 +29,7 @@ class ScanNamesTest : public ScanLabTest {
 
   // Has the MAPI stub answer with a library of that name in a folder of the same name.
   std::wstring MoveMapi(const std::wstring& name) const {
-    const std::wstring directory = StorePath(name);
+    std::wstring directory = StorePath(name);
     EXPECT_TRUE(lab::PlaceMapiProvider(directory));
     PlanStub(lab::StubPlan().Path("*", lab::NarrowFromWide(directory + L"\\" + name + L".dll")));
     return directory;

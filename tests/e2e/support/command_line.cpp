@@ -80,7 +80,7 @@ std::wstring EnvironmentBlock(const EnvironmentChanges& changes) {
   }
   std::wstring block;
   for (const auto& [name, value] : environment) {
-    block += name + L'=' + value + L'\0';
+    block.append(name).append(L"=").append(value).append(1, L'\0');
   }
   return block + L'\0';
 }
