@@ -28,25 +28,26 @@ enum class ServiceKind { kRoot, kSecondary, kEmbedded };
 // "LSMS", "LSMS_Secondary", "LSMS_Embedded".
 const wchar_t* ServiceNameOf(ServiceKind kind);
 
-// How an added store differs from an ordinary one. Defaults make an ordinary one.
+// How an added store differs from an ordinary one: {.withFile = false, .order = 10}. Defaults make
+// an ordinary one.
 struct StoreOptions {
-  std::optional<std::wstring> serviceName;  // another spelling in both sections
-  bool serviceNameAsString = false;         // kept with registry type REG_SZ
+  std::optional<std::wstring> serviceName{};  // another spelling in both sections
+  bool serviceNameAsString = false;           // kept with registry type REG_SZ
   bool withServiceName = true;
   bool withAddress = true;
   bool withProvider = true;  // false: a service without any provider
   bool withEntryId = true;
   bool withPath = true;
-  bool withFile = true;                    // false: the store file is not created
-  std::optional<std::wstring> storedPath;  // what the profile says instead of the file's path
-  std::optional<Bytes> entryId;            // instead of the derived one
-  std::optional<uint32_t> order;           // in the derived entry ID; below kOrderLimit
-  std::optional<Uid> parentProviderUid;    // named by an embedded store's entry ID
-  std::optional<uint32_t> corruptionMark;
-  std::optional<bool> defaultStore;  // by default the root store is
-  bool otherProviderFirst = false;   // a provider that is no store comes first
-  unsigned extraProviders = 0;       // further store providers behind the first
-  std::optional<size_t> position;    // place in the service table; by default the end
+  bool withFile = true;                      // false: the store file is not created
+  std::optional<std::wstring> storedPath{};  // what the profile says instead of the file's path
+  std::optional<Bytes> entryId{};            // instead of the derived one
+  std::optional<uint32_t> order{};           // in the derived entry ID; below kOrderLimit
+  std::optional<Uid> parentProviderUid{};    // named by an embedded store's entry ID
+  std::optional<uint32_t> corruptionMark{};
+  std::optional<bool> defaultStore{};  // by default the root store is
+  bool otherProviderFirst = false;     // a provider that is no store comes first
+  unsigned extraProviders = 0;         // further store providers behind the first
+  std::optional<size_t> position{};    // place in the service table; by default the end
   std::vector<uint32_t> messageSizes = {512};
   uint32_t freeBytes = 0;
 };

@@ -64,24 +64,19 @@ class AssignAgentsTest : public DatabaseLabTest {
   void SetUp() override {
     DatabaseLabTest::SetUp();
     Database().AddServer(kServerId, ComputerName());
-    root_ = profile_.AddRootStore(Address(L"bes"), StorePath(L"bes.qsf"));
+    root_ = AddRoot();
   }
 
-  std::string Assign(const Words& more = {}) {
-    return Run(Words{L"-assignAgents", L"-p", L"Main"} + more);
-  }
+  std::string Assign(const Words& more = {}) { return Run("-assignAgents -p Main" + more); }
 
-  // A store of <name>@example.com, with the user and without.
+  // The frame's stores, and the users whose they are.
   lab::Service Add(const std::wstring& name, const lab::StoreOptions& options = {}) {
     AddUser(kServerId, Address(name));
-    return AddStore(name, options);
-  }
-  lab::Service AddStore(const std::wstring& name, const lab::StoreOptions& options = {}) {
-    return profile_.AddSecondaryStore(Address(name), StorePath(name + L".qsf"), options);
+    return LabTest::Add(name, options);
   }
   lab::Service AddEmbedded(const std::wstring& name, const lab::Service& parent) {
     AddUser(kServerId, Address(name));
-    return profile_.AddEmbeddedStore(Address(name), parent);
+    return LabTest::AddEmbedded(name, parent);
   }
 
   // user1@example.com to user<count>@example.com, with stores that compare in this order.
@@ -99,7 +94,6 @@ class AssignAgentsTest : public DatabaseLabTest {
 
   int AgentOf(const std::wstring& name) { return Database().AgentOf(Address(name)).value_or(-1); }
 
-  const lab::Profile profile_{L"Main"};
   lab::Service root_;
 };
 
@@ -107,7 +101,7 @@ class AssignAgentsTest : public DatabaseLabTest {
 
 TEST_F(AssignAgentsTest, EveryStoreGetsTheNextAgent) {
   for (const wchar_t* name : {L"ann", L"bob", L"cid", L"dan", L"eve"}) Add(name);
-  EXPECT_EQ(Assign({L"-b", L"10", L"-n", L"3"}),
+  EXPECT_EQ(Assign("-b 10 -n 3"),
             Text({"Base Agentid=10", "Number of Agents=3", "Assigned 5 of 5 users ...", "Done"}));
   EXPECT_EQ(Updates(),
             (Strings{"UPDATE UserConfig SET AgentId=10 WHERE MailboxDN='ann@example.com';"
@@ -121,27 +115,23 @@ TEST_F(AssignAgentsTest, EveryStoreGetsTheNextAgent) {
 
 TEST_F(AssignAgentsTest, OneAgentGetsEveryStore) {
   for (const wchar_t* name : {L"ann", L"bob", L"cid"}) Add(name);
-  Assign({L"-n", L"1"});
+  Assign("-n 1");
   EXPECT_EQ(Updates(),
             (Strings{UpdateOf(200, "ann") + UpdateOf(200, "bob") + UpdateOf(200, "cid")}));
 }
 
 TEST_F(AssignAgentsTest, NoAgentsLeaveTheBaseForEveryStore) {
   for (const wchar_t* name : {L"ann", L"bob", L"cid"}) Add(name);
-  EXPECT_EQ(Assign({L"-n", L"0"}),
+  EXPECT_EQ(Assign("-n 0"),
             Text({"Base Agentid=200", "Number of Agents=0", "Assigned 3 of 3 users ...", "Done"}));
   EXPECT_EQ(Updates(),
             (Strings{UpdateOf(200, "ann") + UpdateOf(200, "bob") + UpdateOf(200, "cid")}));
 }
 
 TEST_F(AssignAgentsTest, StoresComeInTheOrderOfTheirEntryIds) {
-  lab::StoreOptions last;
-  last.order = 1000;
-  Add(L"ann", last);
-  lab::StoreOptions atFront;
-  atFront.position = 0;
+  Add(L"ann", {.order = 1000});
   Add(L"bob");
-  Add(L"cid", atFront);
+  Add(L"cid", {.position = 0});
   Assign();
   EXPECT_EQ(Updates(),
             (Strings{UpdateOf(200, "bob") + UpdateOf(201, "cid") + UpdateOf(200, "ann")}));
@@ -150,12 +140,12 @@ TEST_F(AssignAgentsTest, StoresComeInTheOrderOfTheirEntryIds) {
 TEST_F(AssignAgentsTest, TheRootStoreIsNeitherAssignedNorCounted) {
   AddUser(kServerId, Address(L"bes"), 5);
   Add(L"ann");
-  EXPECT_EQ(Assign({L"-e"}), Output({Assigned(1, 1), "Done"}));
+  EXPECT_EQ(Assign("-e"), Output({Assigned(1, 1), "Done"}));
   EXPECT_EQ(AgentOf(L"bes"), 5);
 }
 
 TEST_F(AssignAgentsTest, AStoreThatIsNoUsersIsAssignedToo) {
-  AddStore(L"ann");
+  LabTest::Add(L"ann");
   EXPECT_EQ(Assign(), Output({Assigned(1, 1), "Done"}));
   EXPECT_EQ(Updates(), (Strings{UpdateOf(200, "ann")}));
 }
@@ -176,7 +166,7 @@ TEST_F(AssignAgentsTest, TheMailboxDecidesNotTheUserName) {
   user.mailboxDn = Address(L"ann");
   user.userDeleteStatus = 1;
   Database().AddUser(user);
-  AddStore(L"ann");
+  LabTest::Add(L"ann");
   Assign();
   EXPECT_EQ(Database().AgentOf(L"/o=Org/cn=ann"), 5);
   EXPECT_EQ(AgentOf(L"ann"), 200);
@@ -184,7 +174,7 @@ TEST_F(AssignAgentsTest, TheMailboxDecidesNotTheUserName) {
 
 TEST_F(AssignAgentsTest, AddressesAreWrittenInLowerCase) {
   AddUser(kServerId, L"ANN@Example.COM");
-  profile_.AddSecondaryStore(L"Ann@EXAMPLE.com", StorePath(L"ann.qsf"));
+  LabTest::Add(L"Ann@EXAMPLE.com");
   EXPECT_EQ(Assign(), Output({Assigned(1, 1), "Done"}));
   EXPECT_EQ(Updates(), (Strings{UpdateOf(200, "ann")}));
   EXPECT_EQ(AgentOf(L"ann"), 200);
@@ -193,9 +183,10 @@ TEST_F(AssignAgentsTest, AddressesAreWrittenInLowerCase) {
 TEST_F(AssignAgentsTest, OnlyTheLettersAToZAreLowerCased) {
   const std::wstring kName = L"\u00c4NNE.\u65e5\U0001F600@Example.COM";
   AddUser(kServerId, kName);
-  profile_.AddSecondaryStore(kName, StorePath(L"anne.qsf"));
+  LabTest::Add(kName);
   EXPECT_EQ(Assign(), Output({Assigned(1, 1), "Done"}));
-  EXPECT_EQ(Updates(), (Strings{Update(200, ToUtf8(L"\u00c4nne.\u65e5\U0001F600@example.com"))}));
+  EXPECT_EQ(Updates(),
+            (Strings{Update(200, Utf8FromWide(L"\u00c4nne.\u65e5\U0001F600@example.com"))}));
   EXPECT_EQ(Database().AgentOf(kName), 200);
 }
 
@@ -244,8 +235,8 @@ TEST_F(AssignAgentsTest, OneMoreIsABatchOfItsOwn) {
 
 TEST_F(AssignAgentsTest, BatchesAreRunAsTheyFill) {
   AddSampleUsers(201);
-  Faults().DelayNth("ICommand::Execute", 4, 5000);  // the second batch
-  RunningProgram program = StartAdmin({L"-assignAgents", L"-p", L"Main"});
+  Faults().DelayNth("ICommand::Execute", 4, 2000);  // the second batch
+  RunningProgram program = StartAdmin("-assignAgents -p Main");
   ASSERT_TRUE(program.WaitForOutput("Assigned 100 of 201 users ...\r\n"));
   EXPECT_EQ(program.OutputSoFar(), Output({Assigned(100, 201)}));
   EXPECT_EQ(program.Wait().output,
@@ -401,33 +392,27 @@ TEST_P(AssignAgentsLimitsTest, AreThese) {
 
 INSTANTIATE_TEST_SUITE_P(
     Switches, AssignAgentsLimitsTest,
-    ::testing::Values(Limits{"None", {}, 200, 2}, Limits{"HighestBase", {L"-b", L"400"}, 400, 2},
-                      Limits{"BaseTooHigh", {L"-b", L"401"}, 200, 2},
-                      Limits{"NegativeBase", {L"-b", L"-5"}, 200, 2},
-                      Limits{"ZeroBase", {L"-b", L"0"}, 0, 2},
-                      Limits{"BaseInLetters", {L"-b", L"abc"}, 0, 2},
-                      Limits{"BaseWithLettersBehind", {L"-b", L"12x"}, 12, 2},
-                      Limits{"BaseLast", {L"-b"}, 200, 2},
-                      Limits{"BaseTwice", {L"-b", L"10", L"-b", L"20"}, 20, 2},
-                      Limits{"BaseTakesTheNextSwitch", {L"-b", L"-n", L"5"}, 0, 2},
-                      Limits{"MostAgents", {L"-n", L"100"}, 200, 100},
-                      Limits{"TooManyAgents", {L"-n", L"101"}, 200, 2},
-                      Limits{"NegativeAgents", {L"-n", L"-1"}, 200, 2},
-                      Limits{"OneAgent", {L"-n", L"1"}, 200, 1},
-                      Limits{"AgentsInLetters", {L"-n", L"many"}, 200, 0},
-                      Limits{"Both", {L"-n", L"3", L"-b", L"1"}, 1, 3},
-                      Limits{"Capitals", {L"-B", L"10", L"-N", L"3"}, 200, 2}),
+    ::testing::Values(
+        Limits{"None", {}, 200, 2}, Limits{"HighestBase", "-b 400", 400, 2},
+        Limits{"BaseTooHigh", "-b 401", 200, 2}, Limits{"NegativeBase", "-b -5", 200, 2},
+        Limits{"ZeroBase", "-b 0", 0, 2}, Limits{"BaseInLetters", "-b abc", 0, 2},
+        Limits{"BaseWithLettersBehind", "-b 12x", 12, 2}, Limits{"BaseLast", "-b", 200, 2},
+        Limits{"BaseTwice", "-b 10 -b 20", 20, 2},
+        Limits{"BaseTakesTheNextSwitch", "-b -n 5", 0, 2}, Limits{"MostAgents", "-n 100", 200, 100},
+        Limits{"TooManyAgents", "-n 101", 200, 2}, Limits{"NegativeAgents", "-n -1", 200, 2},
+        Limits{"OneAgent", "-n 1", 200, 1}, Limits{"AgentsInLetters", "-n many", 200, 0},
+        Limits{"Both", "-n 3 -b 1", 1, 3}, Limits{"Capitals", "-B 10 -N 3", 200, 2}),
     kByName);
 
 TEST_F(AssignAgentsTest, WithoutAProfileTheUsageIsShown) {
-  EXPECT_EQ(Run({L"-assignAgents", L"-e"}), AssignAgentsUsage());
-  EXPECT_EQ(Run({L"-assignAgents", L"-p"}), AssignAgentsUsage());
+  EXPECT_EQ(Run("-assignAgents -e"), AssignAgentsUsage());
+  EXPECT_EQ(Run("-assignAgents -p"), AssignAgentsUsage());
   EXPECT_TRUE(Journal().empty());
 }
 
 TEST_F(AssignAgentsTest, VerboseShowsHandlerConnectionAndEnd) {
   Add(L"ann");
-  EXPECT_EQ(Assign({L"-v"}),
+  EXPECT_EQ(Assign("-v"),
             Text({"The Control Handler is installed.", "Base Agentid=200", "Number of Agents=2",
                   kConnectionLine, Assigned(1, 1), "Done", "Exiting."}));
 }
@@ -450,7 +435,7 @@ TEST_F(AssignAgentsTest, TheControllerIsStartedBehindDone) {
   Add(L"ann");
   EXPECT_EQ(Assign(), Output({Assigned(1, 1), "Done"}));
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
-  EXPECT_EQ(Assign({L"-c"}),
+  EXPECT_EQ(Assign("-c"),
             Output({Assigned(1, 1), "Done", "Starting BlackBerry Controller Service."}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
@@ -458,7 +443,7 @@ TEST_F(AssignAgentsTest, TheControllerIsStartedBehindDone) {
 TEST_F(AssignAgentsTest, TheControllerIsStartedAfterAFailureToo) {
   SetController(lab::ControllerState::kStopped);
   Faults().FailEach("IProfAdmin::AdminServices", 0x80040111);
-  EXPECT_EQ(Assign({L"-c"}),
+  EXPECT_EQ(Assign("-c"),
             Output({"CStoreManager::LoadCache: AdminServices failed : 0x80040111",
                     "AssignUsersToAgents: StoreManager::LoadCache failed : 0x80040111",
                     "Starting BlackBerry Controller Service."}));
@@ -494,7 +479,7 @@ class ServerNameTest : public AssignAgentsTest {
 
   void ExpectNotFound() {
     EXPECT_EQ(Assign(), Output({"AssignUsersToAgents: Failed to find server '" +
-                                ToUtf8(ComputerName()) + "'"}));
+                                Utf8FromWide(ComputerName()) + "'"}));
     EXPECT_EQ(Statements(), (Strings{kSelectServers}));
     EXPECT_TRUE(Calls("MAPIAdminProfiles").empty());
   }
@@ -558,7 +543,7 @@ TEST_F(ServerNameTest, AComputerWithoutNameIsReported) {
 }
 
 TEST_F(AssignAgentsTest, AProfileThatDoesNotExistFailsTheLoad) {
-  EXPECT_EQ(Run({L"-assignAgents", L"-p", L"Other"}),
+  EXPECT_EQ(Run("-assignAgents -p Other"),
             Output({"CStoreManager::LoadCache: AdminServices failed : 0x8004010f",
                     "AssignUsersToAgents: StoreManager::LoadCache failed : 0x8004010f"}));
 }
@@ -567,14 +552,14 @@ TEST_F(AssignAgentsTest, ASkippedLastServiceFailsTheLoad) {
   Add(L"ann");
   lab::StoreOptions options;
   options.withAddress = false;
-  AddStore(L"bob", options);
+  LabTest::Add(L"bob", options);
   EXPECT_EQ(Assign(), Output({"AssignUsersToAgents: StoreManager::LoadCache failed : 0x8004010f"}));
   EXPECT_EQ(Updates(), Strings());
 }
 
 TEST_F(AssignAgentsTest, AnOrphanThatCannotBeDeletedFailsTheLoad) {
   Add(L"ann");
-  profile_.AddOrphan(Address(L"bob"));
+  AddOrphan(L"bob");
   Faults().FailEach("IMsgServiceAdmin::DeleteMsgService", 0x80070005);
   EXPECT_EQ(Assign(), Output({"Serious error: *** Parent store not found for 'bob@example.com' ***",
                               "Deleting orphan embedded store.", "DeleteMsgService : 0x80070005",
@@ -608,7 +593,7 @@ TEST_F(AssignAgentsTest, TheLogonThatFailsEndsTheCommand) {
 TEST_F(AssignAgentsTest, CtrlCWhileCreatingEndsTheCommand) {
   Database().AddSampleUsers(kServerId, 7);
   Faults().DelayMatching("IExchangeManageStore::CreateStoreEntryID", L"user", kTimeForCtrlC);
-  RunningProgram program = StartAdmin({L"-assignAgents", L"-p", L"Main"});
+  RunningProgram program = StartAdmin("-assignAgents -p Main");
   ASSERT_TRUE(program.WaitForOutput("Creating store for 'user5@example.com'\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
   Strings expected = {"AssignUsersToAgents: Creating 7 MAPI stores..."};
@@ -626,7 +611,7 @@ TEST_F(AssignAgentsTest, CtrlCWhileCreatingEndsTheCommand) {
 TEST_F(AssignAgentsTest, CtrlCDoesNotEndTheAssignment) {
   AddSampleUsers(150);
   Faults().DelayNth("ICommand::Execute", 3, kTimeForCtrlC);  // the first batch
-  RunningProgram program = StartAdmin({L"-assignAgents", L"-p", L"Main", L"-v"});
+  RunningProgram program = StartAdmin("-assignAgents -p Main -v");
   ASSERT_TRUE(program.WaitForOutput(kConnectionLine));
   ASSERT_TRUE(program.SendCtrlC());
   ASSERT_TRUE(program.WaitForOutput("*User Break"));
@@ -641,7 +626,7 @@ class CreationTest : public AssignAgentsTest {
  protected:
   std::string AssignWithPause() {
     const auto start = std::chrono::steady_clock::now();
-    const std::string output = Assign();
+    std::string output = Assign();
     EXPECT_GE(std::chrono::steady_clock::now() - start, kPause);
     return output;
   }
@@ -652,7 +637,8 @@ class CreationTest : public AssignAgentsTest {
     std::sort(services.begin(), services.end(),
               [](const auto& left, const auto& right) { return left.EntryId() < right.EntryId(); });
     Strings addresses;
-    for (const lab::Service& service : services) addresses.push_back(ToUtf8(*service.address));
+    for (const lab::Service& service : services)
+      addresses.push_back(Utf8FromWide(*service.address));
     std::erase(addresses, "bes@example.com");
     return addresses;
   }
@@ -668,7 +654,7 @@ TEST_F(CreationTest, UsersWithoutStoreGetOneAndAnAgent) {
                     "Creating store for 'dan@example.com'", Assigned(4, 4), "Done"}));
   EXPECT_EQ(AddressesInOrder().size(), 4U);
   for (const wchar_t* name : {L"ann", L"cid", L"dan"}) {
-    EXPECT_TRUE(std::filesystem::exists(StorePath(Address(name) + L".qsf"))) << ToUtf8(name);
+    EXPECT_TRUE(std::filesystem::exists(StorePath(Address(name) + L".qsf"))) << Utf8FromWide(name);
   }
   std::string batch;
   for (const std::string& address : AddressesInOrder()) {

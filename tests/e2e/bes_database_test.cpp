@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <objbase.h>
 
-#include <cstdio>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -27,17 +26,11 @@ constexpr char kNoGuid[] = "{00000000-0000-0000-0000-000000000000}";
 constexpr char kOpenRowsetInterface[] = "{0C733A69-2A1C-11CE-ADE5-00AA0044773D}";
 
 std::string Failed(const std::string& what, uint32_t result) {
-  char number[16];
-  std::snprintf(number, sizeof(number), "0x%x", result);
-  return what + " failed : " + number;
+  return what + " failed : " + lab::HexNumber(result);
 }
 
 // The client that works on the database without a command around it.
-RunOptions Client() {
-  RunOptions options;
-  options.program = LabBinaries() / L"database_client.exe";
-  return options;
-}
+RunOptions Client() { return {.program = LabBinaries() / L"database_client.exe"}; }
 
 // A server with two users, and a profile in which both have stores, so that every command gets to
 // the end.
@@ -46,11 +39,10 @@ class BesDatabaseTest : public DatabaseLabTest {
   void SetUp() override {
     DatabaseLabTest::SetUp();
     Database().AddServer(7, ComputerName());
-    const lab::Profile profile(L"Main");
-    profile.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"));
+    AddRoot();
     for (const std::wstring name : {L"ann", L"bob"}) {
       AddUser(7, name + L"@example.com", 200);
-      profile.AddSecondaryStore(name + L"@example.com", StorePath(name + L".qsf"));
+      Add(name);
     }
   }
 
@@ -73,23 +65,19 @@ struct Command : NamedCase {
   Strings after;  // with the HRESULT in the place of "#"
 };
 
-const Command kListServers = {"listServers", {L"-listServers"}, {}, {}};
-const Command kListAgents = {"listAgents",
-                             {L"-listAgents", L"-s", L"BES01"},
-                             {},
-                             {"qrvAdminListAgents: GetServers failed : #"}};
+const Command kListServers = {"listServers", "-listServers", {}, {}};
+const Command kListAgents = {
+    "listAgents", "-listAgents -s BES01", {}, {"qrvAdminListAgents: GetServers failed : #"}};
 const Command kAssignAgents = {"assignAgents",
-                               {L"-assignAgents", L"-p", L"Main"},
+                               "-assignAgents -p Main",
                                {"Base Agentid=200", "Number of Agents=2"},
                                {"AssignUsersToAgents: GetServers failed : #"}};
 
 // What a command prints when `lines`, also with "#", come from the database.
 std::string Around(const Command& command, const Strings& lines, uint32_t result) {
-  char number[16];
-  std::snprintf(number, sizeof(number), "0x%x", result);
   Strings all = command.before + lines + command.after;
   for (std::string& line : all) {
-    if (line.ends_with('#')) line.replace(line.size() - 1, 1, number);
+    if (line.ends_with('#')) line.replace(line.size() - 1, 1, lab::HexNumber(result));
   }
   return Text(all);
 }
@@ -129,7 +117,7 @@ TEST_P(BesLocationValueTest, ThatIsMissingOrNoTextIsNotFound) {
   const Spoilt& spoilt = GetParam();
   ASSERT_TRUE(spoilt.content ? lab::SetBesRegistryValue(spoilt.value, *spoilt.content)
                              : lab::RemoveBesRegistryValue(spoilt.value));
-  EXPECT_EQ(Run({L"-listServers"}),
+  EXPECT_EQ(Run("-listServers"),
             Around(kListServers,
                    {"CBESDatabase::GetConnectionString: Unable to read BES Database properties : #",
                     "CBESDatabase::Connect: GetConnectionString failed : #",
@@ -162,7 +150,7 @@ TEST_F(BesDatabaseTest, TheKeyIsNotLookedForAmong32BitPrograms) {
     EXPECT_TRUE(key.Write(lab::kBesServerValue, lab::TextValue(L"SRV", REG_SZ)));
     EXPECT_TRUE(key.Write(lab::kBesDatabaseValue, lab::TextValue(L"BES", REG_SZ)));
   }
-  EXPECT_EQ(Lines(Run({L"-listServers"})).back(),
+  EXPECT_EQ(Lines(Run("-listServers")).back(),
             Failed("CBESDatabase::GetServers: Connect", kFileNotFound));
   EXPECT_TRUE(lab::DeleteKeyTree(HKEY_LOCAL_MACHINE, other));
 }
@@ -180,10 +168,11 @@ class ConnectionStringTest : public BesDatabaseTest,
 TEST_P(ConnectionStringTest, HoldsTheValuesAsTheyAre) {
   const Location& location = GetParam();
   ASSERT_TRUE(lab::SetBesDatabaseLocation(location.server, location.database));
-  const Strings lines = Lines(Run({L"-listAgents", L"-s", L"none", L"-v"}));
+  const Strings lines = Lines(Run("-listAgents -s none -v"));
   ASSERT_FALSE(lines.empty());
-  EXPECT_EQ(lines[0], "Connection string=Provider=SQLOLEDB;Server=" + ToUtf8(location.server) +
-                          ";Database=" + ToUtf8(location.database) + ";Trusted_Connection=Yes");
+  EXPECT_EQ(lines[0],
+            "Connection string=Provider=SQLOLEDB;Server=" + Utf8FromWide(location.server) +
+                ";Database=" + Utf8FromWide(location.database) + ";Trusted_Connection=Yes");
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -197,9 +186,10 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(BesDatabaseTest, TheProviderGetsServerAndDatabase) {
   SetProviderOptions(L"server=SRV;database=BES");
-  EXPECT_EQ(Run({L"-listServers"}), Text({"Id: 7", "MachineName: " + ToUtf8(ComputerName()), " "}));
+  EXPECT_EQ(Run("-listServers"),
+            Text({"Id: 7", "MachineName: " + Utf8FromWide(ComputerName()), " "}));
   SetProviderOptions(L"server=SRV;database=BES2");
-  EXPECT_EQ(Run({L"-listServers"}),
+  EXPECT_EQ(Run("-listServers"),
             Text({Failed("CBESDatabase::Connect: OpenFromInitializationString", kFail),
                   Failed("CBESDatabase::GetServers: Connect", kFail)}));
 }
@@ -215,8 +205,8 @@ TEST_F(BesDatabaseTest, AConnectionStringBeyondALineIsShownCutAndUsedWhole) {
 }
 
 TEST_F(BesDatabaseTest, TheConnectionStringIsShownOnceARunAndOnlyInVerboseMode) {
-  EXPECT_EQ(CountLines(Run({L"-assignAgents", L"-p", L"Main", L"-v"}), kConnectionLine), 1);
-  EXPECT_EQ(CountLines(Run({L"-assignAgents", L"-p", L"Main"}), kConnectionLine), 0);
+  EXPECT_EQ(CountLines(Run("-assignAgents -p Main -v"), kConnectionLine), 1);
+  EXPECT_EQ(CountLines(Run("-assignAgents -p Main"), kConnectionLine), 0);
   ASSERT_EQ(Calls("IDBInitialize::Initialize").size(), 2U);
   EXPECT_EQ(Calls("IDBCreateSession::CreateSession").size(), 2U);
 }
@@ -224,7 +214,7 @@ TEST_F(BesDatabaseTest, TheConnectionStringIsShownOnceARunAndOnlyInVerboseMode) 
 TEST_F(BesDatabaseTest, TheConnectionStringIsShownBeforeAnOpenThatFails) {
   Faults().FailEach("IDBInitialize::Initialize", kFail);
   EXPECT_EQ(
-      Run({L"-listAgents", L"-s", L"BES01", L"-v"}),
+      Run("-listAgents -s BES01 -v"),
       Text({kConnectionLine, Failed("CBESDatabase::Connect: OpenFromInitializationString", kFail),
             Failed("CBESDatabase::GetServers: Connect", kFail),
             Failed("qrvAdminListAgents: GetServers", kFail), "Exiting."}));
@@ -232,7 +222,7 @@ TEST_F(BesDatabaseTest, TheConnectionStringIsShownBeforeAnOpenThatFails) {
 
 TEST_F(BesDatabaseTest, ALocationThatCannotBeReadIsNotShown) {
   ASSERT_TRUE(lab::RemoveBesRegistryKey());
-  EXPECT_EQ(Lines(Run({L"-listAgents", L"-s", L"BES01", L"-v"})).front(),
+  EXPECT_EQ(Lines(Run("-listAgents -s BES01 -v")).front(),
             "CBESDatabase::GetConnectionString: Unable to read BES Database properties : "
             "0x80070002");
 }
@@ -276,20 +266,20 @@ TEST_F(BesDatabaseTest, AProviderThatIsNotInstalledFailsTheOpening) {
   ASSERT_TRUE(lab::UnregisterOledbProvider());
   CLSID unused;
   const auto expected = static_cast<uint32_t>(CLSIDFromProgID(L"SQLOLEDB", &unused));
-  EXPECT_EQ(Run({L"-listServers"}),
+  EXPECT_EQ(Run("-listServers"),
             Text({Failed("CBESDatabase::Connect: OpenFromInitializationString", expected),
                   Failed("CBESDatabase::GetServers: Connect", expected)}));
 }
 
 TEST_F(BesDatabaseTest, TheSessionIsAskedForTheOpeningOfRowsets) {
-  Run({L"-listServers"});
+  Run("-listServers");
   const auto sessions = Calls("IDBCreateSession::CreateSession");
   ASSERT_EQ(sessions.size(), 1U);
   EXPECT_EQ(sessions[0].Argument("iid"), kOpenRowsetInterface);
 }
 
 TEST_F(BesDatabaseTest, UpdatesAskForNoRowset) {
-  Run({L"-assignAgents", L"-p", L"Main"});
+  Run("-assignAgents -p Main");
   const auto executed = Calls("ICommand::Execute");
   ASSERT_EQ(executed.size(), 3U);
   EXPECT_NE(executed[0].Argument("iid"), kNoGuid);
@@ -298,16 +288,16 @@ TEST_F(BesDatabaseTest, UpdatesAskForNoRowset) {
 }
 
 TEST_F(BesDatabaseTest, ASecondConnectDoesNothing) {
-  EXPECT_EQ(RunClient({L"-v", L"connect", L"connect", L"servers"}),
-            Text({kConnectionLine, "connect = 0x0", "connect = 0x0", ToUtf8(ComputerName()) + ": 7",
-                  "servers = 0x0"}));
+  EXPECT_EQ(RunClient("-v connect connect servers"),
+            Text({kConnectionLine, "connect = 0x0", "connect = 0x0",
+                  Utf8FromWide(ComputerName()) + ": 7", "servers = 0x0"}));
   EXPECT_EQ(Calls("IDBInitialize::Initialize").size(), 1U);
   EXPECT_EQ(Calls("IDBCreateSession::CreateSession").size(), 1U);
 }
 
 TEST_F(BesDatabaseTest, AfterAFailedSessionTheNextOperationTriesAgain) {
   Faults().FailNth("IDBCreateSession::CreateSession", 1, kFail);
-  EXPECT_EQ(RunClient({L"-v", L"count", L"7", L"count", L"7"}),
+  EXPECT_EQ(RunClient("-v count 7 count 7"),
             Text({kConnectionLine, Failed("CBESDatabase::Connect: Session open", kFail),
                   Failed("CBESDatabase::CountServerUsers: Connect", kFail), "4711",
                   "count = 0x80004005", kConnectionLine, "2", "count = 0x0"}));
@@ -316,7 +306,7 @@ TEST_F(BesDatabaseTest, AfterAFailedSessionTheNextOperationTriesAgain) {
 
 TEST_F(BesDatabaseTest, AfterAFailedOpeningTheNextOperationTriesAgain) {
   Faults().FailNth("IDBInitialize::Initialize", 1, kFail);
-  EXPECT_EQ(RunClient({L"connect", L"count", L"7"}),
+  EXPECT_EQ(RunClient("connect count 7"),
             Text({Failed("CBESDatabase::Connect: OpenFromInitializationString", kFail),
                   "connect = 0x80004005", "2", "count = 0x0"}));
 }
@@ -332,23 +322,23 @@ TEST_P(UnconnectedTest, OperationsNameThemselves) {
   const Strings lines = Lines(RunClient(GetParam().words));
   ASSERT_GE(lines.size(), 2U);
   EXPECT_EQ(lines[1], Failed(std::string("CBESDatabase::") + GetParam().name + ": Connect", kFail));
-  EXPECT_EQ(lines.back(), ToUtf8(GetParam().words[0]) + " = 0x80004005");
+  EXPECT_EQ(lines.back(), Utf8FromWide(GetParam().words[0]) + " = 0x80004005");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Operations, UnconnectedTest,
-    ::testing::Values(Operation{"GetServers", {L"servers"}},
-                      Operation{"CountServerUsers", {L"count", L"7"}},
-                      Operation{"GetServerUserNames", {L"names", L"7"}},
-                      Operation{"GetServerUserNamesByAgentId", {L"agents", L"7"}},
-                      Operation{"Execute", {L"execute", L"UPDATE UserConfig SET AgentId=1;"}}),
+    ::testing::Values(Operation{"GetServers", "servers"}, Operation{"CountServerUsers", "count 7"},
+                      Operation{"GetServerUserNames", "names 7"},
+                      Operation{"GetServerUserNamesByAgentId", "agents 7"},
+                      Operation{"Execute", "execute \"UPDATE UserConfig SET AgentId=1;\""}),
     kByName);
 
 TEST_F(BesDatabaseTest, AStatementThatFailsIsToldAndTheConnectionKept) {
-  EXPECT_EQ(RunClient({L"execute", L"UPDATE NoTable SET AgentId=1;", L"execute",
-                       L"UPDATE UserConfig SET AgentId=9;"}),
-            Text({"CBESDatabase::Execute: Failed to execute SQL : 0x80040e37",
-                  "execute = 0x80040e37", "execute = 0x0"}));
+  EXPECT_EQ(
+      RunClient(
+          "execute \"UPDATE NoTable SET AgentId=1;\" execute \"UPDATE UserConfig SET AgentId=9;\""),
+      Text({"CBESDatabase::Execute: Failed to execute SQL : 0x80040e37", "execute = 0x80040e37",
+            "execute = 0x0"}));
   EXPECT_EQ(Database().AgentOf(L"ann@example.com"), 9);
   EXPECT_EQ(Calls("IDBInitialize::Initialize").size(), 1U);
 }
@@ -366,7 +356,7 @@ Query ServersQuery() { return {"GetServers", 1, kListServers, kSelectServers}; }
 Query CountQuery() {
   return {"CountServerUsers",
           2,
-          {"", {L"-listServers", L"-c"}, {}, {}},
+          {"", "-listServers -c", {}, {}},
           "SELECT COUNT(*) From UserConfig WHERE ServerConfigId=7 AND UserDeleteStatus=0;"};
 }
 
@@ -520,7 +510,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(BesDatabaseTest, OfARowWithoutAnythingTheIdIsMissedFirst) {
   Database().AddServer({std::nullopt, std::nullopt});
-  EXPECT_EQ(Run({L"-listServers"}), Text({"CBESDatabase::GetServers: Failed to read Id column"}));
+  EXPECT_EQ(Run("-listServers"), Text({"CBESDatabase::GetServers: Failed to read Id column"}));
 }
 
 // Rows before and behind the one that fails.
@@ -528,15 +518,15 @@ TEST_F(BesDatabaseTest, OfARowWithoutAnythingTheIdIsMissedFirst) {
 TEST_F(BesDatabaseTest, RowsBeforeANullNameAreKeptAndThoseBehindNotRead) {
   Database().AddServer({8, std::nullopt});
   Database().AddServer(9, L"BES09");
-  EXPECT_EQ(RunClient({L"servers"}),
-            Text({"CBESDatabase::GetServers: NULL server name", ToUtf8(ComputerName()) + ": 7",
-                  "servers = 0x80004005"}));
+  EXPECT_EQ(RunClient("servers"),
+            Text({"CBESDatabase::GetServers: NULL server name",
+                  Utf8FromWide(ComputerName()) + ": 7", "servers = 0x80004005"}));
 }
 
 TEST_F(BesDatabaseTest, RowsBeforeANullUserAreKept) {
   Database().AddUser(User(std::nullopt, 200));
   AddUser(7, L"zoe@example.com", 300);
-  EXPECT_EQ(RunClient({L"names", L"7", L"agents", L"7"}),
+  EXPECT_EQ(RunClient("names 7 agents 7"),
             Text({"CBESDatabase::GetServerUserNames: NULL user name", "ann@example.com",
                   "bob@example.com", "names = 0x80004005",
                   "CBESDatabase::GetServerUserNamesByAgentId: NULL user name", "agent 200",
@@ -546,14 +536,14 @@ TEST_F(BesDatabaseTest, RowsBeforeANullUserAreKept) {
 TEST_F(BesDatabaseTest, AUserWithoutAgentCountsForNone) {
   Database().AddUser(User(L"cid@example.com", std::nullopt));
   EXPECT_EQ(
-      RunClient({L"agents", L"7"}),
+      RunClient("agents 7"),
       Text({"CBESDatabase::GetServerUserNamesByAgentId: Failed to read AgentId column", "agent 200",
             "200: ann@example.com", "200: bob@example.com", "agents = 0x80004005"}));
 }
 
 TEST_F(BesDatabaseTest, RowsBeforeAFailedMoveAreKept) {
   Faults().FailNth("next-row", 2, 0x80004004);
-  EXPECT_EQ(RunClient({L"names", L"7"}),
+  EXPECT_EQ(RunClient("names 7"),
             Text({"CBESDatabase::GetServerUserNames: MoveNext failed : 0x80004004",
                   "ann@example.com", "bob@example.com", "names = 0x80004004"}));
 }
@@ -561,7 +551,7 @@ TEST_F(BesDatabaseTest, RowsBeforeAFailedMoveAreKept) {
 TEST_F(BesDatabaseTest, EmptyResultsAreSuccess) {
   Database().Run(L"DELETE FROM ServerConfig");
   Database().Run(L"DELETE FROM UserConfig");
-  EXPECT_EQ(RunClient({L"servers", L"count", L"7", L"names", L"7", L"agents", L"7"}),
+  EXPECT_EQ(RunClient("servers count 7 names 7 agents 7"),
             Text({"servers = 0x0", "0", "count = 0x0", "names = 0x0", "agents = 0x0"}));
 }
 
@@ -571,7 +561,7 @@ TEST_F(BesDatabaseTest, UsersAreListedInLowerCaseByAgent) {
   Database().Run(L"DELETE FROM UserConfig");
   AddUser(7, L"Alice", 3);
   AddUser(7, L"BOB", 3);
-  EXPECT_EQ(RunClient({L"agents", L"7"}), Text({"agent 3", "3: alice", "3: bob", "agents = 0x0"}));
+  EXPECT_EQ(RunClient("agents 7"), Text({"agent 3", "3: alice", "3: bob", "agents = 0x0"}));
 }
 
 TEST_F(BesDatabaseTest, UsersComeInRowOrderAndOnlyAToZAreFolded) {
@@ -580,23 +570,22 @@ TEST_F(BesDatabaseTest, UsersComeInRowOrderAndOnlyAToZAreFolded) {
   AddUser(7, L"\u0391\u65e5\U0001F600Ann");
   AddUser(7, L"ann");
   AddUser(7, L"ANN");
-  EXPECT_EQ(RunClient({L"names", L"7"}),
-            Text({ToUtf8(L"zo\u00cb@example.com"), ToUtf8(L"\u0391\u65e5\U0001F600ann"), "ann",
-                  "ann", "names = 0x0"}));
+  EXPECT_EQ(RunClient("names 7"),
+            Text({Utf8FromWide(L"zo\u00cb@example.com"), Utf8FromWide(L"\u0391\u65e5\U0001F600ann"),
+                  "ann", "ann", "names = 0x0"}));
 }
 
 TEST_F(BesDatabaseTest, NamesOf4000CharactersComeWhole) {
   Database().Run(L"DELETE FROM UserConfig");
   AddUser(7, std::wstring(3999, L'A') + L"Z");
   AddUser(7, L"bob");
-  EXPECT_EQ(RunClient({L"names", L"7"}),
-            Text({std::string(3999, 'a') + "z", "bob", "names = 0x0"}));
+  EXPECT_EQ(RunClient("names 7"), Text({std::string(3999, 'a') + "z", "bob", "names = 0x0"}));
 }
 
 TEST_F(BesDatabaseTest, AShorterNameBehindALongerOneComesAlone) {
   Database().Run(L"DELETE FROM UserConfig");
   for (const wchar_t* name : {L"longer@example.com", L"b", L"", L"cid"}) AddUser(7, name);
-  EXPECT_EQ(RunClient({L"names", L"7"}), "longer@example.com\r\nb\r\n\r\ncid\r\nnames = 0x0\r\n");
+  EXPECT_EQ(RunClient("names 7"), "longer@example.com\r\nb\r\n\r\ncid\r\nnames = 0x0\r\n");
 }
 
 // What providers are free to choose.
@@ -609,13 +598,13 @@ TEST_P(ProviderOptionsTest, MakeNoDifference) {
   Database().AddServer(8, L"zo\u00eb");
   AddUser(8, L"cid@example.com", 0);
   AddUser(7, L"dan@example.com", 100);
-  const std::string computer = ToUtf8(ComputerName());
-  EXPECT_EQ(Run({L"-listServers", L"-c"}),
+  const std::string computer = Utf8FromWide(ComputerName());
+  EXPECT_EQ(Run("-listServers -c"),
             Text({"Id: 7", "Users: 3", "MachineName: " + computer, " ", "Id: 8", "Users: 1",
-                  "MachineName: " + ToUtf8(L"zo\u00eb"), " "}));
+                  "MachineName: " + Utf8FromWide(L"zo\u00eb"), " "}));
   EXPECT_EQ(Run({L"-listAgents", L"-s", ComputerName()}),
             Text({"AgentId: 100", "Users: 1", " ", "AgentId: 200", "Users: 2", " "}));
-  EXPECT_EQ(Run({L"-assignAgents", L"-p", L"Main", L"-e"}),
+  EXPECT_EQ(Run("-assignAgents -p Main -e"),
             Text({"Base Agentid=200", "Number of Agents=2", "Assigned 2 of 2 users ...", "Done"}));
   EXPECT_EQ(Database().AgentOf(L"bob@example.com"), 201);
 }
@@ -629,7 +618,7 @@ INSTANTIATE_TEST_SUITE_P(Options, ProviderOptionsTest,
                                            L"rows=1;accessor=rowset;text=bstr;integer=i8",
                                            L"column:Id=i2;column:AgentId=numeric"),
                          [](const auto& testCase) {
-                           std::string name = ToUtf8(testCase.param);
+                           std::string name = Utf8FromWide(testCase.param);
                            for (char& c : name) c = std::isalnum(c) ? c : '_';
                            return name;
                          });
@@ -643,7 +632,7 @@ TEST_P(SignedOptionsTest, NegativeNumbersKeepTheirSign) {
   Database().AddServer(-9, L"BES09");
   AddUser(-9, L"ann@example.com", -100);
   AddUser(-9, L"bob@example.com", 100);
-  EXPECT_EQ(Run({L"-listAgents", L"-s", L"BES09"}),
+  EXPECT_EQ(Run("-listAgents -s BES09"),
             Text({"AgentId: -100", "Users: 1", " ", "AgentId: 100", "Users: 1", " "}));
 }
 
@@ -651,14 +640,15 @@ INSTANTIATE_TEST_SUITE_P(Options, SignedOptionsTest,
                          ::testing::Values(L"integer=i1", L"integer=i2", L"integer=i4",
                                            L"integer=i8", L"integer=numeric"),
                          [](const auto& testCase) {
-                           return ToUtf8(testCase.param.substr(testCase.param.find(L'=') + 1));
+                           return Utf8FromWide(
+                               testCase.param.substr(testCase.param.find(L'=') + 1));
                          });
 
 // A number that does not fit is no number.
 TEST_F(BesDatabaseTest, AnAgentBeyond32BitsCannotBeRead) {
   SetProviderOptions(L"integer=i8");
   Database().Run(L"UPDATE UserConfig SET AgentId=4294967296");
-  EXPECT_EQ(Lines(RunClient({L"agents", L"7"})).front(),
+  EXPECT_EQ(Lines(RunClient("agents 7")).front(),
             "CBESDatabase::GetServerUserNamesByAgentId: Failed to read AgentId column");
 }
 
@@ -678,14 +668,14 @@ class HugeNumberTest : public BesDatabaseTest {
 
 TEST_F(HugeNumberTest, IsNoAgent) {
   SetProviderOptions(L"column:AgentId=ui8");
-  EXPECT_EQ(RunClient({L"agents", L"7"}),
+  EXPECT_EQ(RunClient("agents 7"),
             Text({"CBESDatabase::GetServerUserNamesByAgentId: Failed to read AgentId column",
                   "agents = 0x80004005"}));
 }
 
 TEST_F(HugeNumberTest, IsShownWholeAsAText) {
   SetProviderOptions(L"column:UserName=ui8");
-  EXPECT_EQ(RunClient({L"names", L"7"}), Text({"18446744073709551610", "names = 0x0"}));
+  EXPECT_EQ(RunClient("names 7"), Text({"18446744073709551610", "names = 0x0"}));
 }
 
 }  // namespace

@@ -4,14 +4,13 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <map>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "lab/common/installation.h"
+#include "lab/common/text.h"
 #include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/output.h"
@@ -22,28 +21,22 @@ inline constexpr char kAllOk[] = "All stores are OK";
 inline constexpr char kShuttingDown[] = "Shutting down stores...";
 inline constexpr char kDone[] = "Done";
 
-inline std::string HexText(uint32_t result) {
-  char text[16];
-  std::snprintf(text, sizeof(text), "0x%x", static_cast<unsigned>(result));
-  return text;
-}
-
 inline std::string CheckingLine(size_t count) {
   return "CheckQsf: Checking " + std::to_string(count) + " MAPI stores...";
 }
 inline std::string StoreLine(std::wstring_view address) {
-  return "Checking store for '" + ToUtf8(address) + "'";
+  return "Checking store for '" + Utf8FromWide(address) + "'";
 }
 inline std::string LogonFailedLine(std::wstring_view address, uint32_t result) {
-  return "CheckQsf: Logon failed for '" + ToUtf8(address) + "' : " + HexText(result);
+  return "CheckQsf: Logon failed for '" + Utf8FromWide(address) + "' : " + lab::HexNumber(result);
 }
 inline std::string LogonToStoresFailedLine(uint32_t result) {
-  return "CheckQsf: LogonToStores failed : " + HexText(result);
+  return "CheckQsf: LogonToStores failed : " + lab::HexNumber(result);
 }
 // A worker's line: "StoreLogonThread: <what> for user '<address>' : <result>".
 inline std::string WorkerLine(std::string_view what, std::wstring_view address, uint32_t result) {
-  return "StoreLogonThread: " + std::string(what) + " for user '" + ToUtf8(address) +
-         "' : " + HexText(result);
+  return "StoreLogonThread: " + std::string(what) + " for user '" + Utf8FromWide(address) +
+         "' : " + lab::HexNumber(result);
 }
 
 // The lines of `output` that workers print, in byte order; and all others, as they were printed.
@@ -65,29 +58,16 @@ class CheckQsfFrame : public LabTest {
 
   static constexpr wchar_t kRootAddress[] = L"bes@example.com";
 
-  // The root store, which is the profile's default store unless the options differ.
-  lab::Service AddRoot(const lab::StoreOptions& options = {}) {
-    return profile_.AddRootStore(kRootAddress, StorePath(L"root.qsf"), options);
-  }
-
-  lab::Service AddStore(const std::wstring& address, const lab::StoreOptions& options = {}) {
-    files_[address] = StorePath(L"store" + std::to_wstring(files_.size()) + L".qsf");
-    return profile_.AddSecondaryStore(address, FileOf(address), options);
-  }
-
   // <prefix>01@example.com and so on.
   std::vector<std::wstring> AddStores(const std::wstring& prefix, size_t count) {
     std::vector<std::wstring> addresses;
     for (size_t i = 1; i <= count; ++i) {
       const std::wstring number = (i < 10 ? L"0" : L"") + std::to_wstring(i);
       addresses.push_back(prefix + number + L"@example.com");
-      AddStore(addresses.back());
+      Add(addresses.back());
     }
     return addresses;
   }
-
-  // Where AddStore put the store of `address`.
-  const std::wstring& FileOf(const std::wstring& address) const { return files_.at(address); }
 
   RunResult Check(const Words& more = {}) { return RunAdmin(Arguments(more)); }
   RunningProgram StartCheck(const Words& more = {}) { return StartAdmin(Arguments(more)); }
@@ -100,8 +80,9 @@ class CheckQsfFrame : public LabTest {
   std::map<uint32_t, Entries> CallsByWorker() const {
     std::map<uint32_t, Entries> threads;
     const Entries journal = Journal();
+    const lab::JournalEntry first = FirstOf(journal);
     for (const lab::JournalEntry& entry : journal) {
-      if (IsWorkerCall(entry, journal)) threads[entry.threadId].push_back(entry);
+      if (IsWorkerCall(entry, first)) threads[entry.threadId].push_back(entry);
     }
     return threads;
   }
@@ -130,17 +111,15 @@ class CheckQsfFrame : public LabTest {
   }
   void ExpectNoPause() const { EXPECT_LT(TimeBehindWorkers(), std::chrono::seconds(8)); }
 
-  lab::Profile profile_{L"Main"};
-
  private:
-  static std::vector<std::wstring> Arguments(const Words& more) {
-    return Words{L"-checkQsf", L"-p", L"Main"} + more;
-  }
+  static Words Arguments(const Words& more) { return "-checkQsf -p Main" + more; }
 
   // The main thread initialises MAPI before anything else is journalled. Another process may write
   // too: the controller service.
-  static bool IsWorkerCall(const lab::JournalEntry& entry, const Entries& journal) {
-    const lab::JournalEntry& first = lab::CallsOf(journal, "MAPIInitialize").at(0);
+  static lab::JournalEntry FirstOf(const Entries& journal) {
+    return lab::CallsOf(journal, "MAPIInitialize").at(0);
+  }
+  static bool IsWorkerCall(const lab::JournalEntry& entry, const lab::JournalEntry& first) {
     return entry.kind == lab::JournalEntry::Kind::kCall && entry.processId == first.processId &&
            entry.threadId != first.threadId;
   }
@@ -148,12 +127,12 @@ class CheckQsfFrame : public LabTest {
   Entries CallsOn(std::string_view call, bool ofWorkers) const {
     const Entries journal = Journal();
     Entries calls = lab::CallsOf(journal, call);
+    if (calls.empty()) return calls;
+    const lab::JournalEntry first = FirstOf(journal);
     std::erase_if(calls,
-                  [&](const auto& entry) { return IsWorkerCall(entry, journal) != ofWorkers; });
+                  [&](const auto& entry) { return IsWorkerCall(entry, first) != ofWorkers; });
     return calls;
   }
-
-  std::map<std::wstring, std::wstring> files_;
 };
 
 }  // namespace e2e

@@ -31,21 +31,19 @@ class CheckQsfTest : public CheckQsfFrame {
 
   static lab::QsfContent ReadStore(const std::wstring& file) {
     lab::QsfContent content;
-    EXPECT_EQ(lab::ReadQsf(file, &content), lab::QsfStatus::kOk) << ToUtf8(file);
+    EXPECT_EQ(lab::ReadQsf(file, &content), lab::QsfStatus::kOk) << Utf8FromWide(file);
     return content;
   }
 };
 
 TEST_F(CheckQsfTest, SoundStoresGetTheirFoldersAndTheControllerIsStarted) {
   AddRoot();
-  const lab::Service ann = AddStore(L"Ann@Example.com");
-  lab::StoreOptions withoutFile;
-  withoutFile.withFile = false;
-  AddStore(L"gone@example.com", withoutFile);
-  profile_.AddEmbeddedStore(L"bob@example.com", ann);
+  const lab::Service ann = Add(L"Ann@Example.com");
+  Add(L"gone", {.withFile = false});
+  AddEmbedded(L"bob", ann);
   SetController(lab::ControllerState::kStopped);
 
-  const RunResult result = Check({L"-c", L"-v"});
+  const RunResult result = Check("-c -v");
   EXPECT_EQ(result.output,
             Text({"The Control Handler is installed.", "CheckQsf: Checking 4 MAPI stores...",
                   "Checking store for 'bes@example.com'", "Checking store for 'ann@example.com'",
@@ -56,10 +54,10 @@ TEST_F(CheckQsfTest, SoundStoresGetTheirFoldersAndTheControllerIsStarted) {
   EXPECT_EQ(result.errorOutput, "");
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 
-  EXPECT_EQ(ReadStore(StorePath(L"root.qsf")).main.folders, kConnectorFolders);
+  EXPECT_EQ(ReadStore(StorePath(L"bes.qsf")).main.folders, kConnectorFolders);
   // The store file that was missing has been made anew.
-  EXPECT_EQ(ReadStore(FileOf(L"gone@example.com")).main.folders, kConnectorFolders);
-  const lab::QsfContent annsFile = ReadStore(FileOf(L"Ann@Example.com"));
+  EXPECT_EQ(ReadStore(FileOf(L"gone")).main.folders, kConnectorFolders);
+  const lab::QsfContent annsFile = ReadStore(FileOf(L"Ann"));
   EXPECT_EQ(annsFile.main.folders, kConnectorFolders);
   ASSERT_EQ(annsFile.embedded.size(), 1U);
   EXPECT_EQ(annsFile.embedded[0].owner, L"bob@example.com");
@@ -70,10 +68,8 @@ TEST_F(CheckQsfTest, SoundStoresGetTheirFoldersAndTheControllerIsStarted) {
 // The profile's default store is another product's. The service that cannot be started is told
 // before the line that says so.
 TEST_F(CheckQsfTest, AProfileWithoutConnectorStoresIsOkAfterThePause) {
-  lab::StoreOptions options;
-  options.serviceName = L"OTHERMS";
-  AddRoot(options);
-  EXPECT_EQ(Check({L"-c"}).output,
+  AddRoot({.serviceName = L"OTHERMS"});
+  EXPECT_EQ(Check("-c").output,
             Text({"CheckQsf: Checking 0 MAPI stores...", "All stores are OK",
                   "Shutting down stores...", "ServiceStartSvc. OpenService failed (1060)",
                   "Starting BlackBerry Controller Service.", "Done"}));
@@ -86,38 +82,33 @@ TEST_F(CheckQsfTest, AProfileWithoutConnectorStoresIsOkAfterThePause) {
 // Addresses are kept in lower case and filters as they were typed.
 TEST_F(CheckQsfTest, AFilterWithCapitalLettersMatchesNothing) {
   AddRoot();
-  AddStore(L"Ann@Example.com");
-  EXPECT_EQ(Check({L"-e", L"Ann@Example.com", L"ANN", L"nobody", L"*"}).output, SoundCheck({}));
+  Add(L"Ann@Example.com");
+  EXPECT_EQ(Check("-e Ann@Example.com ANN nobody *").output, SoundCheck({}));
   ExpectPause();
 }
 
 // Stores stand in the order of their entry IDs, whatever the filters' order, embedded ones among
 // them; two stores of one address are two stores, and a store that two filters match is one.
 TEST_F(CheckQsfTest, FiltersTakeEachMatchingStoreOnceInTheOrderOfTheStores) {
-  const auto at = [](uint32_t order) {
-    lab::StoreOptions options;
-    options.order = order;
-    return options;
-  };
-  profile_.AddRootStore(kRootAddress, StorePath(L"root.qsf"), at(50));
-  const lab::Service ann = AddStore(L"ann@example.com", at(40));
-  AddStore(L"zoe@example.com", at(10));
-  AddStore(L"carl@elsewhere.org", at(20));
-  profile_.AddEmbeddedStore(L"Hannah@example.com", ann, at(30));
-  profile_.AddEmbeddedStore(L"ann@example.com", ann, at(60));
-  AddStore(L"\u00c4rzte@example.com", at(70));
-  EXPECT_EQ(Check({L"-e", L"zoe", L"ann", L"an", L"\u00c4", L"\u00e4", L"example.comx"}).output,
+  AddRoot({.order = 50});
+  const lab::Service ann = Add(L"ann", {.order = 40});
+  Add(L"zoe", {.order = 10});
+  Add(L"carl@elsewhere.org", {.order = 20});
+  AddEmbedded(L"Hannah", ann, {.order = 30});
+  AddEmbedded(L"ann", ann, {.order = 60});
+  Add(L"\u00c4rzte", {.order = 70});
+  EXPECT_EQ(Check("-e zoe ann an \u00c4 \u00e4 example.comx").output,
             SoundCheck({L"zoe@example.com", L"hannah@example.com", L"ann@example.com",
                         L"ann@example.com", L"\u00c4rzte@example.com"}));
   // Opened twice, the folders are still there once.
-  EXPECT_EQ(ReadStore(FileOf(L"ann@example.com")).main.folders, kConnectorFolders);
+  EXPECT_EQ(ReadStore(FileOf(L"ann")).main.folders, kConnectorFolders);
 }
 
 TEST_F(CheckQsfTest, AnEmptyFilterMatchesEveryStore) {
   AddRoot();
-  AddStore(L"ann@example.com");
-  AddStore(L"bob@elsewhere.org");
-  EXPECT_EQ(Check({L"-e", L"nobody", L""}).output,
+  Add(L"ann");
+  Add(L"bob@elsewhere.org");
+  EXPECT_EQ(Check("-e nobody \"\"").output,
             SoundCheck({kRootAddress, L"ann@example.com", L"bob@elsewhere.org"}));
 }
 
@@ -132,16 +123,16 @@ TEST_F(CheckQsfTest, AddressesOutsideAsciiAreShownAndPassedInTheCodePage) {
   Strings expected = {CheckingLine(users.size())};
   Strings messages;
   for (const std::wstring& user : users) {
-    AddStore(user);
+    Add(user);
     const std::wstring mailbox = lab::WideFromNarrow(lab::NarrowFromWide(user));
-    mailboxes.push_back(ToUtf8(mailbox));
+    mailboxes.push_back(Utf8FromWide(mailbox));
     expected.push_back(StoreLine(user));
     if (mailbox == user) continue;
     messages.push_back(WorkerLine("Failed to open delegate store", user, 0x8004010f));
   }
   Faults().DelayEach("IExchangeManageStore::CreateStoreEntryID", 1000);
   expected.insert(expected.end(), {kAllOk, kShuttingDown, kDone});
-  const RunResult result = Check({L"-e", L"user"});
+  const RunResult result = Check("-e user");
   EXPECT_EQ(MainLines(result.output), expected);
   EXPECT_EQ(WorkerLines(result.output), Sorted(messages));
   Strings passed;
@@ -155,17 +146,17 @@ TEST_F(CheckQsfTest, AddressesOutsideAsciiAreShownAndPassedInTheCodePage) {
 // the stores, and the controller stays as it is.
 TEST_F(CheckQsfTest, FailedStoresAreReportedAndTheControllerIsNotStarted) {
   AddRoot();
-  const lab::Service damaged = AddStore(L"user-damaged@example.com");
-  AddStore(L"user-locked@example.com");
-  profile_.AddEmbeddedStore(L"user-embedded@example.com", damaged);
+  const lab::Service damaged = Add(L"user-damaged");
+  Add(L"user-locked");
+  AddEmbedded(L"user-embedded", damaged);
   const std::vector<std::wstring> slow = AddStores(L"user-slow", 9);
   Faults().DelayMatching("IExchangeManageStore::CreateStoreEntryID", L"slow", 1500);
-  ASSERT_TRUE(lab::DamageQsf(FileOf(L"user-damaged@example.com"), lab::QsfDamage::kTruncated));
-  const lab::QsfLock lock(FileOf(L"user-locked@example.com"));
+  ASSERT_TRUE(lab::DamageQsf(FileOf(L"user-damaged"), lab::QsfDamage::kTruncated));
+  const lab::QsfLock lock(FileOf(L"user-locked"));
   ASSERT_TRUE(lock.Held());
   SetController(lab::ControllerState::kStopped);
 
-  const RunResult result = Check({L"-e", L"user", L"-c"});
+  const RunResult result = Check("-e user -c");
   Strings expected = {"CheckQsf: Checking 12 MAPI stores...",
                       "Checking store for 'user-damaged@example.com'",
                       "Checking store for 'user-locked@example.com'",
@@ -191,10 +182,8 @@ TEST_F(CheckQsfTest, FailedStoresAreReportedAndTheControllerIsNotStarted) {
 // it is the last and leaves a status other than zero. An orphan is still checked in this run.
 TEST_F(CheckQsfTest, StoresThatTheCacheCannotTakeAreLeftOutAndOrphansAreChecked) {
   AddRoot();
-  profile_.AddOrphan(L"orphan@example.com");
-  lab::StoreOptions withoutPath;
-  withoutPath.withPath = false;
-  AddStore(L"pathless@example.com", withoutPath);
+  AddOrphan(L"orphan");
+  Add(L"pathless", {.withPath = false});
   EXPECT_EQ(Check().output,
             Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
                   "'pathless@example.com' : 0x8004010f",
@@ -211,7 +200,7 @@ TEST_F(CheckQsfTest, AFailingLoadOfTheCacheEndsTheCheck) {
   AddRoot();
   SetController(lab::ControllerState::kStopped);
   Faults().FailNth("IProfAdmin::AdminServices", 1, 0x80040111);
-  EXPECT_EQ(Check({L"-c"}).output,
+  EXPECT_EQ(Check("-c").output,
             Text({"CStoreManager::LoadCache: AdminServices failed : 0x80040111",
                   "CheckQsf: storeManager LoadCache failed : 0x80040111", "Done"}));
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
@@ -220,15 +209,13 @@ TEST_F(CheckQsfTest, AFailingLoadOfTheCacheEndsTheCheck) {
 
 TEST_F(CheckQsfTest, ALastServiceWithoutAnAddressFailsTheLoadWithoutALineOfItsOwn) {
   AddRoot();
-  lab::StoreOptions withoutAddress;
-  withoutAddress.withAddress = false;
-  AddStore(L"nameless@example.com", withoutAddress);
+  Add(L"nameless", {.withAddress = false});
   EXPECT_EQ(Check().output, Text({"CheckQsf: storeManager LoadCache failed : 0x8004010f", "Done"}));
 }
 
 TEST_F(CheckQsfTest, TheControlHandlerIsInstalledBeforeTheCacheIsLoaded) {
   Faults().FailNth("MAPIAdminProfiles", 1, 0x8007000e);
-  EXPECT_EQ(Check({L"-v"}).output,
+  EXPECT_EQ(Check("-v").output,
             Text({"The Control Handler is installed.",
                   "CStoreManager::LoadCache: MAPIAdminProfiles failed : 0x8007000e",
                   "CheckQsf: storeManager LoadCache failed : 0x8007000e", "Done", "Exiting."}));
@@ -238,7 +225,7 @@ TEST_F(CheckQsfTest, TheControlHandlerIsInstalledBeforeTheCacheIsLoaded) {
 TEST_F(CheckQsfTest, MapiThatDoesNotInitialiseEndsTheCommand) {
   AddRoot();
   Faults().FailNth("MAPIInitialize", 1, 0x80040605);
-  const RunResult result = Check({L"-c"});
+  const RunResult result = Check("-c");
   EXPECT_EQ(result.output, Text({kNoMapi}));
   EXPECT_EQ(result.exitCode, 0U);
   EXPECT_EQ(Journal().size(), 1U);
@@ -247,7 +234,7 @@ TEST_F(CheckQsfTest, MapiThatDoesNotInitialiseEndsTheCommand) {
 TEST_F(CheckQsfTest, ProgramsThatUseMapiKeepTheCheckFromRunning) {
   AddRoot();
   const MapiHolder holder(L"Zeta.exe");
-  const RunResult result = Check({L"-c"});
+  const RunResult result = Check("-c");
   EXPECT_EQ(Lines(result.output).back(), "Zeta.exe");
   EXPECT_EQ(CountLines(result.output, kDone), 0);
   EXPECT_EQ(Journal().size(), 0U);

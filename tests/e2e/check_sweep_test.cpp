@@ -58,12 +58,9 @@ class SweptCheck {
   }
 
   uint32_t Nth() const { return nth_; }
-  std::vector<std::wstring> Arguments() const { return {L"-checkQsf", L"-p", name_, L"-v"}; }
+  Words Arguments() const { return {L"-checkQsf", L"-p", name_, L"-v"}; }
   RunOptions Options() const {
-    RunOptions options;
-    options.environment[L"QRVLAB_DIR"] = directory_;
-    options.timeout = std::chrono::seconds(90);
-    return options;
+    return {.environment = {{L"QRVLAB_DIR", directory_}}, .timeout = std::chrono::seconds(90)};
   }
   std::vector<lab::JournalEntry> Journal() const {
     return lab::ReadJournal(lab::JournalPath(directory_));
@@ -109,7 +106,7 @@ class CheckSweepTest : public LabTest, public ::testing::WithParamInterface<uint
     for (const std::string& line : Lines(result.output)) {
       EXPECT_TRUE(line == "Exiting." || IsKnownLine(line)) << Visible(line);
     }
-    if (failed == nullptr) {
+    if (!failed) {
       EXPECT_EQ(result.output, Text(CleanLines()));
       return false;
     }

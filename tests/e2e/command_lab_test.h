@@ -22,11 +22,11 @@ struct LineCase : NamedCase {
 // Each command that refuses to run beside other programs with MAPI, told to start the controller
 // service at its end.
 inline std::vector<LineCase> ExclusiveCommands() {
-  return {{"CheckQsf", {L"-checkQsf", L"-p", L"Main", L"-c"}},
-          {"ScanQsf", {L"-scanQsf", L"-p", L"Main", L"-c"}},
-          {"CompactQsf", {L"-compactQsf", L"-p", L"Main", L"-c"}},
-          {"PurgeQsf", {L"-purgeQsf", L"-f", L"-c"}},
-          {"AssignAgents", {L"-assignAgents", L"-p", L"Main", L"-c"}}};
+  return {{"CheckQsf", "-checkQsf -p Main -c"},
+          {"ScanQsf", "-scanQsf -p Main -c"},
+          {"CompactQsf", "-compactQsf -p Main -c"},
+          {"PurgeQsf", "-purgeQsf -f -c"},
+          {"AssignAgents", "-assignAgents -p Main -c"}};
 }
 
 class CommandLabTest : public LabTest {
@@ -38,9 +38,7 @@ class CommandLabTest : public LabTest {
 
   // What the program prints under another name as its first argument.
   std::string RunAs(const std::wstring& programName, const Words& arguments) {
-    RunOptions options;
-    options.programName = programName;
-    return Run(arguments, std::move(options));
+    return Run(arguments, {.programName = programName});
   }
 
   // What a call was given in the runs so far.

@@ -15,12 +15,13 @@
 #include "lab/common/dialog_record.h"
 #include "lab/common/installation.h"
 #include "lab/common/qsf_file.h"
+#include "src/platform/handle.h"
 #include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/desktop.h"
+#include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
-#include "tests/e2e/support/store_lab_test.h"
 #include "tests/e2e/usage_text.h"
 
 namespace e2e {
@@ -44,21 +45,20 @@ std::string Failed(const std::string& name, const std::string& result) {
       {"compacting " + Address(name), "Compact failed for '" + Address(name) + "' : " + result});
 }
 
-class CompactQsfTest : public StoreLabTest {
+class CompactQsfTest : public LabTest {
  protected:
   void SetUp() override {
-    StoreLabTest::SetUp();
+    LabTest::SetUp();
     KeepDesktop();
   }
 
   // A store with free space.
-  lab::Service Add(const std::wstring& name, const Options& options = {}) const {
-    return StoreLabTest::Add(name, With(&Options::freeBytes, kFreeBytes, options));
+  lab::Service Add(const std::wstring& name, lab::StoreOptions options = {}) const {
+    options.freeBytes = kFreeBytes;
+    return LabTest::Add(name, options);
   }
 
-  static Words Arguments(const Words& more = {}) {
-    return Words{L"-compactQsf", L"-p", L"Main"} + more;
-  }
+  static Words Arguments(const Words& more = {}) { return "-compactQsf -p Main" + more; }
 
   // Compacts the profile's stores, with more arguments behind the profile's name.
   std::string Compact(const Words& more = {}) { return Run(Arguments(more)); }
@@ -80,7 +80,7 @@ class CompactQsfTest : public StoreLabTest {
     for (const lab::DialogRecord& record : DialogsFor(name)) {
       if (record.title == title) return record;
     }
-    ADD_FAILURE() << "no window " << ToUtf8(title);
+    ADD_FAILURE() << "no window " << Utf8FromWide(title);
     return {};
   }
 
@@ -95,8 +95,7 @@ class CompactQsfTest : public StoreLabTest {
 // Which stores.
 
 TEST_F(CompactQsfTest, WithoutAListEveryStoreFileIsCompacted) {
-  profile_.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"),
-                        With(&Options::freeBytes, kFreeBytes));
+  AddRoot({.freeBytes = kFreeBytes});
   Add(L"ann");
   Add(L"bob");
   EXPECT_EQ(Compact(), Compacted("bes") + Compacted("ann") + Compacted("bob"));
@@ -118,11 +117,10 @@ TEST_F(CompactQsfTest, TheFileLosesItsFreeSpaceAndKeepsTheRest) {
 }
 
 TEST_F(CompactQsfTest, StoresComeInTheOrderOfTheirEntryIds) {
-  Add(L"zoe", With(&Options::order, 2));
-  Add(L"ann", With(&Options::order, 3));
-  Add(L"kim", With(&Options::order, 1));
-  EXPECT_EQ(Compact({L"-e", L"ann", L"zoe", L"kim"}),
-            Compacted("kim") + Compacted("zoe") + Compacted("ann"));
+  Add(L"zoe", {.order = 2});
+  Add(L"ann", {.order = 3});
+  Add(L"kim", {.order = 1});
+  EXPECT_EQ(Compact("-e ann zoe kim"), Compacted("kim") + Compacted("zoe") + Compacted("ann"));
 }
 
 TEST_F(CompactQsfTest, EmbeddedStoresAreNeverCompacted) {
@@ -130,12 +128,12 @@ TEST_F(CompactQsfTest, EmbeddedStoresAreNeverCompacted) {
   AddEmbedded(L"bob", ann);
   AddEmbedded(L"annabel", ann);
   EXPECT_EQ(Compact(), Compacted("ann"));
-  EXPECT_EQ(Compact({L"-e", L"ann", L"bob"}), Compacted("ann"));
+  EXPECT_EQ(Compact("-e ann bob"), Compacted("ann"));
 }
 
 TEST_F(CompactQsfTest, AFragmentOfEmbeddedStoresOnlyPrintsNothing) {
   AddEmbedded(L"bob", Add(L"ann"));
-  EXPECT_EQ(Compact({L"-e", L"bob"}), "");
+  EXPECT_EQ(Compact("-e bob"), "");
   EXPECT_TRUE(Calls(kConfigure).empty());
   EXPECT_FALSE(IsCompact(L"ann"));
 }
@@ -146,13 +144,13 @@ TEST_F(CompactQsfTest, AProfileWithoutStoresPrintsNothing) {
 }
 
 TEST_F(CompactQsfTest, AnAddressWrittenInCapitalsIsShownInLowerCase) {
-  profile_.AddSecondaryStore(L"ANN@Example.com", StorePath(L"ann.qsf"));
-  EXPECT_EQ(Compact({L"-e", L"ann@"}), Compacted("ann"));
-  EXPECT_EQ(Compact({L"-e", L"ANN@"}), "");
+  Add(L"ANN@Example.com");
+  EXPECT_EQ(Compact("-e ann@"), Compacted("ann"));
+  EXPECT_EQ(Compact("-e ANN@"), "");
 }
 
 TEST_F(CompactQsfTest, AnAddressOutsideTheCodePageIsShown) {
-  profile_.AddSecondaryStore(L"\u4e2d@example.com", StorePath(L"a.qsf"));
+  Add(L"\u4e2d");
   Plan(CompactionPlan().Fails(L"*", 0x80004005));
   EXPECT_EQ(Compact(), Failed("\u4e2d", "0x80004005"));
 }
@@ -171,25 +169,24 @@ TEST_P(CompactQsfFragmentTest, SelectsTheStoresWhoseAddressContainsIt) {
   Plan(CompactionPlan().Takes(L"*", 0));
   std::string expected;
   for (const std::string& name : GetParam().compacted) expected += Compacted(name);
-  EXPECT_EQ(Compact(Words{L"-e"} + GetParam().fragments), expected);
+  EXPECT_EQ(Compact("-e" + GetParam().fragments), expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Fragments, CompactQsfFragmentTest,
     ::testing::Values(FragmentCase{"None", {}, {"ann", "joanna", "zoe"}},
-                      FragmentCase{"WholeAddress", {L"zoe@example.com"}, {"zoe"}},
-                      FragmentCase{"Inside", {L"nna@"}, {"joanna"}},
-                      FragmentCase{"SeveralMatches", {L"ann"}, {"ann", "joanna"}},
-                      FragmentCase{"TwoMatchingOneStore", {L"joa", L"nna@"}, {"joanna"}},
-                      FragmentCase{"SecondOneMatches", {L"nobody", L"zoe"}, {"zoe"}},
-                      FragmentCase{"Empty", {L""}, {"ann", "joanna", "zoe"}},
-                      FragmentCase{"EmptyAmongOthers", {L"nobody", L""}, {"ann", "joanna", "zoe"}},
-                      FragmentCase{"UpperCase", {L"ANN", L"Zoe"}, {}},
-                      FragmentCase{"UpperCaseBesideLowerCase", {L"ZOE", L"ann@"}, {"ann"}},
-                      FragmentCase{"Unknown", {L"nobody"}, {}},
-                      FragmentCase{"NoPattern", {L"*", L"zo?"}, {}},
-                      FragmentCase{"TwoLists", {L"zoe", L"-e", L"joa"}, {"joanna", "zoe"}},
-                      FragmentCase{"ASwitchEndsTheList", {L"zoe", L"-x", L"joa"}, {"zoe"}}),
+                      FragmentCase{"WholeAddress", "zoe@example.com", {"zoe"}},
+                      FragmentCase{"Inside", "nna@", {"joanna"}},
+                      FragmentCase{"SeveralMatches", "ann", {"ann", "joanna"}},
+                      FragmentCase{"TwoMatchingOneStore", "joa nna@", {"joanna"}},
+                      FragmentCase{"SecondOneMatches", "nobody zoe", {"zoe"}},
+                      FragmentCase{"Empty", "\"\"", {"ann", "joanna", "zoe"}},
+                      FragmentCase{"EmptyAmongOthers", "nobody \"\"", {"ann", "joanna", "zoe"}},
+                      FragmentCase{"UpperCase", "ANN Zoe", {}},
+                      FragmentCase{"UpperCaseBesideLowerCase", "ZOE ann@", {"ann"}},
+                      FragmentCase{"Unknown", "nobody", {}}, FragmentCase{"NoPattern", "* zo?", {}},
+                      FragmentCase{"TwoLists", "zoe -e joa", {"joanna", "zoe"}},
+                      FragmentCase{"ASwitchEndsTheList", "zoe -x joa", {"zoe"}}),
     kByName);
 
 // What the connector is told.
@@ -254,17 +251,13 @@ TEST_F(CompactQsfTest, OneStoreAtATime) {
 }
 
 // A window of the test's own.
-struct WindowDestroyer {
-  using pointer = HWND;
-  void operator()(HWND window) const { DestroyWindow(window); }
-};
-using OwnWindow = std::unique_ptr<HWND, WindowDestroyer>;
+using OwnWindow = platform::UniqueHandle<HWND, &DestroyWindow>;
 
 OwnWindow ShowWindowOnTop(const wchar_t* windowClass, const wchar_t* title) {
   OwnWindow window(CreateWindowExW(WS_EX_TOPMOST, windowClass, title, WS_POPUP | WS_VISIBLE, 0, 0,
                                    100, 50, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr));
   EXPECT_TRUE(window) << "error " << GetLastError();
-  SetWindowPos(window.get(), HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+  SetWindowPos(window.Get(), HWND_TOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
   return window;
 }
 
@@ -273,17 +266,17 @@ TEST_F(CompactQsfTest, TheParentIsTheTopWindowOfTheRunsBeginning) {
   Add(L"bob");
   Plan(CompactionPlan().Takes(L"ann", 1500));
   const OwnWindow first = ShowWindowOnTop(L"STATIC", L"first");
-  ASSERT_EQ(GetTopWindow(nullptr), first.get());
+  ASSERT_EQ(GetTopWindow(nullptr), first.Get());
   RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(program.WaitForOutput("compacting ann@example.com\r\n"));
   const OwnWindow second = ShowWindowOnTop(L"STATIC", L"second");
-  ASSERT_EQ(GetTopWindow(nullptr), second.get());
+  ASSERT_EQ(GetTopWindow(nullptr), second.Get());
   EXPECT_EQ(program.Wait().output, Compacted("ann") + Compacted("bob"));
   const auto calls = Calls(kConfigure);
   ASSERT_EQ(calls.size(), 2U);
   for (const auto& call : calls) {
     EXPECT_EQ(std::stoull(call.Argument("parent"), nullptr, 16),
-              reinterpret_cast<uintptr_t>(first.get()));
+              reinterpret_cast<uintptr_t>(first.Get()));
     EXPECT_EQ(call.Argument("parent-is"), "other-process");
   }
 }
@@ -375,7 +368,8 @@ TEST_F(CompactQsfTest, OfTwoForeignDialogsNeitherIsClosedWhileBothAreOpen) {
   EXPECT_EQ(beside.end, DialogEnd::kByItself);
   EXPECT_EQ(settings.end, DialogEnd::kClosedFromOutside);
   for (const uint64_t close : settings.closeMicros) {
-    EXPECT_TRUE(close < settings.shownMicros + kFirstMoment * 1000 || close >= beside.endedMicros);
+    EXPECT_TRUE(close < settings.shownMicros + uint64_t{kFirstMoment} * 1000 ||
+                close >= beside.endedMicros);
   }
 }
 
@@ -426,7 +420,7 @@ TEST_F(CompactQsfTest, DialogsOfOtherProgramsAreLeftOpen) {
   const OwnWindow dialog = ShowWindowOnTop(L"#32770", L"Connector Error");
   EXPECT_EQ(Compact(), Compacted("ann"));
   MSG message;
-  EXPECT_FALSE(PeekMessageW(&message, dialog.get(), WM_CLOSE, WM_CLOSE, PM_REMOVE));
+  EXPECT_FALSE(PeekMessageW(&message, dialog.Get(), WM_CLOSE, WM_CLOSE, PM_REMOVE));
 }
 
 // Compactions that fail.
@@ -574,7 +568,7 @@ TEST_F(CompactQsfTest, MapiThatDoesNotStartEndsTheCommand) {
   Add(L"ann");
   SetController(lab::ControllerState::kStopped);
   Faults().FailEach("MAPIInitialize", 0x80004005);
-  EXPECT_EQ(Compact({L"-c", L"-v"}), Text({kNoMapi, "Exiting."}));
+  EXPECT_EQ(Compact("-c -v"), Text({kNoMapi, "Exiting."}));
   EXPECT_TRUE(Calls("MAPIUninitialize").empty());
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 }
@@ -583,7 +577,7 @@ TEST_F(CompactQsfTest, OtherProgramsMustNotHaveMapiLoaded) {
   Add(L"ann");
   SetController(lab::ControllerState::kStopped);
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(Compact({L"-c"}), MapiInUse({"outlook.exe"}));
+  EXPECT_EQ(Compact("-c"), MapiInUse({"outlook.exe"}));
   EXPECT_TRUE(Journal().empty());
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 }
@@ -608,7 +602,7 @@ TEST_F(CompactQsfTest, AfterCtrlCDuringTheLoadNothingIsCompacted) {
   Add(L"ann");
   SetController(lab::ControllerState::kStopped);
   Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, kTimeForCtrlC);
-  RunningProgram program = StartAdmin(Arguments({L"-v", L"-c"}));
+  RunningProgram program = StartAdmin(Arguments("-v -c"));
   ASSERT_TRUE(program.WaitForOutput(Text({kHandlerInstalled, kHandlerInstalled})));
   ASSERT_TRUE(program.SendCtrlC());
   EXPECT_EQ(program.Wait().output, Text({kHandlerInstalled, kHandlerInstalled, "*User Break",
@@ -621,13 +615,13 @@ TEST_F(CompactQsfTest, AfterCtrlCDuringTheLoadNothingIsCompacted) {
 TEST_F(CompactQsfTest, TheControllerIsStartedBehindTheStores) {
   Add(L"ann");
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(Compact({L"-c"}), Compacted("ann") + Text({kStartingController}));
+  EXPECT_EQ(Compact("-c"), Compacted("ann") + Text({kStartingController}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
 
 TEST_F(CompactQsfTest, TheControllerIsStartedWhateverBecameOfTheStores) {
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(Compact({L"-c"}),
+  EXPECT_EQ(Compact("-c"),
             Text({"CStoreManager::LoadCache: AdminServices failed : 0x8004010f",
                   "CompactQsf: storeManager LoadCache failed : 0x8004010f", kStartingController}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
@@ -635,13 +629,13 @@ TEST_F(CompactQsfTest, TheControllerIsStartedWhateverBecameOfTheStores) {
 
 TEST_F(CompactQsfTest, AnAbsentControllerIsToldBeforeTheLineOfItsStart) {
   Add(L"ann");
-  EXPECT_EQ(Compact({L"-c"}), Compacted("ann") + Text({kNoController, kStartingController}));
+  EXPECT_EQ(Compact("-c"), Compacted("ann") + Text({kNoController, kStartingController}));
 }
 
 TEST_F(CompactQsfTest, WithoutTheSwitchTheControllerIsLeftAlone) {
   Add(L"ann");
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(Compact({L"-C"}), Compacted("ann"));
+  EXPECT_EQ(Compact("-C"), Compacted("ann"));
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 }
 
@@ -649,12 +643,12 @@ TEST_F(CompactQsfTest, WithoutTheSwitchTheControllerIsLeftAlone) {
 
 TEST_F(CompactQsfTest, VerboseShowsTheHandlerTwice) {
   Add(L"ann");
-  EXPECT_EQ(Compact({L"-v"}),
+  EXPECT_EQ(Compact("-v"),
             Text({kHandlerInstalled, kHandlerInstalled}) + Compacted("ann") + Text({"Exiting."}));
 }
 
 TEST_F(CompactQsfTest, TheHandlerIsInstalledBeforeTheLoad) {
-  EXPECT_EQ(Compact({L"-v"}),
+  EXPECT_EQ(Compact("-v"),
             Text({kHandlerInstalled, kHandlerInstalled,
                   "CStoreManager::LoadCache: AdminServices failed : 0x8004010f",
                   "CompactQsf: storeManager LoadCache failed : 0x8004010f", "Exiting."}));
@@ -669,11 +663,9 @@ TEST_P(CompactQsfUsageTest, IsShownAndMapiIsLeftAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Lines, CompactQsfUsageTest,
-                         ::testing::Values(Words{L"-compactQsf"}, Words{L"-compactQsf", L"-p"},
-                                           Words{L"-compactQsf", L"-c", L"-e", L"ann"},
-                                           Words{L"-compactQsf", L"-P", L"Main"},
-                                           Words{L"-compactQsf", L"-p", L""},
-                                           Words{L"-compactQsf", L"-h", L"-p", L"Main"}));
+                         ::testing::Values("-compactQsf", "-compactQsf -p", "-compactQsf -c -e ann",
+                                           "-compactQsf -P Main", "-compactQsf -p \"\"",
+                                           "-compactQsf -h -p Main"));
 
 }  // namespace
 }  // namespace e2e

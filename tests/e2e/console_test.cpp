@@ -20,11 +20,7 @@ class ConsoleTest : public CommandLabTest {
     return "No .qsf files associated with [" + profile + "] profile";
   }
 
-  RunOptions IntoAFile() const {
-    RunOptions options;
-    options.outputFile = Directory() / L"output.txt";
-    return options;
-  }
+  RunOptions IntoAFile() const { return {.outputFile = Directory() / L"output.txt"}; }
 };
 
 // Characters.
@@ -96,24 +92,22 @@ TEST_F(ConsoleTest, OfALongerLineTheBeginningIsShown) {
 }
 
 TEST_F(ConsoleTest, LinesBehindALongOneAreShown) {
-  const lab::Profile profile(L"Main");
   const std::string user(300, 'u');
-  profile.AddSecondaryStore(std::wstring(300, L'u') + L"@example.com", StorePath(L"long.qsf"));
-  EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"@"}),
-            Text({
-                ("Email: " + user).substr(0, 254),
-                "Type: QSF store",
-                "QSF: long.qsf",
-                "Embedded stores: none",
-                " ",
-            }));
+  profile_.AddSecondaryStore(std::wstring(300, L'u') + L"@example.com", StorePath(L"long.qsf"));
+  EXPECT_EQ(Run("-findUsers -p Main -e @"), Text({
+                                                ("Email: " + user).substr(0, 254),
+                                                "Type: QSF store",
+                                                "QSF: long.qsf",
+                                                "Embedded stores: none",
+                                                " ",
+                                            }));
 }
 
 // The line on the way.
 
 TEST_F(ConsoleTest, EachLineIsShownAtOnce) {
-  lab::Profile(L"Main").AddRootStore(L"bes@example.com", StorePath(L"root.qsf"));
-  RunningProgram program = StartAdmin({L"-checkQsf", L"-p", L"Main", L"-e", L"nobody"});
+  AddRoot();
+  RunningProgram program = StartAdmin("-checkQsf -p Main -e nobody");
   EXPECT_TRUE(program.WaitForOutput("CheckQsf: Checking 0 MAPI stores...\r\n"));
   EXPECT_TRUE(program.IsRunning());
   program.Kill();
@@ -121,9 +115,8 @@ TEST_F(ConsoleTest, EachLineIsShownAtOnce) {
 
 // What is printed when wmain has returned and the process ends: support/late_line.cpp.
 TEST_F(ConsoleTest, LinesAreShownToTheProcessesEnd) {
-  RunOptions options;
-  options.program = LabBinaries() / L"late_line_client.exe";
-  options.programName = L"qrvadmin";
+  const RunOptions options = {.program = LabBinaries() / L"late_line_client.exe",
+                              .programName = L"qrvadmin"};
   EXPECT_EQ(Run({}, options), GeneralUsage() + Text({"\u4e2d: late"}));
 }
 
@@ -131,22 +124,22 @@ TEST_F(ConsoleTest, LinesAreShownToTheProcessesEnd) {
 
 TEST_F(ConsoleTest, VerboseLinesAreShownOnlyWhenAskedFor) {
   const std::string quiet = NoProfile("CompactQsf");
-  EXPECT_EQ(Run({L"-compactQsf", L"-p", L"Nobody"}), quiet);
-  EXPECT_EQ(Run({L"-compactQsf", L"-p", L"Nobody", L"-v"}),
+  EXPECT_EQ(Run("-compactQsf -p Nobody"), quiet);
+  EXPECT_EQ(Run("-compactQsf -p Nobody -v"),
             Text({"The Control Handler is installed.", "The Control Handler is installed."}) +
                 quiet + Text({"Exiting."}));
 }
 
 TEST_F(ConsoleTest, PurgeInstallsTheHandlerForEachProfile) {
-  EXPECT_EQ(Run({L"-purgeQsf", L"-v"}), Text({"Exiting."}));
+  EXPECT_EQ(Run("-purgeQsf -v"), Text({"Exiting."}));
   ASSERT_TRUE(lab::Profile(L"One").Create());
   ASSERT_TRUE(lab::Profile(L"Two").Create());
-  EXPECT_EQ(Run({L"-purgeQsf", L"-v"}), Text({"The Control Handler is installed.",
-                                              "The Control Handler is installed.", "Exiting."}));
+  EXPECT_EQ(Run("-purgeQsf -v"), Text({"The Control Handler is installed.",
+                                       "The Control Handler is installed.", "Exiting."}));
 }
 
 TEST_F(ConsoleTest, AssigningInstallsTheHandlerOnce) {
-  EXPECT_EQ(Run({L"-assignAgents", L"-v", L"-p", L"Main"}),
+  EXPECT_EQ(Run("-assignAgents -v -p Main"),
             Text({"The Control Handler is installed.", "Base Agentid=200", "Number of Agents=2"}) +
                 NoDatabase() +
                 Text({"AssignUsersToAgents: GetServers failed : 0x80070002", "Exiting."}));

@@ -14,7 +14,7 @@ using lab::ControllerState;
 class ControllerServiceTest : public CommandLabTest {
  protected:
   // Runs a command that has nothing to do but to start the service.
-  std::string RunRestart() { return Run({L"-purgeQsf", L"-f", L"-c"}); }
+  std::string RunRestart() { return Run("-purgeQsf -f -c"); }
 
   size_t Starts() const { return Calls("Controller::Start").size(); }
 };
@@ -49,7 +49,7 @@ TEST_F(ControllerServiceTest, APausedServiceCountsAsRunning) {
 
 TEST_F(ControllerServiceTest, AServiceThatIsStartingCountsAsRunningAndIsNotWaitedFor) {
   SetController(ControllerState::kStartPending);
-  const RunResult result = RunAdmin({L"-purgeQsf", L"-f", L"-c"});
+  const RunResult result = RunAdmin("-purgeQsf -f -c");
   EXPECT_EQ(result.output, Text({"ServiceStartSvc. Service is already running, currentState=2)",
                                  kStartingController}));
   EXPECT_LT(result.elapsed, std::chrono::seconds(10));
@@ -77,7 +77,7 @@ TEST_F(ControllerServiceTest, TheSecondRunFindsItRunning) {
 }
 
 TEST_F(ControllerServiceTest, VerboseAddsNothing) {
-  EXPECT_EQ(Run({L"-purgeQsf", L"-f", L"-c", L"-v"}),
+  EXPECT_EQ(Run("-purgeQsf -f -c -v"),
             Text({"ServiceStartSvc. OpenService failed (1060)", kStartingController, "Exiting."}));
 }
 

@@ -10,6 +10,7 @@
 #include "lab/common/journal.h"
 #include "lab/common/lab_config.h"
 #include "tests/e2e/support/directory.h"
+#include "tests/e2e/support/temp_directory.h"
 
 namespace e2e {
 namespace {

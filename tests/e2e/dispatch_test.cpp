@@ -16,15 +16,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-class DispatchTest : public CommandLabTest {
- protected:
-  // A profile with one store of a file of its own.
-  lab::Profile MakeProfile(const std::wstring& name) const {
-    const lab::Profile profile(name);
-    profile.AddSecondaryStore(L"ann@example.com", StorePath(name + L".qsf"));
-    return profile;
-  }
-};
+using DispatchTest = CommandLabTest;
 
 // Command words.
 
@@ -34,7 +26,7 @@ struct WordCase {
 };
 
 std::ostream& operator<<(std::ostream& stream, const WordCase& value) {
-  return stream << ToUtf8(value.word);
+  return stream << Utf8FromWide(value.word);
 }
 
 class AnyCaseTest : public DispatchTest, public ::testing::WithParamInterface<WordCase> {};
@@ -50,9 +42,9 @@ INSTANTIATE_TEST_SUITE_P(Words, AnyCaseTest,
                                            WordCase{L"-assignagents", AssignAgentsUsage()},
                                            WordCase{L"-ListServers", ListServersUsage()},
                                            WordCase{L"-FINDusers", FindUsersUsage()}),
-                         [](const auto& test) { return ToUtf8(test.param.word).substr(1); });
+                         [](const auto& test) { return Utf8FromWide(test.param.word).substr(1); });
 
-TEST_F(DispatchTest, ListServersInCapitalsRuns) { EXPECT_EQ(Run({L"-LISTSERVERS"}), NoDatabase()); }
+TEST_F(DispatchTest, ListServersInCapitalsRuns) { EXPECT_EQ(Run("-LISTSERVERS"), NoDatabase()); }
 
 class NoCommandTest : public DispatchTest, public ::testing::WithParamInterface<LineCase> {};
 
@@ -64,18 +56,17 @@ TEST_P(NoCommandTest, ShowsTheGeneralScreen) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, NoCommandTest,
     ::testing::Values(
-        LineCase{"Nonsense", {L"nonsense"}}, LineCase{"Empty", {L""}},
-        LineCase{"Blanks", {L"", L" ", L"-"}}, LineCase{"NoDash", {L"checkQsf"}},
-        LineCase{"TwoDashes", {L"--checkQsf"}}, LineCase{"Slash", {L"/checkQsf"}},
-        LineCase{"LetterMissing", {L"-checkQs"}}, LineCase{"LetterTooMany", {L"-checkQsfs"}},
+        LineCase{"Nonsense", "nonsense"}, LineCase{"Empty", "\"\""},
+        LineCase{"Blanks", {L"", L" ", L"-"}}, LineCase{"NoDash", "checkQsf"},
+        LineCase{"TwoDashes", "--checkQsf"}, LineCase{"Slash", "/checkQsf"},
+        LineCase{"LetterMissing", "-checkQs"}, LineCase{"LetterTooMany", "-checkQsfs"},
         LineCase{"BlankBefore", {L" -checkQsf"}}, LineCase{"BlankBehind", {L"-findUsers "}},
-        LineCase{"TwoArguments", {L"-check", L"Qsf"}}, LineCase{"LineEndInside", {L"-find\nUsers"}},
+        LineCase{"TwoArguments", "-check Qsf"}, LineCase{"LineEndInside", {L"-find\nUsers"}},
         // Letters that only look like, or fold to, those of a word.
-        LineCase{"KelvinSign", {L"-chec\u212aQsf"}}, LineCase{"LongS", {L"-find\u017fers"}},
-        LineCase{"DottedI", {L"-L\u0130STSERVERS"}},
+        LineCase{"KelvinSign", "-chec\u212aQsf"}, LineCase{"LongS", "-find\u017fers"},
+        LineCase{"DottedI", "-L\u0130STSERVERS"},
         // Nothing reads "-v" here.
-        LineCase{"OnlyVerbose", {L"-v"}},
-        LineCase{"OnlySwitches", {L"-p", L"Main", L"-e", L"ann", L"-c", L"-v"}},
+        LineCase{"OnlyVerbose", "-v"}, LineCase{"OnlySwitches", "-p Main -e ann -c -v"},
         LineCase{"LongArgument", {std::wstring(5000, L'-')}},
         LineCase{"ManyArguments", Words(500, L"-nothing")}),
     kByName);
@@ -85,24 +76,23 @@ INSTANTIATE_TEST_SUITE_P(
 class NoHelpTest : public DispatchTest, public ::testing::WithParamInterface<LineCase> {};
 
 TEST_P(NoHelpTest, IsPassedOver) {
-  EXPECT_EQ(Run(Words{L"-listServers"} + GetParam().words), NoDatabase());
-  EXPECT_EQ(Run(GetParam().words + Words{L"-listServers"}), NoDatabase());
+  EXPECT_EQ(Run("-listServers" + GetParam().words), NoDatabase());
+  EXPECT_EQ(Run(GetParam().words + "-listServers"), NoDatabase());
 }
 
 INSTANTIATE_TEST_SUITE_P(Switches, NoHelpTest,
-                         ::testing::Values(LineCase{"UpperCase", {L"-H"}},
-                                           LineCase{"Word", {L"-help"}},
-                                           LineCase{"TwoDashes", {L"--h"}},
-                                           LineCase{"Slash", {L"/h"}}, LineCase{"NoDash", {L"h"}},
+                         ::testing::Values(LineCase{"UpperCase", "-H"}, LineCase{"Word", "-help"},
+                                           LineCase{"TwoDashes", "--h"}, LineCase{"Slash", "/h"},
+                                           LineCase{"NoDash", "h"},
                                            LineCase{"BlankBehind", {L"-h "}},
-                                           LineCase{"WithAnother", {L"-hc"}}),
+                                           LineCase{"WithAnother", "-hc"}),
                          kByName);
 
 TEST_F(DispatchTest, HelpIsSeenAlsoWhereItIsAValue) {
-  EXPECT_EQ(Run({L"-checkQsf", L"-p", L"-h"}), CheckQsfUsage());
-  EXPECT_EQ(Run({L"-listAgents", L"-s", L"-h"}), ListAgentsUsage());
-  EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"ann", L"-h"}), FindUsersUsage());
-  EXPECT_EQ(Run({L"-p", L"-h"}), GeneralUsage());
+  EXPECT_EQ(Run("-checkQsf -p -h"), CheckQsfUsage());
+  EXPECT_EQ(Run("-listAgents -s -h"), ListAgentsUsage());
+  EXPECT_EQ(Run("-findUsers -p Main -e ann -h"), FindUsersUsage());
+  EXPECT_EQ(Run("-p -h"), GeneralUsage());
 }
 
 // Priority.
@@ -111,7 +101,8 @@ TEST_F(DispatchTest, OfTwoCommandsTheFirstOfTheTableIsTaken) {
   const std::vector<CommandWord>& words = CommandWords();
   for (size_t first = 0; first < words.size(); ++first) {
     for (size_t second = first + 1; second < words.size(); ++second) {
-      SCOPED_TRACE(ToUtf8(words[first].word) + std::string(" ") + ToUtf8(words[second].word));
+      SCOPED_TRACE(Utf8FromWide(words[first].word) + std::string(" ") +
+                   Utf8FromWide(words[second].word));
       EXPECT_EQ(Run({words[second].word, L"-h", words[first].word}),
                 words[first].usage("qrvadmin"));
     }
@@ -119,52 +110,50 @@ TEST_F(DispatchTest, OfTwoCommandsTheFirstOfTheTableIsTaken) {
 }
 
 TEST_F(DispatchTest, TheOrderOnTheLineIsOfNoMatter) {
-  EXPECT_EQ(Run({L"-listServers", L"-checkQsf"}), CheckQsfUsage());
-  EXPECT_EQ(Run({L"-checkQsf", L"-listServers"}), CheckQsfUsage());
-  EXPECT_EQ(Run({L"-findUsers", L"-listServers"}), NoDatabase());
-  EXPECT_EQ(Run({L"-listServers", L"-findUsers"}), NoDatabase());
+  EXPECT_EQ(Run("-listServers -checkQsf"), CheckQsfUsage());
+  EXPECT_EQ(Run("-checkQsf -listServers"), CheckQsfUsage());
+  EXPECT_EQ(Run("-findUsers -listServers"), NoDatabase());
+  EXPECT_EQ(Run("-listServers -findUsers"), NoDatabase());
 }
 
 TEST_F(DispatchTest, AgentCommandsComeBeforeTheServers) {
-  EXPECT_EQ(Run({L"-listServers", L"-listAgents"}), ListAgentsUsage());
-  EXPECT_EQ(Run({L"-listServers", L"-assignAgents"}), AssignAgentsUsage());
-  EXPECT_EQ(Run({L"-assignAgents", L"-listAgents"}), ListAgentsUsage());
+  EXPECT_EQ(Run("-listServers -listAgents"), ListAgentsUsage());
+  EXPECT_EQ(Run("-listServers -assignAgents"), AssignAgentsUsage());
+  EXPECT_EQ(Run("-assignAgents -listAgents"), ListAgentsUsage());
 }
 
 TEST_F(DispatchTest, OnlyOneOfSeveralCommandsRuns) {
-  MakeProfile(L"Main");
-  EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"ann", L"-listServers", L"-purgeQsf"}),
+  Add(L"ann");
+  EXPECT_EQ(Run("-findUsers -p Main -e ann -listServers -purgeQsf"),
             Text({"No unused QSFs found"}));
 }
 
 TEST_F(DispatchTest, AWordTwiceRunsOnce) {
-  EXPECT_EQ(Run({L"-listServers", L"-LISTSERVERS"}), NoDatabase());
+  EXPECT_EQ(Run("-listServers -LISTSERVERS"), NoDatabase());
 }
 
 TEST_F(DispatchTest, AWordThatIsAValueCountsToo) {
-  EXPECT_EQ(Run({L"-findUsers", L"-p", L"-listServers", L"-e", L"ann"}), NoDatabase());
-  EXPECT_EQ(Run({L"-listServers", L"-p", L"-FINDUSERS"}), NoDatabase());
-  EXPECT_EQ(Run({L"-p", L"-findUsers"}), FindUsersUsage());
+  EXPECT_EQ(Run("-findUsers -p -listServers -e ann"), NoDatabase());
+  EXPECT_EQ(Run("-listServers -p -FINDUSERS"), NoDatabase());
+  EXPECT_EQ(Run("-p -findUsers"), FindUsersUsage());
 }
 
 TEST_F(DispatchTest, AWordThatIsAValueIsTheValueToo) {
-  EXPECT_EQ(Run({L"-findUsers", L"-p", L"-checkQsf", L"-e", L"ann"}),
-            NoProfile("CheckQsf") + Text({"Done"}));
+  EXPECT_EQ(Run("-findUsers -p -checkQsf -e ann"), NoProfile("CheckQsf") + Text({"Done"}));
   EXPECT_EQ(ArgumentsOf("IProfAdmin::AdminServices", "profile"), Strings{"-checkQsf"});
 }
 
 // What the commands that know no "-v" do with it.
 
-TEST_F(DispatchTest, ListServersIgnoresVerbose) {
-  EXPECT_EQ(Run({L"-listServers", L"-v"}), NoDatabase());
-}
+TEST_F(DispatchTest, ListServersIgnoresVerbose) { EXPECT_EQ(Run("-listServers -v"), NoDatabase()); }
 
 // Ctrl+C.
 
 TEST_F(DispatchTest, CtrlCIsToldAndTheProgramGoesOnUntilTheCommandLooks) {
-  MakeProfile(L"Main").AddRootStore(L"bes@example.com", StorePath(L"root.qsf"));
+  Add(L"ann");
+  AddRoot();
   Faults().DelayEach("HrQueryAllRows@MsgServiceTable", kTimeForCtrlC);
-  RunningProgram program = StartAdmin({L"-checkQsf", L"-p", L"Main", L"-v", L"-c"});
+  RunningProgram program = StartAdmin("-checkQsf -p Main -v -c");
   ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed.\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
   const RunResult result = program.Wait();
@@ -181,9 +170,9 @@ TEST_F(DispatchTest, CtrlCIsToldAndTheProgramGoesOnUntilTheCommandLooks) {
 }
 
 TEST_F(DispatchTest, EveryCtrlCIsTold) {
-  MakeProfile(L"Main");
+  Add(L"ann");
   Faults().DelayEach("HrQueryAllRows@MsgServiceTable", kTimeForCtrlC);
-  RunningProgram program = StartAdmin({L"-findUsers", L"-v", L"-p", L"Main", L"-e", L"nobody"});
+  RunningProgram program = StartAdmin("-findUsers -v -p Main -e nobody");
   ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed.\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
   ASSERT_TRUE(program.WaitForOutput("*User Break\r\n"));
@@ -194,9 +183,9 @@ TEST_F(DispatchTest, EveryCtrlCIsTold) {
 
 // The handler is in the process as often as it was installed.
 TEST_F(DispatchTest, CtrlCIsToldOnceThoughTheHandlerIsInstalledTwice) {
-  MakeProfile(L"Main");
+  Add(L"ann");
   Faults().DelayEach("HrQueryAllRows@MsgServiceTable", kTimeForCtrlC);
-  RunningProgram program = StartAdmin({L"-compactQsf", L"-v", L"-p", L"Main", L"-e", L"nobody"});
+  RunningProgram program = StartAdmin("-compactQsf -v -p Main -e nobody");
   const std::string installed =
       Text({"The Control Handler is installed.", "The Control Handler is installed."});
   ASSERT_TRUE(program.WaitForOutput(installed));
@@ -207,7 +196,7 @@ TEST_F(DispatchTest, CtrlCIsToldOnceThoughTheHandlerIsInstalledTwice) {
 TEST_F(DispatchTest, CtrlCBeforeTheCommandHasInstalledItsHandlerEndsTheProgram) {
   AllowLeaks();
   Faults().DelayEach("MAPIInitialize", 20000);
-  RunningProgram program = StartAdmin({L"-findUsers", L"-p", L"Main", L"-e", L"ann"});
+  RunningProgram program = StartAdmin("-findUsers -p Main -e ann");
   // It may take a moment until the program can be reached.
   for (int attempt = 0; attempt < 50 && program.IsRunning(); ++attempt) {
     program.SendCtrlC();

@@ -58,16 +58,14 @@ class FindUsersFaultSweepTest : public LabTest,
  protected:
   // A store of each kind, and an orphan that a run may delete.
   void MakeProfile() const {
-    const lab::Profile profile(L"Main");
-    profile.Delete();
-    const lab::Service root = profile.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"));
-    const lab::Service ann = profile.AddSecondaryStore(L"ann@example.com", StorePath(L"ann.qsf"));
-    profile.AddEmbeddedStore(L"bob@example.com", ann);
-    profile.AddOrphan(L"cid@example.com");
-    profile.AddEmbeddedStore(L"dan@example.com", root);
+    profile_.Delete();
+    const lab::Service root = AddRoot();
+    AddEmbedded(L"bob", Add(L"ann"));
+    AddOrphan(L"cid");
+    AddEmbedded(L"dan", root);
   }
 
-  RunResult FindAll() { return RunAdmin({L"-findUsers", L"-p", L"Main", L"-e", L""}); }
+  RunResult FindAll() { return RunAdmin("-findUsers -p Main -e \"\""); }
 
   static void CheckRun(const RunResult& result, const lab::JournalEntry& failed,
                        const std::string& clean) {
@@ -97,7 +95,7 @@ TEST_P(FindUsersFaultSweepTest, EveryFailureIsToldInKnownWordsAndLeaksNothing) {
     const RunResult result = FindAll();
     const std::vector<lab::JournalEntry> journal = Journal();
     const lab::JournalEntry* failed = FailedCall(journal);
-    if (failed == nullptr) {
+    if (!failed) {
       EXPECT_EQ(result.output, clean);
       EXPECT_EQ(nth, calls + 1);
       return;

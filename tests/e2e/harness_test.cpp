@@ -7,26 +7,23 @@
 #include <string>
 #include <vector>
 
+#include "src/platform/handle.h"
 #include "tests/e2e/support/directory.h"
-#include "tests/e2e/support/handle.h"
 #include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/output.h"
 #include "tests/e2e/support/program.h"
+#include "tests/e2e/support/temp_directory.h"
 
 namespace e2e {
 namespace {
 
 using std::chrono::milliseconds;
 
-RunOptions EchoChild() {
-  RunOptions options;
-  options.program = LabBinaries() / L"echo_child.exe";
-  return options;
-}
+RunOptions EchoChild() { return {.program = LabBinaries() / L"echo_child.exe"}; }
 
 Strings EchoedArguments(const Words& arguments) {
-  return Lines(RunProgram(Words{L"echo"} + arguments, EchoChild()).output);
+  return Lines(RunProgram("echo" + arguments, EchoChild()).output);
 }
 
 TEST(HarnessTest, EveryArgumentArrivesUnchanged) {
@@ -36,34 +33,40 @@ TEST(HarnessTest, EveryArgumentArrivesUnchanged) {
       L"a\\\\\"b",   L"*.cpp",     L"\u00fcser\u4e2d", std::wstring(5000, L'x')};
   Strings expected;
   for (const std::wstring& argument : arguments) {
-    expected.push_back("[" + ToUtf8(argument) + "]");
+    expected.push_back("[" + Utf8FromWide(argument) + "]");
   }
   EXPECT_EQ(EchoedArguments(arguments), expected);
+}
+
+TEST(HarnessTest, ATextIsCutIntoWords) {
+  EXPECT_EQ(Words(" -e  \"two words\" \"\" \u4e2d c:\\x "),
+            (Words{L"-e", L"two words", L"", L"\u4e2d", L"c:\\x"}));
+  EXPECT_EQ("-a -b" + Words{L" c "}, (Words{L"-a", L"-b", L" c "}));
 }
 
 TEST(HarnessTest, TheProgramNameCanDifferFromTheFile) {
   RunOptions options = EchoChild();
   options.programName = L"./my tool";
-  EXPECT_EQ(RunProgram({L"name"}, options).output, Text({"[./my tool]"}));
+  EXPECT_EQ(RunProgram("name", options).output, Text({"[./my tool]"}));
 }
 
 TEST(HarnessTest, TheExitCodeIsPassedOn) {
-  EXPECT_EQ(RunProgram({L"exit", L"0"}, EchoChild()).exitCode, 0U);
-  EXPECT_EQ(RunProgram({L"exit", L"258"}, EchoChild()).exitCode, 258U);
+  EXPECT_EQ(RunProgram("exit 0", EchoChild()).exitCode, 0U);
+  EXPECT_EQ(RunProgram("exit 258", EchoChild()).exitCode, 258U);
 }
 
 TEST(HarnessTest, InputIsGivenAndThenEnds) {
   RunOptions options = EchoChild();
   options.input = "y\r\n" + std::string(200000, 'z');
-  EXPECT_TRUE(RunProgram({L"cat"}, options).output == options.input);
-  EXPECT_EQ(RunProgram({L"cat"}, EchoChild()).output, "");
+  EXPECT_TRUE(RunProgram("cat", options).output == options.input);
+  EXPECT_EQ(RunProgram("cat", EchoChild()).output, "");
 }
 
 TEST(HarnessTest, TheEnvironmentIsChangedForTheChildOnly) {
   RunOptions options = EchoChild();
   options.environment = {{L"QRV_HARNESS", L"\u00fc"}, {L"windir", std::nullopt}};
-  EXPECT_EQ(RunProgram({L"environment", L"QRV_HARNESS"}, options).output, Text({"\u00fc"}));
-  EXPECT_EQ(RunProgram({L"environment", L"windir"}, options).output, Text({"unset"}));
+  EXPECT_EQ(RunProgram("environment QRV_HARNESS", options).output, Text({"\u00fc"}));
+  EXPECT_EQ(RunProgram("environment windir", options).output, Text({"unset"}));
   EXPECT_EQ(_wgetenv(L"QRV_HARNESS"), nullptr);
 }
 
@@ -71,20 +74,20 @@ TEST(HarnessTest, OutputCanGoIntoAFile) {
   const TempDirectory directory;
   RunOptions options = EchoChild();
   options.outputFile = directory.Path() / L"out.txt";
-  EXPECT_EQ(RunProgram({L"echo", L"a"}, options).output, Text({"[a]"}));
+  EXPECT_EQ(RunProgram("echo a", options).output, Text({"[a]"}));
   EXPECT_TRUE(std::filesystem::exists(options.outputFile));
 }
 
 TEST(HarnessTest, ProgramsHoldNoHandlesOfEachOther) {
-  RunningProgram first = RunningProgram::Start({L"cat"}, EchoChild());
-  RunningProgram second = RunningProgram::Start({L"cat"}, EchoChild());
+  RunningProgram first = RunningProgram::Start("cat", EchoChild());
+  RunningProgram second = RunningProgram::Start("cat", EchoChild());
   first.CloseStdin();
   EXPECT_FALSE(first.Wait(milliseconds(5000)).timedOut);
   EXPECT_TRUE(second.IsRunning());
 }
 
 TEST(HarnessTest, ControlEventsReachTheProgramAndSpareTheTest) {
-  RunningProgram program = RunningProgram::Start({L"control"}, EchoChild());
+  RunningProgram program = RunningProgram::Start("control", EchoChild());
   ASSERT_TRUE(program.WaitForOutput("ready\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
   ASSERT_TRUE(program.WaitForOutput("ready\r\nCtrl+C\r\n"));
@@ -98,7 +101,7 @@ TEST(HarnessTest, ControlEventsReachTheProgramAndSpareTheTest) {
 }
 
 TEST(HarnessTest, CtrlCEndsAProgramThatDoesNotHandleIt) {
-  RunningProgram program = RunningProgram::Start({L"sleep", L"30000"}, EchoChild());
+  RunningProgram program = RunningProgram::Start("sleep 30000", EchoChild());
   ASSERT_TRUE(program.WaitForOutput("sleeping"));
   program.SendCtrlC();
   EXPECT_FALSE(program.Wait(milliseconds(10000)).timedOut);
@@ -107,7 +110,7 @@ TEST(HarnessTest, CtrlCEndsAProgramThatDoesNotHandleIt) {
 TEST(HarnessTest, DetachedProgramsGetNoCtrlC) {
   RunOptions options = EchoChild();
   options.detached = true;
-  RunningProgram program = RunningProgram::Start({L"sleep", L"1000"}, options);
+  RunningProgram program = RunningProgram::Start("sleep 1000", options);
   ASSERT_TRUE(program.WaitForOutput("sleeping"));
   program.SendCtrlC();
   EXPECT_EQ(program.Wait().exitCode, 0U);
@@ -119,7 +122,7 @@ TEST(HarnessTest, TheWatchdogKillsAndShowsWhatWasPrinted) {
       {
         RunOptions options = EchoChild();
         options.timeout = milliseconds(1000);
-        result = RunProgram({L"sleep", L"30000"}, options);
+        result = RunProgram("sleep 30000", options);
       },
       "it had printed:\nsleeping");
   EXPECT_TRUE(result.timedOut);
@@ -128,25 +131,25 @@ TEST(HarnessTest, TheWatchdogKillsAndShowsWhatWasPrinted) {
 }
 
 TEST(HarnessTest, MissingOutputIsShownWithWhatCameInstead) {
-  RunningProgram program = RunningProgram::Start({L"echo", L"a"}, EchoChild());
+  RunningProgram program = RunningProgram::Start("echo a", EchoChild());
   const ::testing::AssertionResult answer = program.WaitForOutput("never");
   EXPECT_FALSE(answer);
   EXPECT_STREQ(answer.message(), "\"never\" was not printed, but only:\n[a]\\r\\n\n");
 }
 
 bool ProcessEnds(DWORD id) {
-  const Handle process(OpenProcess(SYNCHRONIZE, FALSE, id));
-  return !process || WaitForSingleObject(process.get(), 5000) != WAIT_TIMEOUT;
+  const platform::KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, id));
+  return !process || WaitForSingleObject(process.Get(), 5000) != WAIT_TIMEOUT;
 }
 
 TEST(HarnessTest, ProcessesLeftBehindAreKilledWithTheProgram) {
   DWORD leftBehind = 0;
   {
-    RunningProgram program = RunningProgram::Start({L"spawn"}, EchoChild());
+    RunningProgram program = RunningProgram::Start("spawn", EchoChild());
     leftBehind = static_cast<DWORD>(std::stoul(program.Wait().output));
-    const Handle process(OpenProcess(SYNCHRONIZE, FALSE, leftBehind));
+    const platform::KernelHandle process(OpenProcess(SYNCHRONIZE, FALSE, leftBehind));
     ASSERT_TRUE(process);
-    EXPECT_EQ(WaitForSingleObject(process.get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
+    EXPECT_EQ(WaitForSingleObject(process.Get(), 0), static_cast<DWORD>(WAIT_TIMEOUT));
   }
   EXPECT_TRUE(ProcessEnds(leftBehind));
 }
@@ -185,8 +188,8 @@ class LabFrameTest : public LabTest {
 };
 
 TEST_F(LabFrameTest, ProgramsGetTheLabDirectoryAndTheTestDoesNot) {
-  EXPECT_EQ(RunAdmin({L"environment", L"QRVLAB_DIR"}, EchoChild()).output,
-            Text({ToUtf8(Directory().wstring())}));
+  EXPECT_EQ(RunAdmin("environment QRVLAB_DIR", EchoChild()).output,
+            Text({Utf8FromWide(Directory().wstring())}));
   EXPECT_EQ(_wgetenv(L"QRVLAB_DIR"), nullptr);
 }
 

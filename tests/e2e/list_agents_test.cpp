@@ -23,7 +23,7 @@ std::string Agent(int id, int users) {
 }
 
 std::string NotFound(const std::wstring& server) {
-  return Text({"qrvAdminListAgents: Failed to find server '" + ToUtf8(server) + "'"});
+  return Text({"qrvAdminListAgents: Failed to find server '" + Utf8FromWide(server) + "'"});
 }
 
 TEST_F(ListAgentsTest, ShowsIdUsersAndABlank) {
@@ -154,20 +154,20 @@ TEST_F(ListAgentsTest, AgentsReadBeforeAFailureAreNotShown) {
 TEST_F(ListAgentsTest, VerboseShowsTheConnectionAndTheEndAndNoHandler) {
   Database().AddServer(7, L"BES01");
   AddUser(7, L"ann@example.com", 200);
-  EXPECT_EQ(Run({L"-listAgents", L"-v", L"-s", L"BES01"}),
+  EXPECT_EQ(Run("-listAgents -v -s BES01"),
             Text({kConnectionLine}) + Agent(200, 1) + Text({"Exiting."}));
 }
 
 TEST_F(ListAgentsTest, TheValueOfTheServerSwitchIsNoSwitch) {
   Database().AddServer(7, L"-V");
   AddUser(7, L"ann@example.com", 200);
-  EXPECT_EQ(Run({L"-listAgents", L"-s", L"-v"}), Agent(200, 1));
+  EXPECT_EQ(Run("-listAgents -s -v"), Agent(200, 1));
 }
 
 TEST_F(ListAgentsTest, OfTwoServersTheLastCounts) {
   Database().AddServer(7, L"BES01");
   AddUser(7, L"ann@example.com", 200);
-  EXPECT_EQ(Run({L"-listAgents", L"-s", L"other", L"-s", L"BES01"}), Agent(200, 1));
+  EXPECT_EQ(Run("-listAgents -s other -s BES01"), Agent(200, 1));
 }
 
 TEST_F(ListAgentsTest, MapiIsLeftToOthersAndTheControllerAlone) {
@@ -175,7 +175,7 @@ TEST_F(ListAgentsTest, MapiIsLeftToOthersAndTheControllerAlone) {
   const MapiHolder holder(L"outlook.exe");
   Database().AddServer(7, L"BES01");
   AddUser(7, L"ann@example.com", 200);
-  EXPECT_EQ(Run({L"-listAgents", L"-s", L"BES01", L"-c"}), Agent(200, 1));
+  EXPECT_EQ(Run("-listAgents -s BES01 -c"), Agent(200, 1));
   EXPECT_TRUE(Calls("MAPIInitialize").empty());
   EXPECT_TRUE(Calls("Controller::Start").empty());
 }
@@ -193,18 +193,18 @@ TEST_P(ListAgentsUsageTest, IsShownAndTheDatabaseLeftAlone) {
   EXPECT_TRUE(Journal().empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , ListAgentsUsageTest,
-    ::testing::Values(UsageCase{"NoServer", {L"-listAgents"}},
-                      UsageCase{"ServerSwitchLast", {L"-listAgents", L"-s"}},
-                      UsageCase{"EmptyServer", {L"-listAgents", L"-s", L""}},
-                      UsageCase{"CapitalSwitch", {L"-listAgents", L"-S", L"BES01"}},
-                      UsageCase{"ServerSwitchTwice", {L"-listAgents", L"-s", L"-s"}},
-                      UsageCase{"ServerSwitchLastAgain", {L"-listAgents", L"-s", L"BES01", L"-s"}}),
-    kByName);
+INSTANTIATE_TEST_SUITE_P(, ListAgentsUsageTest,
+                         ::testing::Values(UsageCase{"NoServer", "-listAgents"},
+                                           UsageCase{"ServerSwitchLast", "-listAgents -s"},
+                                           UsageCase{"EmptyServer", "-listAgents -s \"\""},
+                                           UsageCase{"CapitalSwitch", "-listAgents -S BES01"},
+                                           UsageCase{"ServerSwitchTwice", "-listAgents -s -s"},
+                                           UsageCase{"ServerSwitchLastAgain",
+                                                     "-listAgents -s BES01 -s"}),
+                         kByName);
 
 TEST_F(ListAgentsTest, VerboseUsageSaysThatItExits) {
-  EXPECT_EQ(Run({L"-listAgents", L"-v"}), ListAgentsUsage() + Text({"Exiting."}));
+  EXPECT_EQ(Run("-listAgents -v"), ListAgentsUsage() + Text({"Exiting."}));
 }
 
 }  // namespace

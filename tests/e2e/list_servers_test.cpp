@@ -30,31 +30,30 @@ std::string Counted(int id, int users, const std::string& name) {
 
 TEST_F(ListServersTest, ShowsIdNameAndABlank) {
   Database().AddServer(7, L"BES01");
-  EXPECT_EQ(Run({L"-listServers"}), Text({"Id: 7", "MachineName: BES01", " "}));
+  EXPECT_EQ(Run("-listServers"), Text({"Id: 7", "MachineName: BES01", " "}));
 }
 
 TEST_F(ListServersTest, UserCountsStandBetweenIdAndName) {
   Database().AddServer(7, L"BES01");
   Database().AddSampleUsers(7, 120);
-  EXPECT_EQ(Run({L"-listServers", L"-c"}),
-            Text({"Id: 7", "Users: 120", "MachineName: BES01", " "}));
+  EXPECT_EQ(Run("-listServers -c"), Text({"Id: 7", "Users: 120", "MachineName: BES01", " "}));
 }
 
 TEST_F(ListServersTest, TheCountSwitchMayComeFirst) {
   Database().AddServer(7, L"BES01");
-  EXPECT_EQ(Run({L"-c", L"other", L"-listServers"}), Counted(7, 0, "BES01"));
+  EXPECT_EQ(Run("-c other -listServers"), Counted(7, 0, "BES01"));
 }
 
 TEST_F(ListServersTest, ACapitalCIsNoSwitch) {
   Database().AddServer(7, L"BES01");
-  EXPECT_EQ(Run({L"-listServers", L"-C"}), Server(7, "BES01"));
+  EXPECT_EQ(Run("-listServers -C"), Server(7, "BES01"));
   EXPECT_EQ(Statements(), (Strings{kSelectServers}));
 }
 
 TEST_F(ListServersTest, VerboseIsNoSwitchEither) {
   Database().AddServer(7, L"BES01");
-  EXPECT_EQ(Run({L"-listServers", L"-v"}), Server(7, "BES01"));
-  EXPECT_EQ(Run({L"-v", L"-listServers", L"-c"}), Counted(7, 0, "BES01"));
+  EXPECT_EQ(Run("-listServers -v"), Server(7, "BES01"));
+  EXPECT_EQ(Run("-v -listServers -c"), Counted(7, 0, "BES01"));
 }
 
 TEST_F(ListServersTest, ServersComeInTheOrdinalOrderOfTheirNames) {
@@ -63,23 +62,23 @@ TEST_F(ListServersTest, ServersComeInTheOrdinalOrderOfTheirNames) {
   for (size_t i = 0; i < names.size(); ++i) {
     Database().AddServer(static_cast<int32_t>(i) + 1, names[i]);
   }
-  EXPECT_EQ(Run({L"-listServers"}),
+  EXPECT_EQ(Run("-listServers"),
             Server(6, "B") + Server(9, "B10") + Server(3, "B2") + Server(5, "_") + Server(7, "a") +
-                Server(1, "b") + Server(4, ToUtf8(L"\u00c4")) + Server(8, ToUtf8(L"\U0001F600")) +
-                Server(2, ToUtf8(L"\uff21")));
+                Server(1, "b") + Server(4, Utf8FromWide(L"\u00c4")) +
+                Server(8, Utf8FromWide(L"\U0001F600")) + Server(2, Utf8FromWide(L"\uff21")));
 }
 
 TEST_F(ListServersTest, NamesAreShownAsStored) {
   Database().AddServer(1, L"bes01");
   Database().AddServer(2, L"Zo\u00eb-\u65e5\u672c");
-  EXPECT_EQ(Run({L"-listServers"}),
-            Server(2, ToUtf8(L"Zo\u00eb-\u65e5\u672c")) + Server(1, "bes01"));
+  EXPECT_EQ(Run("-listServers"),
+            Server(2, Utf8FromWide(L"Zo\u00eb-\u65e5\u672c")) + Server(1, "bes01"));
 }
 
 TEST_F(ListServersTest, NamesThatDifferInLetterCaseAreTwoServers) {
   Database().AddServer(1, L"bes01");
   Database().AddServer(2, L"BES01");
-  EXPECT_EQ(Run({L"-listServers"}), Server(2, "BES01") + Server(1, "bes01"));
+  EXPECT_EQ(Run("-listServers"), Server(2, "BES01") + Server(1, "bes01"));
 }
 
 TEST_F(ListServersTest, OfARepeatedNameTheFirstRowCounts) {
@@ -87,7 +86,7 @@ TEST_F(ListServersTest, OfARepeatedNameTheFirstRowCounts) {
   Database().AddServer(7, L"BES01");
   Database().AddSampleUsers(9, 2);
   Database().AddSampleUsers(7, 5);
-  EXPECT_EQ(Run({L"-listServers", L"-c"}), Counted(9, 2, "BES01"));
+  EXPECT_EQ(Run("-listServers -c"), Counted(9, 2, "BES01"));
 }
 
 TEST_F(ListServersTest, OnlyExchangeServersAreShown) {
@@ -95,18 +94,18 @@ TEST_F(ListServersTest, OnlyExchangeServersAreShown) {
   AddServerOfType(2, L"BES02", L"Exchange");
   AddServerOfType(3, L"BES03", std::nullopt);
   AddServerOfType(4, L"BES04", L"Exchange 2");
-  EXPECT_EQ(Run({L"-listServers"}), Server(2, "BES02"));
+  EXPECT_EQ(Run("-listServers"), Server(2, "BES02"));
 }
 
 TEST_F(ListServersTest, WithoutServersNothingIsPrinted) {
-  EXPECT_EQ(Run({L"-listServers"}), "");
-  EXPECT_EQ(Run({L"-listServers", L"-c"}), "");
+  EXPECT_EQ(Run("-listServers"), "");
+  EXPECT_EQ(Run("-listServers -c"), "");
 }
 
 TEST_F(ListServersTest, IdsMayBeNegative) {
   Database().AddServer(-7, L"BES01");
   AddUser(-7, L"ann@example.com");
-  EXPECT_EQ(Run({L"-listServers", L"-c"}), Counted(-7, 1, "BES01"));
+  EXPECT_EQ(Run("-listServers -c"), Counted(-7, 1, "BES01"));
   EXPECT_EQ(Statements(), (Strings{kSelectServers,
                                    "SELECT COUNT(*) From UserConfig WHERE "
                                    "ServerConfigId=-7 AND UserDeleteStatus=0;"}));
@@ -124,13 +123,13 @@ TEST_F(ListServersTest, CountsAreOfTheServersOwnUsersWhoAreNotDeleted) {
     deleted.userDeleteStatus = status;
     Database().AddUser(deleted);
   }
-  EXPECT_EQ(Run({L"-listServers", L"-c"}), Counted(7, 1, "BES01") + Counted(8, 3, "BES02"));
+  EXPECT_EQ(Run("-listServers -c"), Counted(7, 1, "BES01") + Counted(8, 3, "BES02"));
 }
 
 TEST_F(ListServersTest, TenThousandUsersAreCounted) {
   Database().AddServer(7, L"BES01");
   Database().AddSampleUsers(7, 10000);
-  EXPECT_EQ(Run({L"-listServers", L"-c"}), Counted(7, 10000, "BES01"));
+  EXPECT_EQ(Run("-listServers -c"), Counted(7, 10000, "BES01"));
 }
 
 TEST_F(ListServersTest, ACountThatFailsEndsTheListing) {
@@ -139,7 +138,7 @@ TEST_F(ListServersTest, ACountThatFailsEndsTheListing) {
   Database().AddServer(3, L"BES03");
   // The servers, the first count, the second.
   Faults().FailNth("ICommand::Execute", 3, 0x80040E14);
-  EXPECT_EQ(Run({L"-listServers", L"-c"}),
+  EXPECT_EQ(Run("-listServers -c"),
             Counted(1, 0, "BES01") +
                 Text({"CBESDatabase::CountServerUsers: Failed to execute SQL : 0x80040e14"}));
   EXPECT_EQ(Statements().size(), 3U);
@@ -148,7 +147,7 @@ TEST_F(ListServersTest, ACountThatFailsEndsTheListing) {
 TEST_F(ListServersTest, ServersBehindARowThatFailsAreNotShownNorThoseBefore) {
   Database().AddServer(1, L"BES01");
   Database().AddServer({2, std::nullopt});
-  EXPECT_EQ(Run({L"-listServers"}), Text({"CBESDatabase::GetServers: NULL server name"}));
+  EXPECT_EQ(Run("-listServers"), Text({"CBESDatabase::GetServers: NULL server name"}));
 }
 
 TEST_F(ListServersTest, ALineEndsAfter254CharactersAndTheNextIsWhole) {
@@ -156,7 +155,7 @@ TEST_F(ListServersTest, ALineEndsAfter254CharactersAndTheNextIsWhole) {
   Database().AddServer(2, L"B" + std::wstring(9000, L'c'));
   Database().AddServer(3, L"C");
   const std::string cut = "MachineName: ";
-  EXPECT_EQ(Run({L"-listServers"}),
+  EXPECT_EQ(Run("-listServers"),
             Text({"Id: 1", cut + std::string(254 - cut.size(), 'A'), " ", "Id: 2",
                   cut + "B" + std::string(253 - cut.size(), 'c'), " ", "Id: 3", cut + "C", " "}));
 }
@@ -165,14 +164,14 @@ TEST_F(ListServersTest, MapiIsLeftToOthersAndTheControllerAlone) {
   SetController(lab::ControllerState::kStopped);
   const MapiHolder holder(L"outlook.exe");
   Database().AddServer(7, L"BES01");
-  EXPECT_EQ(Run({L"-listServers", L"-c"}), Counted(7, 0, "BES01"));
+  EXPECT_EQ(Run("-listServers -c"), Counted(7, 0, "BES01"));
   EXPECT_TRUE(Calls("MAPIInitialize").empty());
   EXPECT_TRUE(Calls("Controller::Start").empty());
 }
 
 TEST_F(ListServersTest, OneConnectionServesTheWholeRun) {
   for (int32_t id = 1; id <= 3; ++id) Database().AddServer(id, L"BES0" + std::to_wstring(id));
-  Run({L"-listServers", L"-c"});
+  Run("-listServers -c");
   EXPECT_EQ(Statements().size(), 4U);
   EXPECT_EQ(Calls("IDBInitialize::Initialize").size(), 1U);
   EXPECT_EQ(Calls("IDBCreateSession::CreateSession").size(), 1U);

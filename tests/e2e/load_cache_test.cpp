@@ -1,6 +1,9 @@
 // What the program reads from a profile and in which way, seen through -findUsers: its listing of
 // every store, the profile afterwards, and the journal of its calls.
 #include <gtest/gtest.h>
+#include <windows.h>
+
+#include <mapidefs.h>
 
 #include <optional>
 #include <string>
@@ -10,16 +13,15 @@
 #include "lab/common/installation.h"
 #include "lab/common/profile_registry.h"
 #include "tests/e2e/common_lines.h"
+#include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
-#include "tests/e2e/support/store_lab_test.h"
 
 namespace e2e {
 namespace {
 
 constexpr uint32_t kNotFound = 0x8004010F;
 constexpr uint32_t kNoAccess = 0x80070005;
-constexpr uint32_t kTransportProvider = 36;
 
 // The listing's entries.
 std::string QsfStore(const std::string& email, const std::string& file,
@@ -45,22 +47,17 @@ std::string LoadFailed(const std::string& result) {
 
 std::string Hex(const lab::Uid& uid) { return lab::UidText(uid); }
 
-class LoadCacheTest : public StoreLabTest {
+class LoadCacheTest : public LabTest {
  protected:
   // Lists the stores whose address contains `fragment`, all of them by default.
   std::string ListStores(const std::wstring& fragment = L"") {
     return Run({L"-findUsers", L"-p", profile_.Name(), L"-e", fragment});
   }
 
-  lab::Service AddRoot(const Options& options = {}) {
-    return profile_.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"), options);
-  }
-
   // What a cache holds that was loaded this many times: support/cache_client.cpp.
   std::string CachedStores(int loads = 1) {
-    RunOptions options;
-    options.program = LabBinaries() / L"cache_client.exe";
-    return Run({profile_.Name(), std::to_wstring(loads)}, options);
+    return Run({profile_.Name(), std::to_wstring(loads)},
+               {.program = LabBinaries() / L"cache_client.exe"});
   }
 
   bool InProfile(const lab::Service& service) const {
@@ -76,18 +73,17 @@ TEST_F(LoadCacheTest, AProfileWithoutServicesIsEmptyAndNoFailure) {
 }
 
 TEST_F(LoadCacheTest, OtherServicesAreNotEvenOpened) {
-  Add(L"ann", With(&Options::serviceName, L"MSUPST MS"));
-  Add(L"bob", With(&Options::serviceName, L"CONTAB"));
-  Add(L"cid", With(&Options::withServiceName, false));
+  Add(L"ann", {.serviceName = L"MSUPST MS"});
+  Add(L"bob", {.serviceName = L"CONTAB"});
+  Add(L"cid", {.withServiceName = false});
   EXPECT_EQ(ListStores(), "");
   EXPECT_TRUE(Calls("IMsgServiceAdmin::OpenProfileSection").empty());
 }
 
 TEST_F(LoadCacheTest, ServiceNamesMatchInAnyLetterCase) {
-  profile_.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"),
-                        With(&Options::serviceName, L"lsms"));
-  const lab::Service ann = Add(L"ann", With(&Options::serviceName, L"lsms_SECONDARY"));
-  AddEmbedded(L"bob", ann, With(&Options::serviceName, L"Lsms_embedded"));
+  AddRoot({.serviceName = L"lsms"});
+  const lab::Service ann = Add(L"ann", {.serviceName = L"lsms_SECONDARY"});
+  AddEmbedded(L"bob", ann, {.serviceName = L"Lsms_embedded"});
   EXPECT_EQ(ListStores(), QsfStore("bes@example.com", "bes.qsf") +
                               QsfStore("ann@example.com", "ann.qsf", "bob@example.com") +
                               EmbeddedStore("bob@example.com", "ann@example.com", "ann.qsf"));
@@ -97,7 +93,7 @@ TEST_F(LoadCacheTest, ServiceNamesMatchOnlyWhole) {
   Add(L"ann");
   for (const wchar_t* name : {L"LSMS_SecondaryX", L"XLSMS_Secondary", L"LSMS_Second", L"LSMS_",
                               L"SMS", L"LSMS_Embedded2", L"LSMS Secondary", L"LSMS_Secondary "}) {
-    Add(L"other", With(&Options::serviceName, name));
+    Add(L"other", {.serviceName = name});
   }
   EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "ann.qsf"));
 }
@@ -189,9 +185,9 @@ TEST_F(LoadCacheTest, MakesTheseCallsInThisOrder) {
 
 TEST_F(LoadCacheTest, TheServicesNameDecidesWhichPropertyIsTheAddress) {
   // Each has the address property of the other kind only.
-  Add(L"ann", With(&Options::serviceName, L"LSMS"));
+  Add(L"ann", {.serviceName = L"LSMS"});
   profile_.AddRootStore(L"bob@example.com", StorePath(L"bob.qsf"),
-                        With(&Options::serviceName, L"LSMS_Secondary"));
+                        {.serviceName = L"LSMS_Secondary"});
   Add(L"cid");
   EXPECT_EQ(ListStores(), QsfStore("cid@example.com", "cid.qsf"));
 }
@@ -205,19 +201,19 @@ TEST_F(LoadCacheTest, AddressesAreLowerCasedFromAToZOnly) {
 }
 
 TEST_F(LoadCacheTest, TheRootsAddressIsLowerCasedToo) {
-  profile_.AddRootStore(L"BES@Example.COM", StorePath(L"bes.qsf"));
+  profile_.AddRootStore(L"BES@Example.COM", FileOf(L"bes"));
   EXPECT_EQ(ListStores(), QsfStore("bes@example.com", "bes.qsf"));
 }
 
 TEST_F(LoadCacheTest, PathsAreLowerCasedFromAToZOnly) {
-  Add(L"ann", With(&Options::storedPath, L"C:\\QSF\\@ABCDEFGHIJKLMNOPQRSTUVWXYZ[`{.QSF"));
+  Add(L"ann", {.storedPath = L"C:\\QSF\\@ABCDEFGHIJKLMNOPQRSTUVWXYZ[`{.QSF"});
   EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "@abcdefghijklmnopqrstuvwxyz[`{.qsf"));
 }
 
 TEST_F(LoadCacheTest, OtherBytesOfAPathKeepTheirCase) {
   if (GetACP() != 1252)
     GTEST_SKIP() << "the code page lacks these characters or has them elsewhere";
-  Add(L"ann", With(&Options::storedPath, L"C:\\QSF\\\u00c4\u00c0\u00de\u00e4.QSF"));
+  Add(L"ann", {.storedPath = L"C:\\QSF\\\u00c4\u00c0\u00de\u00e4.QSF"});
   EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "\u00c4\u00c0\u00de\u00e4.qsf"));
 }
 
@@ -230,30 +226,31 @@ TEST_F(LoadCacheTest, StoresComeInTheOrderOfTheirEntryIdsBytes) {
       {L"c", {0x7F}},       {L"b", {0x00, 0xFF}}, {L"a", {0x00}}};
   std::string expected;
   for (const auto& [name, entryId] : backwards) {
-    Add(name, With(&Options::entryId, entryId));
-    expected = QsfStore(ToUtf8(name) + "@example.com", ToUtf8(name) + ".qsf") + expected;
+    Add(name, {.entryId = entryId});
+    expected =
+        QsfStore(Utf8FromWide(name) + "@example.com", Utf8FromWide(name) + ".qsf") + expected;
   }
   EXPECT_EQ(ListStores(), expected);
 }
 
 TEST_F(LoadCacheTest, AnEmptyEntryIdIsAnEntryId) {
-  Add(L"ann", With(&Options::entryId, lab::Bytes{0x00}));
-  Add(L"bob", With(&Options::entryId, lab::Bytes{}));
+  Add(L"ann", {.entryId = lab::Bytes{0x00}});
+  Add(L"bob", {.entryId = lab::Bytes{}});
   EXPECT_EQ(ListStores(),
             QsfStore("bob@example.com", "bob.qsf") + QsfStore("ann@example.com", "ann.qsf"));
 }
 
 TEST_F(LoadCacheTest, OfTwoServicesWithOneEntryIdTheFirstStays) {
-  Add(L"ann", With(&Options::entryId, lab::Bytes{0x01, 0x02}));
-  const lab::Service second = Add(L"bob", With(&Options::entryId, lab::Bytes{0x01, 0x02}));
+  Add(L"ann", {.entryId = lab::Bytes{0x01, 0x02}});
+  const lab::Service second = Add(L"bob", {.entryId = lab::Bytes{0x01, 0x02}});
   AddEmbedded(L"cid", second);
   EXPECT_EQ(ListStores(), EmbeddedStore("cid@example.com", "ann@example.com", "ann.qsf") +
                               QsfStore("ann@example.com", "ann.qsf", "cid@example.com"));
 }
 
 TEST_F(LoadCacheTest, ASkippedServiceDoesNotTakeItsEntryId) {
-  Add(L"ann", With(&Options::withPath, false, With(&Options::entryId, lab::Bytes{0x01})));
-  Add(L"bob", With(&Options::entryId, lab::Bytes{0x01}));
+  Add(L"ann", {.withPath = false, .entryId = lab::Bytes{0x01}});
+  Add(L"bob", {.entryId = lab::Bytes{0x01}});
   EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
                                 "'ann@example.com' : 0x8004010f"}) +
                               QsfStore("bob@example.com", "bob.qsf"));
@@ -262,7 +259,7 @@ TEST_F(LoadCacheTest, ASkippedServiceDoesNotTakeItsEntryId) {
 // Providers.
 
 TEST_F(LoadCacheTest, OnlyTheFirstStoreProviderCounts) {
-  const lab::Service ann = Add(L"ann", With(&Options::extraProviders, 2));
+  const lab::Service ann = Add(L"ann", {.extraProviders = 2});
   for (const size_t index : {1, 2}) {
     const lab::Uid& uid = ann.providers[index].uid;
     ASSERT_TRUE(lab::WriteText(profile_.Name(), uid, lab::kTagStorePath, L"C:\\second.qsf"));
@@ -272,7 +269,7 @@ TEST_F(LoadCacheTest, OnlyTheFirstStoreProviderCounts) {
 }
 
 TEST_F(LoadCacheTest, AProviderOfAnotherKindIsPassedOver) {
-  Add(L"ann", With(&Options::otherProviderFirst, true));
+  Add(L"ann", {.otherProviderFirst = true});
   EXPECT_EQ(ListStores(), QsfStore("ann@example.com", "ann.qsf"));
 }
 
@@ -308,7 +305,7 @@ TEST_P(LoadCacheEmbeddedTest, IsToldByTheSignaturesPlace) {
     ASSERT_LE(*given.parentUid + uid.size(), entryId.size());
     std::copy(uid.begin(), uid.end(), entryId.begin() + static_cast<ptrdiff_t>(*given.parentUid));
   }
-  Add(L"cid", With(&Options::entryId, entryId));
+  Add(L"cid", {.entryId = entryId});
   EXPECT_EQ(ListStores(L"cid"), given.parentUid
                                     ? EmbeddedStore("cid@example.com", "ann@example.com", "ann.qsf")
                                     : QsfStore("cid@example.com", "cid.qsf"));
@@ -339,15 +336,15 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(LoadCacheTest, OneWrongByteInTheSignatureMakesAFileStore) {
   lab::Bytes entryId = EntryIdWithSignatureAt({36}, 100);
   entryId[51] ^= 0x01;
-  Add(L"cid", With(&Options::entryId, entryId));
+  Add(L"cid", {.entryId = entryId});
   EXPECT_EQ(ListStores(), QsfStore("cid@example.com", "cid.qsf"));
 }
 
 TEST_F(LoadCacheTest, TheServicesNameDoesNotMakeAStoreEmbedded) {
   const lab::Uid uid = Add(L"ann").Store()->uid;
-  Add(L"bob", With(&Options::serviceName, L"LSMS_Embedded"));
-  Add(L"cid", With(&Options::entryId, lab::EmbeddedStoreEntryId(3, uid, uid)));
-  AddRoot(With(&Options::entryId, lab::EmbeddedStoreEntryId(4, uid, uid)));
+  Add(L"bob", {.serviceName = L"LSMS_Embedded"});
+  Add(L"cid", {.entryId = lab::EmbeddedStoreEntryId(3, uid, uid)});
+  AddRoot({.entryId = lab::EmbeddedStoreEntryId(4, uid, uid)});
   EXPECT_EQ(ListStores(),
             QsfStore("ann@example.com", "ann.qsf", "cid@example.com,bes@example.com") +
                 QsfStore("bob@example.com", "bob.qsf") +
@@ -356,8 +353,7 @@ TEST_F(LoadCacheTest, TheServicesNameDoesNotMakeAStoreEmbedded) {
 }
 
 TEST_F(LoadCacheTest, AnEmbeddedStoreHasNoPathEvenIfTheProfileHoldsOne) {
-  const lab::Service bob =
-      AddEmbedded(L"bob", Add(L"ann"), With(&Options::storedPath, L"C:\\qsf\\bob.qsf"));
+  const lab::Service bob = AddEmbedded(L"bob", Add(L"ann"), {.storedPath = L"C:\\qsf\\bob.qsf"});
   AddEmbedded(L"cid", bob);
   EXPECT_EQ(ListStores(L"cid"), EmbeddedStore("cid@example.com", "bob@example.com", ""));
 }
@@ -365,8 +361,7 @@ TEST_F(LoadCacheTest, AnEmbeddedStoreHasNoPathEvenIfTheProfileHoldsOne) {
 // Services that are skipped with a message.
 
 TEST_F(LoadCacheTest, AFileStoreWithoutPathIsReportedAndSkipped) {
-  profile_.AddSecondaryStore(L"ANN@Example.com", StorePath(L"ann.qsf"),
-                             With(&Options::withPath, false));
+  Add(L"ANN@Example.com", {.withPath = false});
   Add(L"bob");
   EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
                                 "'ann@example.com' : 0x8004010f"}) +
@@ -374,8 +369,7 @@ TEST_F(LoadCacheTest, AFileStoreWithoutPathIsReportedAndSkipped) {
 }
 
 TEST_F(LoadCacheTest, AStoreWithoutEntryIdIsReportedAndSkipped) {
-  profile_.AddSecondaryStore(L"ANN@Example.com", StorePath(L"ann.qsf"),
-                             With(&Options::withEntryId, false));
+  Add(L"ANN@Example.com", {.withEntryId = false});
   Add(L"bob");
   EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_ENTRYID for the store "
                                 "'ann@example.com' : 0x8004010f"}) +
@@ -383,7 +377,7 @@ TEST_F(LoadCacheTest, AStoreWithoutEntryIdIsReportedAndSkipped) {
 }
 
 TEST_F(LoadCacheTest, OfAStoreWithNeitherTheEntryIdIsReported) {
-  Add(L"ann", With(&Options::withEntryId, false, With(&Options::withPath, false)));
+  Add(L"ann", {.withEntryId = false, .withPath = false});
   EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_ENTRYID for the store "
                                 "'ann@example.com' : 0x8004010f"}));
 }
@@ -413,7 +407,7 @@ constexpr wchar_t kAnn[] = L"ann@example.com";
 
 void AddWithoutAddress(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan&,
                        uint32_t) {
-  profile.AddSecondaryStore(kAnn, path, With(&Options::withAddress, false));
+  profile.AddSecondaryStore(kAnn, path, {.withAddress = false});
 }
 
 void AddWithUnreadableAddress(const lab::Profile& profile, const std::wstring& path,
@@ -424,18 +418,18 @@ void AddWithUnreadableAddress(const lab::Profile& profile, const std::wstring& p
 
 void AddRootWithoutAddress(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan&,
                            uint32_t) {
-  profile.AddRootStore(kAnn, path, With(&Options::withAddress, false));
+  profile.AddRootStore(kAnn, path, {.withAddress = false});
 }
 
 void AddWithoutProvider(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan&,
                         uint32_t) {
-  profile.AddSecondaryStore(kAnn, path, With(&Options::withProvider, false));
+  profile.AddSecondaryStore(kAnn, path, {.withProvider = false});
 }
 
 void AddWithTransportOnly(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan&,
                           uint32_t) {
   const lab::Service ann = profile.AddSecondaryStore(kAnn, path);
-  lab::WriteLong(profile.Name(), ann.Store()->uid, lab::kTagResourceType, kTransportProvider);
+  lab::WriteLong(profile.Name(), ann.Store()->uid, lab::kTagResourceType, MAPI_TRANSPORT_PROVIDER);
 }
 
 void AddWithUnreadableProperties(const lab::Profile& profile, const std::wstring& path,
@@ -446,7 +440,7 @@ void AddWithUnreadableProperties(const lab::Profile& profile, const std::wstring
 
 void AddWithEmptyParentSection(const lab::Profile& profile, const std::wstring&, lab::FaultPlan&,
                                uint32_t) {
-  profile.AddEmbeddedStore(kAnn, lab::Service(), With(&Options::parentProviderUid, lab::Uid{0x77}));
+  profile.AddEmbeddedStore(kAnn, lab::Service(), {.parentProviderUid = lab::Uid{0x77}});
 }
 
 class LoadCacheSkipTest : public LoadCacheTest, public ::testing::WithParamInterface<SkipCase> {
@@ -502,7 +496,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(LoadCacheTest, APathlessLastServiceIsNoFailureAndLinkingRuns) {
   const lab::Service ann = Add(L"ann");
   AddEmbedded(L"bob", ann);
-  Add(L"cid", With(&Options::withPath, false));
+  Add(L"cid", {.withPath = false});
   EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
                                 "'cid@example.com' : 0x8004010f"}) +
                               QsfStore("ann@example.com", "ann.qsf", "bob@example.com") +
@@ -512,7 +506,7 @@ TEST_F(LoadCacheTest, APathlessLastServiceIsNoFailureAndLinkingRuns) {
 TEST_F(LoadCacheTest, ALastServiceWithoutEntryIdIsNoFailureAndLinkingRuns) {
   const lab::Service ann = Add(L"ann");
   AddEmbedded(L"bob", ann);
-  Add(L"cid", With(&Options::withEntryId, false));
+  Add(L"cid", {.withEntryId = false});
   EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_ENTRYID for the store "
                                 "'cid@example.com' : 0x8004010f"}) +
                               QsfStore("ann@example.com", "ann.qsf", "bob@example.com") +
@@ -520,7 +514,7 @@ TEST_F(LoadCacheTest, ALastServiceWithoutEntryIdIsNoFailureAndLinkingRuns) {
 }
 
 TEST_F(LoadCacheTest, SkippedServicesAloneFailTheLoadOfAnOtherwiseEmptyProfile) {
-  Add(L"ann", With(&Options::withAddress, false));
+  Add(L"ann", {.withAddress = false});
   EXPECT_EQ(ListStores(), LoadFailed("0x8004010f"));
 }
 
@@ -645,8 +639,8 @@ TEST_F(LoadCacheTest, ALoadThatEndedEarlyIsForgottenByTheNext) {
 }
 
 TEST_F(LoadCacheTest, TheIndexCountsFromZeroAndSkippedServicesToo) {
-  Add(L"ann", With(&Options::withAddress, false));
-  Add(L"bob", With(&Options::withProvider, false));
+  Add(L"ann", {.withAddress = false});
+  Add(L"bob", {.withProvider = false});
   Add(L"cid");
   Faults().FailNth("MsgServiceTable.Column.3D09001E", 3, kNotFound);
   EXPECT_EQ(ListStores(),
@@ -670,16 +664,16 @@ TEST_F(LoadCacheTest, TheSectionIsOpenedBeforeTheServiceNameIsLookedAt) {
 
 TEST_F(LoadCacheTest, ChildrenAreLinkedInTheOrderOfTheirEntryIds) {
   const lab::Service ann = Add(L"ann");
-  AddEmbedded(L"cid", ann, With(&Options::order, 30));
-  AddEmbedded(L"dan", ann, With(&Options::order, 20));
-  AddEmbedded(L"bob", ann, With(&Options::order, 10));
+  AddEmbedded(L"cid", ann, {.order = 30});
+  AddEmbedded(L"dan", ann, {.order = 20});
+  AddEmbedded(L"bob", ann, {.order = 10});
   EXPECT_EQ(ListStores(L"ann"), QsfStore("ann@example.com", "ann.qsf",
                                          "bob@example.com,dan@example.com,cid@example.com"));
 }
 
 TEST_F(LoadCacheTest, AParentMayFollowItsChildInTableAndMap) {
-  const lab::Service ann = Add(L"ann", With(&Options::order, 99));
-  AddEmbedded(L"bob", ann, With(&Options::order, 1, With(&Options::position, 0)));
+  const lab::Service ann = Add(L"ann", {.order = 99});
+  AddEmbedded(L"bob", ann, {.order = 1, .position = 0});
   EXPECT_EQ(ListStores(), EmbeddedStore("bob@example.com", "ann@example.com", "ann.qsf") +
                               QsfStore("ann@example.com", "ann.qsf", "bob@example.com"));
 }
@@ -738,7 +732,7 @@ TEST_F(LoadCacheTest, AParentIsFoundByItsEntryIdsExactBytes) {
 }
 
 TEST_F(LoadCacheTest, TheChildOfASkippedParentIsAnOrphan) {
-  const lab::Service ann = Add(L"ann", With(&Options::withPath, false));
+  const lab::Service ann = Add(L"ann", {.withPath = false});
   const lab::Service bob = AddEmbedded(L"bob", ann);
   EXPECT_EQ(ListStores(), Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store "
                                 "'ann@example.com' : 0x8004010f"}) +
@@ -747,8 +741,8 @@ TEST_F(LoadCacheTest, TheChildOfASkippedParentIsAnOrphan) {
 }
 
 TEST_F(LoadCacheTest, OrphansAreDeletedInTheOrderOfTheirEntryIds) {
-  const lab::Service second = AddOrphan(L"ann", With(&Options::order, 20));
-  const lab::Service first = AddOrphan(L"bob", With(&Options::order, 10));
+  const lab::Service second = AddOrphan(L"ann", {.order = 20});
+  const lab::Service first = AddOrphan(L"bob", {.order = 10});
   EXPECT_EQ(ListStores(), OrphanDeleted("bob@example.com") + OrphanDeleted("ann@example.com") +
                               OrphanStore("bob@example.com") + OrphanStore("ann@example.com"));
   const auto deletions = Calls("IMsgServiceAdmin::DeleteMsgService");
@@ -789,7 +783,7 @@ TEST_F(LoadCacheTest, TheLastOfSeveralDeletionsSavesTheLoad) {
 }
 
 TEST_F(LoadCacheTest, LinkingGoesOnAfterADeletionThatFailed) {
-  const lab::Service orphan = AddOrphan(L"ann", With(&Options::order, 1));
+  const lab::Service orphan = AddOrphan(L"ann", {.order = 1});
   const lab::Service bob = Add(L"bob");
   AddEmbedded(L"cid", bob);
   AddOrphan(L"dan");

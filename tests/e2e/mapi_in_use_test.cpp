@@ -16,12 +16,10 @@ namespace {
 class MapiInUseTest : public CommandLabTest {
  protected:
   // A run of a command that prints nothing when it is let through.
-  std::string RunChecked(const RunOptions& options = {}) { return Run({L"-purgeQsf"}, options); }
+  std::string RunChecked(const RunOptions& options = {}) { return Run("-purgeQsf", options); }
 
   RunOptions CopiedAs(const std::wstring& fileName) const {
-    RunOptions options;
-    options.program = CopyShippedProgram(Directory(), fileName);
-    return options;
+    return {.program = CopyShippedProgram(Directory(), fileName)};
   }
 };
 
@@ -41,7 +39,7 @@ TEST_F(MapiInUseTest, AfterItsEndTheCommandRuns) {
 // Which modules count.
 
 struct ModuleCase : NamedCase {
-  std::vector<std::wstring> modules;
+  Words modules;
 };
 
 class CountedModuleTest : public MapiInUseTest, public ::testing::WithParamInterface<ModuleCase> {};
@@ -52,15 +50,15 @@ TEST_P(CountedModuleTest, NamesTheProgramOnce) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Modules, CountedModuleTest,
-                         ::testing::Values(ModuleCase{"Mapi32", {L"mapi32.dll"}},
-                                           ModuleCase{"Mapi32InCapitals", {L"MAPI32.DLL"}},
-                                           ModuleCase{"Mapi32InMixedCase", {L"Mapi32.Dll"}},
-                                           ModuleCase{"Olmapi32", {L"olmapi32.dll"}},
-                                           ModuleCase{"Olmapi32InCapitals", {L"OLMAPI32.DLL"}},
-                                           ModuleCase{"Olmapi32InMixedCase", {L"OlMapi32.dll"}},
-                                           ModuleCase{"Both", {L"MAPI32.DLL", L"olmapi32.dll"}},
+                         ::testing::Values(ModuleCase{"Mapi32", "mapi32.dll"},
+                                           ModuleCase{"Mapi32InCapitals", "MAPI32.DLL"},
+                                           ModuleCase{"Mapi32InMixedCase", "Mapi32.Dll"},
+                                           ModuleCase{"Olmapi32", "olmapi32.dll"},
+                                           ModuleCase{"Olmapi32InCapitals", "OLMAPI32.DLL"},
+                                           ModuleCase{"Olmapi32InMixedCase", "OlMapi32.dll"},
+                                           ModuleCase{"Both", "MAPI32.DLL olmapi32.dll"},
                                            ModuleCase{"AmongOthers",
-                                                      {L"one.dll", L"olmapi32.dll", L"two.dll"}}),
+                                                      "one.dll olmapi32.dll two.dll"}),
                          kByName);
 
 class OtherModuleTest : public MapiInUseTest, public ::testing::WithParamInterface<ModuleCase> {};
@@ -72,11 +70,11 @@ TEST_P(OtherModuleTest, DoesNotCount) {
 
 INSTANTIATE_TEST_SUITE_P(Modules, OtherModuleTest,
                          ::testing::Values(ModuleCase{"None", {}},
-                                           ModuleCase{"Msmapi32", {L"msmapi32.dll"}},
-                                           ModuleCase{"NameInsideAnother", {L"xmapi32.dll"}},
-                                           ModuleCase{"NameBeforeMore", {L"mapi32.dll.dll"}},
-                                           ModuleCase{"OtherNumber", {L"mapi64.dll"}},
-                                           ModuleCase{"OtherExtension", {L"mapi32.drv"}}),
+                                           ModuleCase{"Msmapi32", "msmapi32.dll"},
+                                           ModuleCase{"NameInsideAnother", "xmapi32.dll"},
+                                           ModuleCase{"NameBeforeMore", "mapi32.dll.dll"},
+                                           ModuleCase{"OtherNumber", "mapi64.dll"},
+                                           ModuleCase{"OtherExtension", "mapi32.drv"}),
                          kByName);
 
 // Which programs are named, and in what order.
@@ -109,7 +107,7 @@ TEST_F(MapiInUseTest, NamesMayHoldAnyLetters) {
 TEST_F(MapiInUseTest, ALongNameIsShownWhole) {
   const std::wstring name = std::wstring(150, L'n') + L".exe";
   MapiHolder holder(name);
-  EXPECT_EQ(RunChecked(), MapiInUse({ToUtf8(name)}));
+  EXPECT_EQ(RunChecked(), MapiInUse({Utf8FromWide(name)}));
 }
 
 // The program itself is known by the name of its file.
@@ -130,7 +128,7 @@ TEST_F(MapiInUseTest, TheLetterCaseOfTheFileNameIsOfNoMatter) {
 TEST_F(MapiInUseTest, AnotherRunOfTheProgramIsSkipped) {
   lab::Profile(L"Main").Create();
   Faults().DelayEach("HrQueryAllRows@MsgServiceTable", 60000);
-  RunningProgram other = StartAdmin({L"-findUsers", L"-v", L"-p", L"Main", L"-e", L"ann"});
+  RunningProgram other = StartAdmin("-findUsers -v -p Main -e ann");
   ASSERT_TRUE(other.WaitForOutput("The Control Handler is installed.\r\n"));
   Faults() = {};
   EXPECT_EQ(RunChecked(), "");
@@ -148,14 +146,14 @@ TEST_F(MapiInUseTest, ARenamedProgramSkipsItsNewNameOnly) {
 
 TEST_F(MapiInUseTest, TheFirstArgumentIsNotTheFileName) {
   MapiHolder holder(L"mailer.exe");
-  EXPECT_EQ(RunAs(L"C:\\mailer.exe", {L"-purgeQsf"}), MapiInUse({"mailer.exe"}));
+  EXPECT_EQ(RunAs(L"C:\\mailer.exe", "-purgeQsf"), MapiInUse({"mailer.exe"}));
 }
 
 TEST_F(MapiInUseTest, TheScanUtilityAndTheProgramCountForEachOther) {
   MapiHolder utility(L"qsfscan.exe");
   EXPECT_EQ(RunChecked(), MapiInUse({"qsfscan.exe"}));
   MapiHolder program(L"qrvadmin.exe");
-  const RunResult result = RunAdmin({L"-p", L"Main", L"-c"}, CopiedAs(L"qsfscan.exe"));
+  const RunResult result = RunAdmin("-p Main -c", CopiedAs(L"qsfscan.exe"));
   EXPECT_EQ(result.output, MapiInUse({"qrvadmin.exe"}));
   EXPECT_EQ(result.exitCode, 1U);
 }
@@ -174,7 +172,7 @@ TEST_P(CheckedCommandTest, LeavesMapiAndTheServiceAlone) {
 
 TEST_P(CheckedCommandTest, VerboseSaysOnlyThatItExits) {
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(Run(GetParam().words + Words{L"-v"}), MapiInUse({"outlook.exe"}) + Text({"Exiting."}));
+  EXPECT_EQ(Run(GetParam().words + "-v"), MapiInUse({"outlook.exe"}) + Text({"Exiting."}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, CheckedCommandTest, ::testing::ValuesIn(ExclusiveCommands()),
@@ -182,19 +180,19 @@ INSTANTIATE_TEST_SUITE_P(Commands, CheckedCommandTest, ::testing::ValuesIn(Exclu
 
 TEST_F(MapiInUseTest, CommandsWithoutTheCheckRun) {
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(Run({L"-findUsers", L"-p", L"Nobody", L"-e", L"ann"}), NoProfile("FindUsers"));
-  EXPECT_EQ(Run({L"-listServers"}), NoDatabase());
-  EXPECT_EQ(Run({L"-listAgents", L"-s", L"BES"}),
+  EXPECT_EQ(Run("-findUsers -p Nobody -e ann"), NoProfile("FindUsers"));
+  EXPECT_EQ(Run("-listServers"), NoDatabase());
+  EXPECT_EQ(Run("-listAgents -s BES"),
             NoDatabase() + Text({"qrvAdminListAgents: GetServers failed : 0x80070002"}));
 }
 
 TEST_F(MapiInUseTest, WrongSwitchesAreToldFirst) {
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(Run({L"-checkQsf"}), CheckQsfUsage());
-  EXPECT_EQ(Run({L"-compactQsf", L"-c"}), CompactQsfUsage());
-  EXPECT_EQ(Run({L"-assignAgents", L"-e"}), AssignAgentsUsage());
-  EXPECT_EQ(Run({L"-scanQsf"}), SwitchError() + ScanQsfUsage());
-  EXPECT_EQ(Run({L"-h", L"-purgeQsf"}), PurgeQsfUsage());
+  EXPECT_EQ(Run("-checkQsf"), CheckQsfUsage());
+  EXPECT_EQ(Run("-compactQsf -c"), CompactQsfUsage());
+  EXPECT_EQ(Run("-assignAgents -e"), AssignAgentsUsage());
+  EXPECT_EQ(Run("-scanQsf"), SwitchError() + ScanQsfUsage());
+  EXPECT_EQ(Run("-h -purgeQsf"), PurgeQsfUsage());
 }
 
 TEST_F(MapiInUseTest, TheCheckComesBeforeMapi) {

@@ -9,8 +9,8 @@
 #include "lab/common/registry_key.h"
 #include "lab/common/text.h"
 #include "lab/repair/repair_control.h"
+#include "src/platform/handle.h"
 #include "tests/e2e/common_lines.h"
-#include "tests/e2e/support/handle.h"
 #include "tests/e2e/support/output.h"
 #include "tests/e2e/support/scan_lab_test.h"
 
@@ -37,19 +37,20 @@ std::wstring SystemDirectory() {
 
 // The lines that tell where the stub's directory is, and what is looked for in it.
 Strings Asked(const std::wstring& directory) {
-  const std::string shown = ToUtf8(directory);
+  const std::string shown = Utf8FromWide(directory);
   return {"GetMapiModuleFullPath InitMAPIDir returned '" + shown + "'",
           "GetMapiModuleFullPath Testing module name '" + shown + "\\mspst32.dll'"};
 }
 
 // The whole answer when the provider is in the stub's directory ...
 std::string FoundIn(const std::wstring& directory) {
-  return Text(Asked(directory) + Strings{"Provider path: " + ToUtf8(directory) + "\\mspst32.dll"});
+  return Text(Asked(directory) +
+              Strings{"Provider path: " + Utf8FromWide(directory) + "\\mspst32.dll"});
 }
 
 // ... when it is beside a loaded module instead ...
 std::string FoundBeside(const std::wstring& stubDirectory, const std::wstring& directory) {
-  const std::string provider = ToUtf8(directory) + "\\mspst32.dll";
+  const std::string provider = Utf8FromWide(directory) + "\\mspst32.dll";
   return Text(Asked(stubDirectory) +
               Strings{"GetMapiModuleFullPath Trying to find module using alternative method",
                       "GetMapiModuleFullPath Alternative method found module '" + provider + "'",
@@ -61,7 +62,7 @@ std::string FoundNowhere(const std::wstring& stubDirectory, const std::wstring& 
   return Text(Asked(stubDirectory) +
               Strings{"GetMapiModuleFullPath Trying to find module using alternative method",
                       "GetMapiModuleFullPath Alternative method have not found any module",
-                      "Provider path: " + ToUtf8(lastDirectory) + "\\mspst32.dll"});
+                      "Provider path: " + Utf8FromWide(lastDirectory) + "\\mspst32.dll"});
 }
 
 // The lines about the module in what a verbose run printed.
@@ -85,18 +86,14 @@ class MapiModuleTest : public ScanLabTest {
 
   // A run of a copy of the program, beside whose mapi32.dll there is no provider.
   std::string Locate() {
-    RunOptions options;
-    options.program = CopyProgram(L"qrvadmin.exe");
-    return ModuleLines(Run(Arguments(), options));
+    return ModuleLines(Run(Arguments(), {.program = CopyProgram(L"qrvadmin.exe")}));
   }
-  static Words Arguments() { return {L"-scanQsf", L"-v", L"-p", L"Nobody"}; }
+  static Words Arguments() { return "-scanQsf -v -p Nobody"; }
 
   // The same with other MAPI libraries in the process, copies of an empty one.
   std::string LocateWith(const std::vector<std::wstring>& libraries) {
     Faults().DelayEach("MAPIInitialize", 4000);
-    RunOptions options;
-    options.program = CopyProgram(L"qrvadmin.exe");
-    RunningProgram program = StartAdmin(Arguments(), options);
+    RunningProgram program = StartAdmin(Arguments(), {.program = CopyProgram(L"qrvadmin.exe")});
     Sleep(1000);
     for (const std::wstring& library : libraries) {
       std::filesystem::create_directories(std::filesystem::path(library).parent_path());
@@ -108,20 +105,20 @@ class MapiModuleTest : public ScanLabTest {
 
   // Has the process load a DLL.
   static void LoadInto(DWORD processId, const std::wstring& path) {
-    const Handle process(OpenProcess(PROCESS_ALL_ACCESS, FALSE, processId));
+    const platform::KernelHandle process(OpenProcess(PROCESS_ALL_ACCESS, FALSE, processId));
     const size_t size = (path.size() + 1) * sizeof(wchar_t);
     void* const remote =
-        VirtualAllocEx(process.get(), nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
-    ASSERT_TRUE(WriteProcessMemory(process.get(), remote, path.c_str(), size, nullptr));
+        VirtualAllocEx(process.Get(), nullptr, size, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
+    ASSERT_TRUE(WriteProcessMemory(process.Get(), remote, path.c_str(), size, nullptr));
     // It lies at one address in every process.
     void* const load =
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "LoadLibraryW"));
-    const Handle thread(CreateRemoteThread(process.get(), nullptr, 0,
-                                           reinterpret_cast<LPTHREAD_START_ROUTINE>(load), remote,
-                                           0, nullptr));
-    ASSERT_EQ(WaitForSingleObject(thread.get(), kLoadMilliseconds), WAIT_OBJECT_0);
+    const platform::KernelHandle thread(
+        CreateRemoteThread(process.Get(), nullptr, 0,
+                           reinterpret_cast<LPTHREAD_START_ROUTINE>(load), remote, 0, nullptr));
+    ASSERT_EQ(WaitForSingleObject(thread.Get(), kLoadMilliseconds), WAIT_OBJECT_0);
     DWORD loaded = 0;
-    ASSERT_TRUE(GetExitCodeThread(thread.get(), &loaded));
+    ASSERT_TRUE(GetExitCodeThread(thread.Get(), &loaded));
     ASSERT_NE(loaded, 0U);
   }
 
@@ -148,7 +145,7 @@ class MapiModuleTest : public ScanLabTest {
 
 TEST_F(MapiModuleTest, TheStubsDirectoryIsThatOfTheComponent) {
   EXPECT_EQ(Locate(), FoundIn(OutlookDirectory()));
-  EXPECT_EQ(Given("module"), Strings({ToUtf8(SystemDirectory()) + "\\mapistub.dll"}));
+  EXPECT_EQ(Given("module"), Strings({Utf8FromWide(SystemDirectory()) + "\\mapistub.dll"}));
   EXPECT_EQ(Given("component"), Strings({kOutlookComponent}));
   EXPECT_EQ(Qualifiers(), Strings({"NULL"}));
   EXPECT_EQ(Given("size"), Strings({"260"}));
@@ -243,7 +240,7 @@ TEST_F(MapiModuleTest, AComponentThatIsTooLongIsNotTaken) {
 TEST_F(MapiModuleTest, AStubThatFailsLeavesTheSystemDirectory) {
   PlanStub(StubPlan().FailWithPath("*", OutlookFile()));
   EXPECT_EQ(Locate(), FoundNowhere(SystemDirectory(), ProgramDirectory()));
-  EXPECT_EQ(Given("module"), Strings({ToUtf8(SystemDirectory()) + "\\mapistub.dll"}));
+  EXPECT_EQ(Given("module"), Strings({Utf8FromWide(SystemDirectory()) + "\\mapistub.dll"}));
 }
 
 TEST_F(MapiModuleTest, AnEmptyLastAnswerLeavesTheSystemDirectory) {
@@ -256,14 +253,14 @@ TEST_F(MapiModuleTest, AStubWithoutTheFunctionLeavesItToMapi32) {
   SetStub(StubPlace::kMapistub, StubState::kPlaced, L"bare_stub.dll");
   SetStub(StubPlace::kMapi32, StubState::kPlaced, L"mapistub.dll");
   EXPECT_EQ(Locate(), FoundIn(OutlookDirectory()));
-  EXPECT_EQ(Given("module"), Strings({ToUtf8(SystemDirectory()) + "\\mapi32.dll"}));
+  EXPECT_EQ(Given("module"), Strings({Utf8FromWide(SystemDirectory()) + "\\mapi32.dll"}));
 }
 
 TEST_F(MapiModuleTest, WithoutAStubMapi32IsAsked) {
   SetStub(StubPlace::kMapistub, StubState::kAbsent);
   SetStub(StubPlace::kMapi32, StubState::kPlaced, L"mapistub.dll");
   EXPECT_EQ(Locate(), FoundIn(OutlookDirectory()));
-  EXPECT_EQ(Given("module"), Strings({ToUtf8(SystemDirectory()) + "\\mapi32.dll"}));
+  EXPECT_EQ(Given("module"), Strings({Utf8FromWide(SystemDirectory()) + "\\mapi32.dll"}));
 }
 
 TEST_F(MapiModuleTest, WithoutTheFunctionAnywhereTheSystemDirectoryIsTaken) {
@@ -333,27 +330,25 @@ TEST_F(MapiModuleTest, TheLastLoadedLibrarysDirectoryIsShownWhenNoneHasIt) {
 
 TEST_F(MapiModuleTest, TheToolBesideTheLoadedMapi32IsStarted) {
   ASSERT_TRUE(lab::RemoveMapiProvider(OutlookDirectory()));
-  RunOptions options;
-  options.program = CopyProgram(L"qrvadmin.exe");
+  const RunOptions options = {.program = CopyProgram(L"qrvadmin.exe")};
   ASSERT_TRUE(lab::PlaceRepairTool(ProgramDirectory(), LabBinaries() / L"SCANPST.EXE"));
-  const std::wstring file = AddStore(L"ann");
-  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main"}, options),
-            Text({"scanning " + ToUtf8(file), "file scan done."}));
+  const std::wstring file = Add(L"ann").Path();
+  EXPECT_EQ(Run("-scanQsf -p Main", options),
+            Text({"scanning " + Utf8FromWide(file), "file scan done."}));
   ASSERT_EQ(Calls("SCANPST::Start").size(), 1U);
   EXPECT_EQ(Calls("SCANPST::Start")[0].Argument("command"),
-            ToUtf8(ProgramDirectory()) + "\\SCANPST.EXE");
+            Utf8FromWide(ProgramDirectory()) + "\\SCANPST.EXE");
 }
 
 // Also where there is no provider at all, the last place's tool is tried.
 TEST_F(MapiModuleTest, TheToolOfTheLastPlaceIsStartedWithoutAProvider) {
   ASSERT_TRUE(lab::RemoveMapiProvider(OutlookDirectory()));
-  RunOptions options;
-  options.program = CopyProgram(L"qrvadmin.exe");
+  const RunOptions options = {.program = CopyProgram(L"qrvadmin.exe")};
   ASSERT_TRUE(lab::PlaceRepairTool(ProgramDirectory(), LabBinaries() / L"SCANPST.EXE"));
   ASSERT_TRUE(lab::RemoveMapiProvider(ProgramDirectory()));
-  const std::wstring file = AddStore(L"ann");
-  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main"}, options),
-            Text({"scanning " + ToUtf8(file), "file scan done."}));
+  const std::wstring file = Add(L"ann").Path();
+  EXPECT_EQ(Run("-scanQsf -p Main", options),
+            Text({"scanning " + Utf8FromWide(file), "file scan done."}));
 }
 
 }  // namespace

@@ -12,8 +12,8 @@
 #include "lab/common/installation.h"
 #include "lab/common/text.h"
 #include "tests/e2e/purge_listing.h"
+#include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/output.h"
-#include "tests/e2e/support/store_lab_test.h"
 
 namespace e2e {
 
@@ -26,24 +26,25 @@ class PurgeQsfTest : public LabTest {
  protected:
   // A folder for store files; "qsf" is where most tests have theirs.
   std::wstring Folder(const std::wstring& name = L"qsf") const {
-    const std::wstring path = StorePath(name);
+    std::wstring path = StorePath(name);
     CreateDirectoryW(path.c_str(), nullptr);
     return path;
   }
   std::wstring In(const std::wstring& file) const { return Folder() + L"\\" + file; }
 
-  // Makes a profile refer to a store file, which is created.
-  lab::Service Use(const std::wstring& path, const std::wstring& profile = L"Main",
-                   const Options& options = {}) {
+  // Makes a profile, "Main" or another, refer to a store file, which is created.
+  lab::Service Use(const std::wstring& path, const lab::StoreOptions& options = {}) {
+    return UseIn(L"Main", path, options);
+  }
+  lab::Service UseIn(const std::wstring& profile, const std::wstring& path,
+                     const lab::StoreOptions& options = {}) {
     return lab::Profile(profile).AddSecondaryStore(
         L"user" + std::to_wstring(++users_) + L"@example.com", path, options);
   }
 
   // Makes a profile refer by the path `stored` to a file that is there, or is not.
   void Spell(const std::wstring& stored, const std::wstring& profile = L"Main") {
-    Options options;
-    options.withFile = false;
-    Use(stored, profile, options);
+    UseIn(profile, stored, {.withFile = false});
   }
 
   // A file that no profile refers to.
@@ -61,7 +62,7 @@ class PurgeQsfTest : public LabTest {
                             const Strings& deleted) {
     UnusedFile file{name, 0, LocalTimeText(kLongAgo), {}};
     for (const std::string& each : deleted) {
-      file.deleted.push_back(lab::FoldAscii(ToUtf8(folder)) + "\\" + each);
+      file.deleted.push_back(lab::FoldAscii(Utf8FromWide(folder)) + "\\" + each);
     }
     return Block(file);
   }
@@ -72,7 +73,7 @@ class PurgeQsfTest : public LabTest {
   Names Left() const { return lab::FilesIn(Folder()); }
 
   std::string Purge(const Words& more = {}, RunOptions options = {}) {
-    return SortDeleting(Run(Words{L"-purgeQsf"} + more, std::move(options)));
+    return SortDeleting(Run("-purgeQsf" + more, std::move(options)));
   }
 
  private:

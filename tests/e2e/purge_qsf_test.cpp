@@ -10,10 +10,10 @@
 #include "lab/common/files.h"
 #include "lab/common/installation.h"
 #include "lab/common/qsf_file.h"
+#include "src/platform/handle.h"
 #include "tests/e2e/common_lines.h"
 #include "tests/e2e/purge_lab_test.h"
 #include "tests/e2e/purge_listing.h"
-#include "tests/e2e/support/handle.h"
 #include "tests/e2e/support/mapi_holder.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
@@ -27,7 +27,7 @@ namespace {
 TEST_F(PurgeQsfTest, WithoutProfilesNothingIsPrinted) {
   PutIn({L"ann.qsf"});
   EXPECT_EQ(Purge(), "");
-  EXPECT_EQ(Purge({L"-f"}), "");
+  EXPECT_EQ(Purge("-f"), "");
   EXPECT_EQ(Left(), Names{L"ann.qsf"});
 }
 
@@ -37,15 +37,14 @@ TEST_F(PurgeQsfTest, AProfileWithoutStoresPrintsNothing) {
 }
 
 TEST_F(PurgeQsfTest, AProfileWithEmbeddedStoresOnlyAddsNoFolder) {
-  const lab::Profile profile(L"Main");
   PutIn({L"old.qsf"});
   const lab::Service ann = Use(In(L"ann.qsf"));
-  const lab::Service bob = profile.AddEmbeddedStore(L"bob@example.com", ann);
+  const lab::Service bob = AddEmbedded(L"bob", ann);
   // Each the other's parent.
-  const lab::Service cid = profile.AddEmbeddedStore(L"cid@example.com", bob);
+  const lab::Service cid = AddEmbedded(L"cid", bob);
   ASSERT_TRUE(lab::WriteBinary(L"Main", bob.Store()->uid, lab::kTagEntryId,
                                lab::EmbeddedStoreEntryId(2, bob.Store()->uid, cid.Store()->uid)));
-  ASSERT_TRUE(profile.Remove(ann.uid));
+  ASSERT_TRUE(profile_.Remove(ann.uid));
   EXPECT_EQ(Purge(), "");
 }
 
@@ -55,7 +54,7 @@ TEST_F(PurgeQsfTest, FoldersWithoutAFileInUseAreNotSearched) {
   Put(StorePath(L"old.qsf"));
   CreateDirectoryW(In(L"below").c_str(), nullptr);
   Put(In(L"below\\old.qsf"));
-  EXPECT_EQ(Purge({L"-f"}), Text({kNothingUnused}));
+  EXPECT_EQ(Purge("-f"), Text({kNothingUnused}));
   EXPECT_EQ(lab::FilesIn(In(L"below")), Names{L"old.qsf"});
 }
 
@@ -74,24 +73,24 @@ TEST_F(PurgeQsfTest, NoUnusedFileIsSaidOnceForEachFolder) {
 }
 
 TEST_F(PurgeQsfTest, ProfilesThatShareAFolderHaveItSearchedOnce) {
-  Use(In(L"ann.qsf"), L"Main");
-  Use(In(L"bob.qsf"), L"Second");
-  Use(In(L"ann.qsf"), L"Third");
+  Use(In(L"ann.qsf"));
+  UseIn(L"Second", In(L"bob.qsf"));
+  UseIn(L"Third", In(L"ann.qsf"));
   EXPECT_EQ(Purge(), Text({kNothingUnused}));
   PutIn({L"old.qsf"});
   EXPECT_EQ(Purge(), Unused("old.qsf", {"old.qsf"}));
 }
 
 TEST_F(PurgeQsfTest, AFolderWrittenInOtherLetterCaseIsTheSame) {
-  Use(In(L"ann.qsf"), L"Main");
-  Use(In(L"bob.qsf"), L"Main", With(&Options::storedPath, StorePath(L"QSF") + L"\\BOB.QSF"));
+  Use(In(L"ann.qsf"));
+  Use(In(L"bob.qsf"), {.storedPath = StorePath(L"QSF") + L"\\BOB.QSF"});
   EXPECT_EQ(Purge(), Text({kNothingUnused}));
 }
 
 TEST_F(PurgeQsfTest, AFolderThatIsGoneHasNoUnusedFile) {
   Use(Folder(L"gone") + L"\\ann.qsf");
   std::filesystem::remove_all(Directory() / L"gone");
-  EXPECT_EQ(Purge({L"-f"}), Text({kNothingUnused}));
+  EXPECT_EQ(Purge("-f"), Text({kNothingUnused}));
 }
 
 // `folders` says of folder a, b ... whether it holds an unused file.
@@ -142,22 +141,22 @@ TEST_F(PurgeQsfTest, ADryRunListsAndRemovesNothing) {
 TEST_F(PurgeQsfTest, AForcedRunListsTheSameAndRemovesIt) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf", L"ann.idx", L"ann.qsf.lock", L"bes.idx"});
-  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ann.idx", "ann.qsf", "ann.qsf.lock"}));
+  EXPECT_EQ(Purge("-f"), Unused("ann.qsf", {"ann.idx", "ann.qsf", "ann.qsf.lock"}));
   EXPECT_EQ(Left(), (Names{L"bes.idx", L"bes.qsf"}));
-  EXPECT_EQ(Purge({L"-f"}), Text({kNothingUnused}));
+  EXPECT_EQ(Purge("-f"), Text({kNothingUnused}));
 }
 
 TEST_F(PurgeQsfTest, SeveralUnusedFilesOfOneFolder) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf", L"bob.qsf", L"cid.qsf", L"bob.log"});
-  EXPECT_EQ(SortedBlocks(Purge({L"-f"})),
+  EXPECT_EQ(SortedBlocks(Purge("-f")),
             (Strings{Unused("ann.qsf", {"ann.qsf"}), Unused("bob.qsf", {"bob.log", "bob.qsf"}),
                      Unused("cid.qsf", {"cid.qsf"})}));
   EXPECT_EQ(Left(), Names{L"bes.qsf"});
 }
 
 TEST_F(PurgeQsfTest, TheRootStoresFileIsInUse) {
-  lab::Profile(L"Main").AddRootStore(L"bes@example.com", In(L"bes.qsf"));
+  profile_.AddRootStore(L"bes@example.com", In(L"bes.qsf"));
   PutIn({L"ann.qsf"});
   EXPECT_EQ(Purge(), Unused("ann.qsf", {"ann.qsf"}));
 }
@@ -173,7 +172,7 @@ TEST_P(PurgeQsfSizeTest, IsShownInWholeKilobytes) {
   Use(In(L"bes.qsf"));
   Put(In(L"ann.qsf"), GetParam().bytes);
   UnusedFile file{"ann.qsf", GetParam().kilobytes, LocalTimeText(kLongAgo), {}};
-  file.deleted = {lab::FoldAscii(ToUtf8(In(L"ann.qsf")))};
+  file.deleted = {lab::FoldAscii(Utf8FromWide(In(L"ann.qsf")))};
   EXPECT_EQ(Purge(), Block(file));
 }
 
@@ -197,7 +196,7 @@ TEST_P(PurgeQsfTimeTest, OfTheLastAccessIsLocal) {
   Use(In(L"bes.qsf"));
   Put(In(L"ann.qsf"), 0, GetParam().time);
   const std::string local = BiasOfToday() == 0 ? GetParam().inUtc : LocalTimeText(GetParam().time);
-  EXPECT_EQ(Purge(), Block({"ann.qsf", 0, local, {lab::FoldAscii(ToUtf8(In(L"ann.qsf")))}}));
+  EXPECT_EQ(Purge(), Block({"ann.qsf", 0, local, {lab::FoldAscii(Utf8FromWide(In(L"ann.qsf")))}}));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -217,21 +216,21 @@ TEST_F(PurgeQsfTest, AFileInUseWhoseNameBeginsLikeAnUnusedOneGoesWithIt) {
   const std::string expected = Unused("ann.qsf", {"ann.qsf", "anna.idx", "anna.qsf"});
   EXPECT_EQ(Purge(), expected);
   EXPECT_EQ(Left(), (Names{L"an.idx", L"ann.qsf", L"anna.idx", L"anna.qsf", L"bann.qsf.lock"}));
-  EXPECT_EQ(Purge({L"-f"}), expected);
+  EXPECT_EQ(Purge("-f"), expected);
   EXPECT_EQ(Left(), (Names{L"an.idx", L"bann.qsf.lock"}));
 }
 
 TEST_F(PurgeQsfTest, AFileInUseWithAShorterNameStays) {
   Use(In(L"ann.qsf"));
   PutIn({L"anna.qsf"});
-  EXPECT_EQ(Purge({L"-f"}), Unused("anna.qsf", {"anna.qsf"}));
+  EXPECT_EQ(Purge("-f"), Unused("anna.qsf", {"anna.qsf"}));
   EXPECT_EQ(Left(), Names{L"ann.qsf"});
 }
 
 TEST_F(PurgeQsfTest, TheLastExtensionEndsTheBaseName) {
   Use(In(L"ann.qsf"));
   PutIn({L"ann.qsf.qsf", L"ann.idx"});
-  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf.qsf", {"ann.qsf", "ann.qsf.qsf"}));
+  EXPECT_EQ(Purge("-f"), Unused("ann.qsf.qsf", {"ann.qsf", "ann.qsf.qsf"}));
   EXPECT_EQ(Left(), Names{L"ann.idx"});
 }
 
@@ -240,7 +239,7 @@ TEST_F(PurgeQsfTest, AFileNamedByTheExtensionAloneTakesTheWholeFolder) {
   PutIn({L".qsf", L"notes.txt"});
   EXPECT_EQ(Purge(), Unused(".qsf", {".qsf", "bes.qsf", "notes.txt"}));
   EXPECT_EQ(Left().size(), 3U);
-  EXPECT_EQ(Purge({L"-f"}), Unused(".qsf", {".qsf", "bes.qsf", "notes.txt"}));
+  EXPECT_EQ(Purge("-f"), Unused(".qsf", {".qsf", "bes.qsf", "notes.txt"}));
   EXPECT_EQ(Left(), Names{});
 }
 
@@ -250,9 +249,9 @@ TEST_F(PurgeQsfTest, FoldersAreNeitherListedNorRemoved) {
   for (const wchar_t* name : {L"old.qsf", L"ann", L"ann.dir"}) {
     ASSERT_TRUE(CreateDirectoryW(In(name).c_str(), nullptr));
   }
-  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ann.qsf"}));
+  EXPECT_EQ(Purge("-f"), Unused("ann.qsf", {"ann.qsf"}));
   for (const wchar_t* name : {L"old.qsf", L"ann", L"ann.dir"}) {
-    EXPECT_TRUE(std::filesystem::is_directory(In(name))) << ToUtf8(name);
+    EXPECT_TRUE(std::filesystem::is_directory(In(name))) << Utf8FromWide(name);
   }
 }
 
@@ -265,13 +264,13 @@ TEST_F(PurgeQsfTest, AFolderThatLooksUnusedIsNothingFound) {
 TEST_F(PurgeQsfTest, FilesThatCannotBeDeletedArePassedOver) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf", L"ann.a", L"ann.z", L"bob.qsf"});
-  const Handle held = TakeFileHandle(CreateFileW(In(L"ann.qsf").c_str(), GENERIC_READ,
-                                                 FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                                 OPEN_EXISTING, 0, nullptr));
+  const platform::KernelHandle held = platform::TakeFileHandle(
+      CreateFileW(In(L"ann.qsf").c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                  OPEN_EXISTING, 0, nullptr));
   ASSERT_TRUE(held);
   ASSERT_TRUE(SetFileAttributesW(In(L"ann.a").c_str(), FILE_ATTRIBUTE_READONLY));
-  EXPECT_EQ(SortedBlocks(Purge({L"-f"})), (Strings{Unused("ann.qsf", {"ann.a", "ann.qsf", "ann.z"}),
-                                                   Unused("bob.qsf", {"bob.qsf"})}));
+  EXPECT_EQ(SortedBlocks(Purge("-f")), (Strings{Unused("ann.qsf", {"ann.a", "ann.qsf", "ann.z"}),
+                                                Unused("bob.qsf", {"bob.qsf"})}));
   EXPECT_EQ(Left(), (Names{L"ann.a", L"ann.qsf", L"bes.qsf"}));
   SetFileAttributesW(In(L"ann.a").c_str(), FILE_ATTRIBUTE_NORMAL);
 }
@@ -280,15 +279,15 @@ TEST_F(PurgeQsfTest, FilesThatCannotBeDeletedArePassedOver) {
 
 TEST_F(PurgeQsfTest, CapitalsDoNotMakeAFileUnused) {
   Use(In(L"ANN.QSF"));
-  Use(In(L"bob.qsf"), L"Main", With(&Options::storedPath, In(L"BOB.qsf")));
-  Use(In(L"Cid.Qsf"), L"Main", With(&Options::storedPath, In(L"cid.qsf")));
+  Use(In(L"bob.qsf"), {.storedPath = In(L"BOB.qsf")});
+  Use(In(L"Cid.Qsf"), {.storedPath = In(L"cid.qsf")});
   EXPECT_EQ(Purge(), Text({kNothingUnused}));
 }
 
 TEST_F(PurgeQsfTest, AnUnusedFileIsNamedInLowerCaseAndDeletedUnderItsOwnName) {
   Use(In(L"bes.qsf"));
   PutIn({L"Ann.QSF", L"ANN.Idx", L"annA.log"});
-  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ANN.Idx", "Ann.QSF", "annA.log"}));
+  EXPECT_EQ(Purge("-f"), Unused("ann.qsf", {"ANN.Idx", "Ann.QSF", "annA.log"}));
   EXPECT_EQ(Left(), Names{L"bes.qsf"});
 }
 
@@ -300,8 +299,8 @@ TEST_P(PurgeQsfNameTest, IsTakenAsItIs) {
   const std::wstring name = GetParam();
   Use(In(name + L" used.qsf"));
   PutIn({name + L"0.qsf", name + L"0.idx"});
-  const std::string shown = ToUtf8(name);
-  EXPECT_EQ(Purge({L"-f"}), Unused(shown + "0.qsf", {shown + "0.idx", shown + "0.qsf"}));
+  const std::string shown = Utf8FromWide(name);
+  EXPECT_EQ(Purge("-f"), Unused(shown + "0.qsf", {shown + "0.idx", shown + "0.qsf"}));
   EXPECT_EQ(Left(), Names{name + L" used.qsf"});
 }
 
@@ -313,50 +312,49 @@ INSTANTIATE_TEST_SUITE_P(Names, PurgeQsfNameTest,
 TEST_F(PurgeQsfTest, AnUnusedNameOutsideTheCodePageIsListedAndNothingGoes) {
   Use(In(L"abc.qsf"));
   PutIn({L"\u0436\u4e2d\u0436.qsf", L"def.log"});
-  EXPECT_EQ(Purge({L"-f"}), Unused("???.qsf", {}));
+  EXPECT_EQ(Purge("-f"), Unused("???.qsf", {}));
   EXPECT_EQ(Left(), (Names{L"abc.qsf", L"def.log", L"\u0436\u4e2d\u0436.qsf"}));
 }
 
 TEST_F(PurgeQsfTest, ACompanionOutsideTheCodePageIsPassedOver) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf", L"ann\u0436.idx", L"annx.idx"});
-  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ann.qsf", "annx.idx"}));
+  EXPECT_EQ(Purge("-f"), Unused("ann.qsf", {"ann.qsf", "annx.idx"}));
   EXPECT_EQ(Left(), (Names{L"ann\u0436.idx", L"bes.qsf"}));
 }
 
 TEST_F(PurgeQsfTest, APathWithoutABackslashIsItsOwnFolder) {
-  Use(In(L"ann.qsf"), L"Main", With(&Options::storedPath, L"ann.qsf"));
+  Use(In(L"ann.qsf"), {.storedPath = L"ann.qsf"});
   PutIn({L"bob.qsf"});
-  RunOptions options;
-  options.workingDirectory = Folder();
+  const RunOptions options = {.workingDirectory = Folder()};
   // What is searched is "ann.qsf*.qsf".
-  EXPECT_EQ(Purge({L"-f"}, options), Text({kNothingUnused}));
+  EXPECT_EQ(Purge("-f", options), Text({kNothingUnused}));
   // What begins like such a "path" is no neighbour of the file.
   PutIn({L"ann.qsf2.qsf", L"ann.qsfann.qsf2.log"});
-  EXPECT_EQ(Purge({L"-f"}, options), Unused("ann.qsfann.qsf2.qsf", {}));
+  EXPECT_EQ(Purge("-f", options), Unused("ann.qsfann.qsf2.qsf", {}));
   EXPECT_EQ(Left(), (Names{L"ann.qsf", L"ann.qsf2.qsf", L"ann.qsfann.qsf2.log", L"bob.qsf"}));
 }
 
 TEST_F(PurgeQsfTest, APathWithSlashesOnlyHasNoFolder) {
-  Use(In(L"ann.qsf"), L"Main", With(&Options::storedPath, L"c:/one/ann.qsf"));
+  Use(In(L"ann.qsf"), {.storedPath = L"c:/one/ann.qsf"});
   PutIn({L"bob.qsf"});
-  EXPECT_EQ(Purge({L"-f"}), Text({kNothingUnused}));
+  EXPECT_EQ(Purge("-f"), Text({kNothingUnused}));
 }
 
 // Profiles.
 
 TEST_F(PurgeQsfTest, EveryProfilesFilesAreInUse) {
-  Use(In(L"ann.qsf"), L"Main");
-  Use(In(L"bob.qsf"), L"Second");
-  Use(In(L"cid.qsf"), L"Gr\u00f6\u00dfe");
+  Use(In(L"ann.qsf"));
+  UseIn(L"Second", In(L"bob.qsf"));
+  UseIn(L"Gr\u00f6\u00dfe", In(L"cid.qsf"));
   PutIn({L"old.qsf"});
-  EXPECT_EQ(Purge({L"-f"}), Unused("old.qsf", {"old.qsf"}));
+  EXPECT_EQ(Purge("-f"), Unused("old.qsf", {"old.qsf"}));
   EXPECT_EQ(Left(), (Names{L"ann.qsf", L"bob.qsf", L"cid.qsf"}));
 }
 
 TEST_F(PurgeQsfTest, TheProfilesAreAskedForTheirNamesOnly) {
-  Use(In(L"ann.qsf"), L"Main");
-  Use(In(L"ann.qsf"), L"Second");
+  Use(In(L"ann.qsf"));
+  UseIn(L"Second", In(L"ann.qsf"));
   Purge();
   const auto queries = Calls("HrQueryAllRows");
   ASSERT_FALSE(queries.empty());
@@ -372,7 +370,7 @@ TEST_F(PurgeQsfTest, TheProfilesAreAskedForTheirNamesOnly) {
 }
 
 TEST_F(PurgeQsfTest, AProfileWhoseRowHasNoNameEndsItBeforeAnythingIsListed) {
-  Use(In(L"ann.qsf"), L"Main");
+  Use(In(L"ann.qsf"));
   PutIn({L"old.qsf"});
   Faults().FailNth("ProfileTable.ColumnCount", 1, 0);
   EXPECT_EQ(Purge(), Text({"CStoreManager::LoadCache: AdminServices failed : 0x8004010f",
@@ -380,28 +378,28 @@ TEST_F(PurgeQsfTest, AProfileWhoseRowHasNoNameEndsItBeforeAnythingIsListed) {
 }
 
 TEST_F(PurgeQsfTest, AProfileThatCannotBeReadEndsItBeforeAnythingIsListed) {
-  Use(In(L"ann.qsf"), L"Main");
-  Use(In(L"bob.qsf"), L"Second");
-  Use(In(L"cid.qsf"), L"Third");
+  Use(In(L"ann.qsf"));
+  UseIn(L"Second", In(L"bob.qsf"));
+  UseIn(L"Third", In(L"cid.qsf"));
   PutIn({L"old.qsf"});
   const Names before = Left();
   Faults().FailNth("IProfAdmin::AdminServices", 2, 0x80070005);
-  EXPECT_EQ(Purge({L"-f"}), Text({"CStoreManager::LoadCache: AdminServices failed : 0x80070005",
-                                  "PurgeQsf: storeManager LoadCache failed : 0x80070005"}));
+  EXPECT_EQ(Purge("-f"), Text({"CStoreManager::LoadCache: AdminServices failed : 0x80070005",
+                               "PurgeQsf: storeManager LoadCache failed : 0x80070005"}));
   EXPECT_EQ(Left(), before);
   EXPECT_EQ(Calls("IProfAdmin::AdminServices").size(), 2U);
 }
 
 TEST_F(PurgeQsfTest, AProfileWhoseLastServiceIsSkippedCannotBeRead) {
   Use(In(L"ann.qsf"));
-  Use(In(L"bob.qsf"), L"Main", With(&Options::withAddress, false));
+  Use(In(L"bob.qsf"), {.withAddress = false});
   PutIn({L"old.qsf"});
-  EXPECT_EQ(Purge({L"-f"}), Text({"PurgeQsf: storeManager LoadCache failed : 0x8004010f"}));
+  EXPECT_EQ(Purge("-f"), Text({"PurgeQsf: storeManager LoadCache failed : 0x8004010f"}));
   EXPECT_EQ(Left().size(), 3U);
 }
 
 TEST_F(PurgeQsfTest, AServiceThatIsSkippedEarlierLeavesItsFileUnused) {
-  Use(In(L"bob.qsf"), L"Main", With(&Options::withAddress, false));
+  Use(In(L"bob.qsf"), {.withAddress = false});
   Use(In(L"ann.qsf"));
   Put(In(L"bob.qsf"));
   EXPECT_EQ(Purge(), Unused("bob.qsf", {"bob.qsf"}));
@@ -412,27 +410,26 @@ TEST_F(PurgeQsfTest, AfterAnEarlyEndOfTheLoadFilesInUseLookUnused) {
   Use(In(L"bob.qsf"));
   Put(In(L"bob.qsf"));
   Faults().FailNth("MsgServiceTable.Column.3D09001E", 2, 0x8004010F);
-  EXPECT_EQ(Purge({L"-f"}),
+  EXPECT_EQ(Purge("-f"),
             Text({"CStoreManager::LoadCache: PR_SERVICE_NAME_A not found at index 1"}) +
                 Unused("bob.qsf", {"bob.qsf"}));
   EXPECT_EQ(Left(), Names{L"ann.qsf"});
 }
 
 TEST_F(PurgeQsfTest, ADryRunDeletesOrphanServicesToo) {
-  const lab::Profile profile(L"Main");
   Use(In(L"ann.qsf"));
-  profile.AddOrphan(L"bob@example.com");
+  AddOrphan(L"bob");
   EXPECT_EQ(Purge(), OrphanDeleted("bob@example.com") + Text({kNothingUnused}));
-  EXPECT_FALSE(profile.Find(L"bob@example.com"));
+  EXPECT_FALSE(profile_.Find(L"bob@example.com"));
 }
 
 TEST_F(PurgeQsfTest, AnOrphanThatStaysMakesTheProfileUnreadable) {
   Use(In(L"ann.qsf"));
-  lab::Profile(L"Main").AddOrphan(L"bob@example.com");
+  AddOrphan(L"bob");
   PutIn({L"old.qsf"});
   Faults().FailEach("IMsgServiceAdmin::DeleteMsgService", 0x80070005);
-  EXPECT_EQ(Purge({L"-f"}), OrphanDeleted("bob@example.com", "0x80070005") +
-                                Text({"PurgeQsf: storeManager LoadCache failed : 0x80070005"}));
+  EXPECT_EQ(Purge("-f"), OrphanDeleted("bob@example.com", "0x80070005") +
+                             Text({"PurgeQsf: storeManager LoadCache failed : 0x80070005"}));
   EXPECT_EQ(Left().size(), 2U);
 }
 
@@ -450,7 +447,7 @@ TEST_P(PurgeQsfSetUpTest, FailsAndNoFileIsListed) {
   Use(In(L"ann.qsf"));
   PutIn({L"old.qsf"});
   Faults().FailNth(GetParam().call, GetParam().nth, 0x80004005);
-  EXPECT_EQ(Purge({L"-f"}), Text(GetParam().lines));
+  EXPECT_EQ(Purge("-f"), Text(GetParam().lines));
   EXPECT_EQ(Left().size(), 2U);
   EXPECT_EQ(Calls("MAPIUninitialize").size(), 1U);
 }
@@ -487,7 +484,7 @@ TEST_F(PurgeQsfTest, MapiThatDoesNotStartEndsTheCommand) {
   Use(In(L"ann.qsf"));
   PutIn({L"old.qsf"});
   Faults().FailEach("MAPIInitialize", 0x80004005);
-  EXPECT_EQ(Purge({L"-f"}), Text({kNoMapi}));
+  EXPECT_EQ(Purge("-f"), Text({kNoMapi}));
   EXPECT_EQ(Left().size(), 2U);
   EXPECT_TRUE(Calls("MAPIUninitialize").empty());
 }
@@ -496,7 +493,7 @@ TEST_F(PurgeQsfTest, OtherProgramsMustNotHaveMapiLoaded) {
   Use(In(L"ann.qsf"));
   PutIn({L"old.qsf"});
   MapiHolder holder(L"outlook.exe");
-  EXPECT_EQ(Purge({L"-f"}), MapiInUse({"outlook.exe"}));
+  EXPECT_EQ(Purge("-f"), MapiInUse({"outlook.exe"}));
   EXPECT_EQ(Left().size(), 2U);
 }
 
@@ -506,7 +503,7 @@ TEST_F(PurgeQsfTest, CtrlCChangesNothing) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf", L"bob.qsf"});
   Faults().DelayNth("HrQueryAllRows@MsgServiceTable", 1, kTimeForCtrlC);
-  RunningProgram program = StartAdmin({L"-purgeQsf", L"-f", L"-v"});
+  RunningProgram program = StartAdmin("-purgeQsf -f -v");
   ASSERT_TRUE(program.WaitForOutput(Text({kHandlerInstalled})));
   ASSERT_TRUE(program.SendCtrlC());
   const RunResult result = program.Wait();
@@ -520,22 +517,22 @@ TEST_F(PurgeQsfTest, CtrlCChangesNothing) {
 // The command line.
 
 TEST_F(PurgeQsfTest, VerboseShowsTheHandlerOncePerProfile) {
-  Use(In(L"ann.qsf"), L"Main");
-  Use(In(L"bob.qsf"), L"Second");
+  Use(In(L"ann.qsf"));
+  UseIn(L"Second", In(L"bob.qsf"));
   ASSERT_TRUE(lab::CreateProfile(L"Third"));
-  EXPECT_EQ(Purge({L"-v"}), Text({kHandlerInstalled, kHandlerInstalled, kHandlerInstalled,
-                                  kNothingUnused, "Exiting."}));
+  EXPECT_EQ(Purge("-v"), Text({kHandlerInstalled, kHandlerInstalled, kHandlerInstalled,
+                               kNothingUnused, "Exiting."}));
 }
 
 TEST_F(PurgeQsfTest, VerboseWithoutProfilesShowsNoHandler) {
-  EXPECT_EQ(Purge({L"-v"}), Text({"Exiting."}));
+  EXPECT_EQ(Purge("-v"), Text({"Exiting."}));
 }
 
 TEST_F(PurgeQsfTest, TheHandlerIsInstalledBeforeEachLoad) {
-  Use(In(L"ann.qsf"), L"Main");
-  Use(In(L"bob.qsf"), L"Second");
+  Use(In(L"ann.qsf"));
+  UseIn(L"Second", In(L"bob.qsf"));
   Faults().FailNth("IProfAdmin::AdminServices", 2, 0x80070005);
-  EXPECT_EQ(Purge({L"-v"}),
+  EXPECT_EQ(Purge("-v"),
             Text({kHandlerInstalled, kHandlerInstalled,
                   "CStoreManager::LoadCache: AdminServices failed : 0x80070005",
                   "PurgeQsf: storeManager LoadCache failed : 0x80070005", "Exiting."}));
@@ -554,21 +551,20 @@ TEST_P(PurgeQsfDryRunTest, NeitherDeletesNorStartsTheController) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Lines, PurgeQsfDryRunTest,
-                         ::testing::Values(Words{L"-c"}, Words{L"-F", L"-c"},
-                                           Words{L"-force", L"-c"}, Words{L"f", L"/f", L"-c"}));
+                         ::testing::Values("-c", "-F -c", "-force -c", "f /f -c"));
 
 TEST_F(PurgeQsfTest, AForcedRunStartsTheControllerWhenAsked) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf"});
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(Purge({L"-c", L"-f"}), Unused("ann.qsf", {"ann.qsf"}) + Text({kStartingController}));
+  EXPECT_EQ(Purge("-c -f"), Unused("ann.qsf", {"ann.qsf"}) + Text({kStartingController}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
 
 TEST_F(PurgeQsfTest, AForcedRunAloneDoesNotStartTheController) {
   Use(In(L"bes.qsf"));
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(Purge({L"-f", L"-C"}), Text({kNothingUnused}));
+  EXPECT_EQ(Purge("-f -C"), Text({kNothingUnused}));
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 }
 
@@ -576,7 +572,7 @@ TEST_F(PurgeQsfTest, TheControllerIsStartedWhateverBecameOfTheRun) {
   Use(In(L"bes.qsf"));
   SetController(lab::ControllerState::kStopped);
   Faults().FailNth("MAPIAdminProfiles", 1, 0x80004005);
-  EXPECT_EQ(Purge({L"-f", L"-c"}),
+  EXPECT_EQ(Purge("-f -c"),
             Text({"PurgeQsf: MAPIAdminProfiles failed : 0x80004005", kStartingController}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
@@ -584,7 +580,7 @@ TEST_F(PurgeQsfTest, TheControllerIsStartedWhateverBecameOfTheRun) {
 TEST_F(PurgeQsfTest, HelpIsShownAndNothingElseIsDone) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf"});
-  EXPECT_EQ(Purge({L"-h", L"-f"}), PurgeQsfUsage());
+  EXPECT_EQ(Purge("-h -f"), PurgeQsfUsage());
   EXPECT_EQ(Left(), (Names{L"ann.qsf", L"bes.qsf"}));
   EXPECT_TRUE(Journal().empty());
 }

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "lab/common/files.h"
+#include "src/platform/handle.h"
 #include "tests/e2e/purge_lab_test.h"
-#include "tests/e2e/support/handle.h"
 #include "tests/e2e/support/named_case.h"
 
 namespace e2e {
@@ -30,9 +30,9 @@ std::wstring OnAnotherDrive(const std::wstring& path) {
   using GetUnixFileName = char*(__cdecl*)(const wchar_t*);
   const auto getUnixFileName = reinterpret_cast<GetUnixFileName>(
       GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name"));
-  char* const name = getUnixFileName == nullptr ? nullptr : getUnixFileName(path.c_str());
-  if (name == nullptr) return {};
-  std::wstring other = L"Z:" + FromUtf8(name);
+  char* const name = getUnixFileName ? getUnixFileName(path.c_str()) : nullptr;
+  if (!name) return {};
+  std::wstring other = L"Z:" + WideFromUtf8(name);
   HeapFree(GetProcessHeap(), 0, name);
   for (wchar_t& c : other) {
     if (c == L'/') c = L'\\';
@@ -71,7 +71,7 @@ TEST_P(PurgeUsedSpellingTest, IsInUse) {
   Use(In(L"bes.qsf"));
   Spell(Stored());
   Strings listed;
-  for (const std::string& line : Lines(Purge({L"-f"}))) {
+  for (const std::string& line : Lines(Purge("-f"))) {
     if (line.starts_with("Unused") || line.starts_with(kDeleting)) listed.push_back(line);
   }
   // Once, although the folder may be searched a second time, under the other spelling.
@@ -104,14 +104,14 @@ TEST_F(PurgeSpellingTest, AnotherDriveIsTheSameFile) {
   PutIn({L"ann.qsf"});
   Use(In(L"bes.qsf"));
   Spell(other, L"Second");
-  EXPECT_EQ(CountLines(Purge({L"-f"}), kNothingUnused), 2);
+  EXPECT_EQ(CountLines(Purge("-f"), kNothingUnused), 2);
   EXPECT_EQ(Left(), (Names{L"ann.qsf", L"bes.qsf"}));
 }
 
 TEST_F(PurgeSpellingTest, AnotherNameOfAUsedFileIsInUse) {
   Use(In(L"ann.qsf"));
   ASSERT_TRUE(CreateHardLinkW(In(L"link.qsf").c_str(), In(L"ann.qsf").c_str(), nullptr));
-  EXPECT_EQ(Purge({L"-f"}), Text({kNothingUnused}));
+  EXPECT_EQ(Purge("-f"), Text({kNothingUnused}));
   EXPECT_EQ(Left(), (Names{L"ann.qsf", L"link.qsf"}));
 }
 
@@ -119,10 +119,10 @@ TEST_F(PurgeSpellingTest, AFileThatIsHeldExclusivelyIsRecognised) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann.qsf"});
   Spell(Folder() + L"\\.\\ann.qsf");
-  const Handle held = TakeFileHandle(
+  const platform::KernelHandle held = platform::TakeFileHandle(
       CreateFileW(In(L"ann.qsf").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
   ASSERT_TRUE(held);
-  EXPECT_EQ(CountLines(Purge({L"-f"}), kNothingUnused), 2);
+  EXPECT_EQ(CountLines(Purge("-f"), kNothingUnused), 2);
 }
 
 TEST_F(PurgeSpellingTest, AUsedFileThatIsNotThereMakesNoOtherUsed) {
@@ -130,16 +130,16 @@ TEST_F(PurgeSpellingTest, AUsedFileThatIsNotThereMakesNoOtherUsed) {
   Spell(Folder() + L"\\.\\gone.qsf");
   PutIn({L"ann.qsf"});
   // The folder's second search finds nothing any more.
-  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ann.qsf"}));
+  EXPECT_EQ(Purge("-f"), Unused("ann.qsf", {"ann.qsf"}));
   EXPECT_EQ(Left(), Names{L"bes.qsf"});
 }
 
 // The code page makes "luk" of both names, and only one profile can be opened under it.
 TEST_F(PurgeSpellingTest, ProfilesWhoseNamesAreMadeAlikeEndTheCommand) {
-  Use(In(L"ann.qsf"), L"LUK");
-  Use(In(L"bob.qsf"), L"\u0142uk");
+  UseIn(L"LUK", In(L"ann.qsf"));
+  UseIn(L"\u0142uk", In(L"bob.qsf"));
   PutIn({L"old.qsf"});
-  EXPECT_EQ(Purge({L"-f"}), Text({"PurgeQsf: storeManager LoadCache failed : 0x8004010f"}));
+  EXPECT_EQ(Purge("-f"), Text({"PurgeQsf: storeManager LoadCache failed : 0x8004010f"}));
   EXPECT_EQ(Left().size(), 3U);
 }
 
@@ -148,7 +148,7 @@ TEST_F(PurgeSpellingTest, ProfilesWhoseNamesAreMadeAlikeEndTheCommand) {
 TEST_F(PurgeSpellingTest, ARenamedCopyIsNoStoreFile) {
   Use(In(L"ann.qsf"));
   PutIn({L"ann.qsf_old", L"ann.qsf~", L"ann.qsfx", L"anna.log"});
-  EXPECT_EQ(Purge({L"-f"}), Text({kNothingUnused}));
+  EXPECT_EQ(Purge("-f"), Text({kNothingUnused}));
   EXPECT_EQ(Left().size(), 5U);
 }
 
@@ -159,8 +159,8 @@ TEST_F(PurgeSpellingTest, AShortNameDoesNotBelongToAStem) {
   // "JD" where the short name is JDOE~1.QSF.
   const std::wstring stem = lab::FoldAscii(shortName.substr(0, 3));
   PutIn({stem + L".qsf"});
-  const std::string name = ToUtf8(stem) + ".qsf";
-  EXPECT_EQ(Purge({L"-f"}), Unused(name, {name}));
+  const std::string name = Utf8FromWide(stem) + ".qsf";
+  EXPECT_EQ(Purge("-f"), Unused(name, {name}));
   EXPECT_EQ(Left(), Names{L"j.doe.qsf"});
 }
 
@@ -171,7 +171,7 @@ TEST_F(PurgeSpellingTest, ADotOrABlankAtANamesEndIsPartOfIt) {
   PutIn({L"ann.qsf", L"ann.x"});
   const Names names = {L"ann.x.", L"ann.x ", L"ann.y."};
   for (const std::wstring& name : names) Put(L"\\\\?\\" + In(name));
-  EXPECT_EQ(Purge({L"-f"}), Unused("ann.qsf", {"ann.qsf", "ann.x", "ann.x ", "ann.x.", "ann.y."}));
+  EXPECT_EQ(Purge("-f"), Unused("ann.qsf", {"ann.qsf", "ann.x", "ann.x ", "ann.x.", "ann.y."}));
   EXPECT_EQ(Left(), Names{L"bes.qsf"});
   // What removes the test's folder could not name those that a fault leaves.
   for (const std::wstring& name : names) DeleteFileW((L"\\\\?\\" + In(name)).c_str());
@@ -180,14 +180,14 @@ TEST_F(PurgeSpellingTest, ADotOrABlankAtANamesEndIsPartOfIt) {
 TEST_F(PurgeSpellingTest, ADotAtAStemsEndIsPartOfIt) {
   Use(In(L"bes.qsf"));
   PutIn({L"ann", L"ann..qsf", L"ann.x"});
-  EXPECT_EQ(Purge({L"-f"}), Unused("ann..qsf", {"ann..qsf", "ann.x"}));
+  EXPECT_EQ(Purge("-f"), Unused("ann..qsf", {"ann..qsf", "ann.x"}));
   EXPECT_EQ(Left(), (Names{L"ann", L"bes.qsf"}));
 }
 
 TEST_F(PurgeSpellingTest, ANameThatIsADeviceIsAFileInItsFolder) {
   Use(In(L"bes.qsf"));
   Put(L"\\\\?\\" + In(L"con.qsf"));
-  EXPECT_EQ(Purge({L"-f"}), Unused("con.qsf", {"con.qsf"}));
+  EXPECT_EQ(Purge("-f"), Unused("con.qsf", {"con.qsf"}));
   EXPECT_EQ(Left(), Names{L"bes.qsf"});
 }
 
@@ -200,7 +200,7 @@ TEST_F(PurgeSpellingTest, ANameThatNoPathCanGiveStays) {
   PutIn({L"bo.qsf"});
   const Names names = {L"<old>.qsf", L"b*.qsf", L"bo?.idx"};
   for (const std::wstring& name : names) Put(foreign + name);
-  EXPECT_EQ(SortedBlocks(Purge({L"-f"})),
+  EXPECT_EQ(SortedBlocks(Purge("-f")),
             Sorted({Unused("<old>.qsf", {}), Unused("b*.qsf", {}), Unused("bo.qsf", {"bo.qsf"})}));
   EXPECT_EQ(Left(), (Names{names[0], names[1], L"bes.qsf", names[2]}));
   // What removes the test's folder cannot name them either.

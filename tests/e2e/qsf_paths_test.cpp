@@ -84,14 +84,10 @@ class QsfPathsTest : public ScanLabTest {
     return Text({"No .qsf files have been marked as corrupt with [Main] profile"});
   }
 
-  std::string Find(const Words& words) {
-    RunOptions options;
-    options.input = std::string(100, 'n');
-    return Run(words, options);
-  }
-  std::string FindAll() { return Find({L"-scanQsf", L"-d", L"Main"}); }
-  std::string FindRoot() { return Find({L"-scanQsf", L"-d", L"Main", L"-r"}); }
-  std::string FindMarked() { return Find({L"-scanQsf", L"-d", L"Main", L"-m"}); }
+  std::string Find(const Words& words) { return Run(words, {.input = std::string(100, 'n')}); }
+  std::string FindAll() { return Find("-scanQsf -d Main"); }
+  std::string FindRoot() { return Find("-scanQsf -d Main -r"); }
+  std::string FindMarked() { return Find("-scanQsf -d Main -m"); }
 };
 
 // The profile's place.
@@ -106,7 +102,7 @@ class OutlookVersionTest : public QsfPathsTest,
 
 TEST_P(OutlookVersionTest, DecidesWhereTheProfileLies) {
   SetCurVer(GetParam().curVer);
-  const Strings lines = Lines(Find({L"-scanQsf", L"-v", L"-p", L"Main"}));
+  const Strings lines = Lines(Find("-scanQsf -v -p Main"));
   ASSERT_GE(lines.size(), 3U);
   EXPECT_EQ(Strings(lines.end() - 3, lines.end()),
             Strings({"getQsfPaths. opening key " + GetParam().profiles +
@@ -175,20 +171,19 @@ TEST_F(QsfPathsTest, EachVersionHasItsOwnProfiles) {
 
 TEST_F(QsfPathsTest, AProfileOfTheMapiInterfacesIsFound) {
   ASSERT_TRUE(lab::WriteOutlookVersion(lab::OutlookVersion{16, 0}));
-  const std::string file = ToUtf8(AddStore(L"ann"));
+  const std::string file = Utf8FromWide(Add(L"ann").Path());
   EXPECT_EQ(FindAll(), Found({file}));
   EXPECT_TRUE(profile_.Delete());
 }
 
 TEST_F(QsfPathsTest, AMissingProfileIsSilentUnlessVerbose) {
   AddSection(L"a", MapiText(L"LSMS"));
-  EXPECT_EQ(Find({L"-scanQsf", L"-d", L"Mai"}),
-            Text({"No .qsf files associated with [Mai] profile"}));
+  EXPECT_EQ(Find("-scanQsf -d Mai"), Text({"No .qsf files associated with [Mai] profile"}));
 }
 
 TEST_F(QsfPathsTest, AProfileIsFoundInAnyCase) {
   AddSection(L"a", MapiText(L"LSMS"));
-  EXPECT_EQ(Find({L"-scanQsf", L"-d", L"MAIN"}), Found({"a"}));
+  EXPECT_EQ(Find("-scanQsf -d MAIN"), Found({"a"}));
 }
 
 // The connector's sections.
@@ -257,7 +252,7 @@ TEST_F(QsfPathsTest, SeveralRootStoresAreFoundInTheRegistrysOrder) {
   Strings order;
   for (const std::wstring& name :
        RegistryKey::OpenExisting(HKEY_CURRENT_USER, ProfileKey()).SubkeyNames()) {
-    order.push_back(ToUtf8(name));
+    order.push_back(Utf8FromWide(name));
   }
   ASSERT_EQ(order.size(), 6U);
   EXPECT_EQ(FindRoot(), Found(order));
@@ -271,7 +266,7 @@ TEST_F(QsfPathsTest, SectionsOfAnyNameLengthAreFound) {
   Strings paths;
   for (const std::wstring& name : names) {
     AddSection(name, MapiText(L"LSMS"));
-    paths.push_back(ToUtf8(name));
+    paths.push_back(Utf8FromWide(name));
   }
   EXPECT_EQ(FindAll(), Found(paths));
 }
@@ -287,7 +282,7 @@ TEST_F(QsfPathsTest, AProfileOfManyStoresIsFoundWhole) {
   for (int number = 100; number < 150; ++number) {
     const std::wstring name = std::to_wstring(number);
     AddSection(name, MapiText(L"LSMS_Secondary"));
-    paths.push_back(ToUtf8(name));
+    paths.push_back(Utf8FromWide(name));
   }
   EXPECT_EQ(FindAll(), Found(paths));
 }
@@ -388,7 +383,7 @@ TEST_F(QsfPathsTest, MarkedRootStoresOnlyWithBothSwitches) {
   }
   EXPECT_EQ(FindMarked(), Found({"b", "d"}));
   EXPECT_EQ(FindRoot(), Found({"a", "b"}));
-  EXPECT_EQ(Find({L"-scanQsf", L"-r", L"-m", L"-d", L"Main"}), Found({"b"}));
+  EXPECT_EQ(Find("-scanQsf -r -m -d Main"), Found({"b"}));
 }
 
 // No search is in the values alone: a mark of another service's section means nothing.
@@ -399,13 +394,13 @@ TEST_F(QsfPathsTest, AMarkedEmbeddedStoreIsNotFound) {
 }
 
 TEST_F(QsfPathsTest, WhatIsFoundIsScannedToo) {
-  const std::wstring file = AddStore(L"ann");
-  const std::wstring other = AddStore(L"bob");
+  const std::wstring file = Add(L"ann").Path();
+  const std::wstring other = Add(L"bob").Path();
   const lab::Uid service = profile_.Find(L"ann@example.com")->uid;
   ASSERT_TRUE(profile_.Mark(service, 0xFFFFFFFF));
-  EXPECT_EQ(Run({L"-scanQsf", L"-m", L"-p", L"Main"}),
-            Text({"scanning " + ToUtf8(file), "file scan done."}));
-  EXPECT_EQ(lab::RepairTexts(Journal()), Strings({ToUtf8(file)}));
+  EXPECT_EQ(Run("-scanQsf -m -p Main"),
+            Text({"scanning " + Utf8FromWide(file), "file scan done."}));
+  EXPECT_EQ(lab::RepairTexts(Journal()), Strings({Utf8FromWide(file)}));
 }
 
 }  // namespace

@@ -12,7 +12,7 @@
 #include "lab/common/text.h"
 #include "lab/repair/repair_control.h"
 #include "lab/repair/store_check.h"
-#include "tests/e2e/support/handle.h"
+#include "src/platform/handle.h"
 #include "tests/e2e/support/output.h"
 #include "tests/e2e/support/scan_lab_test.h"
 
@@ -95,17 +95,17 @@ class RepairToolTest : public ScanLabTest {
  protected:
   // What a verbose run prints before the first file.
   Strings Head() const {
-    return ModuleLines() +
-           Strings{"Provider path: " + ToUtf8(ProviderPath()), "The Control Handler is installed."};
+    return ModuleLines() + Strings{"Provider path: " + Utf8FromWide(ProviderPath()),
+                                   "The Control Handler is installed."};
   }
   Strings ModuleLines() const {
-    return {"GetMapiModuleFullPath InitMAPIDir returned '" + ToUtf8(OutlookDirectory()) + "'",
-            "GetMapiModuleFullPath Testing module name '" + ToUtf8(ProviderPath()) + "'"};
+    return {"GetMapiModuleFullPath InitMAPIDir returned '" + Utf8FromWide(OutlookDirectory()) + "'",
+            "GetMapiModuleFullPath Testing module name '" + Utf8FromWide(ProviderPath()) + "'"};
   }
   // Of a file: until the tool is started; until it has a window; until its result is waited for.
   Strings Creating(const std::wstring& file) const {
-    return Strings{"scanning " + ToUtf8(file), kFirstLine} + ModuleLines() +
-           Strings{Line("MAPI Module Full Path: " + ToUtf8(ProviderPath())),
+    return Strings{"scanning " + Utf8FromWide(file), kFirstLine} + ModuleLines() +
+           Strings{Line("MAPI Module Full Path: " + Utf8FromWide(ProviderPath())),
                    Line("Creating process")};
   }
   Strings Finding(const std::wstring& file) const {
@@ -113,26 +113,24 @@ class RepairToolTest : public ScanLabTest {
   }
   Strings Begin(const std::wstring& file) const {
     return Finding(file) + Strings{Line("finding edit on window"),
-                                   Line("writing [" + ToUtf8(file) + "] on edit"),
+                                   Line("writing [" + Utf8FromWide(file) + "] on edit"),
                                    Line("finding the start button"),
                                    Line("clicking the start button"), Line("waiting for results")};
   }
 
   // What a quiet run prints that scans one file: the line that says so, and these.
   static std::string Scanned(const std::wstring& file, const Strings& lines) {
-    return Text(Strings{"scanning " + ToUtf8(file)} + lines);
+    return Text(Strings{"scanning " + Utf8FromWide(file)} + lines);
   }
   // What a verbose run prints that scans one file, with the lines of the tool's results.
   std::string Told(const std::wstring& file, const Strings& results, const char* end) const {
     return Text(Head() + Begin(file) + results + End() + Strings{end, "Exiting."});
   }
 
-  static Words Arguments(const Words& more = {}) {
-    return Words{L"-scanQsf", L"-p", L"Main"} + more;
-  }
+  static Words Arguments(const Words& more = {}) { return "-scanQsf -p Main" + more; }
   std::string Scan() { return Run(Arguments()); }
   // Condensed to single rounds.
-  std::string ScanVerbosely() { return WithSingleRounds(Run(Arguments({L"-v"}))); }
+  std::string ScanVerbosely() { return WithSingleRounds(Run(Arguments("-v"))); }
 
   Strings Clicks() const { return lab::RepairClicks(Journal()); }
   Strings Closes() const { return Sorted(lab::RepairCloses(Journal())); }
@@ -155,44 +153,44 @@ class RepairToolTest : public ScanLabTest {
 // Sound stores.
 
 TEST_F(RepairToolTest, ASoundStoreIsDone) {
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   const auto size = lab::QsfSize(file);
   EXPECT_EQ(Scan(), Scanned(file, {kDone}));
   EXPECT_EQ(Clicks(), Strings({"&Start", "OK"}));
-  EXPECT_EQ(lab::RepairTexts(Journal()), Strings({ToUtf8(file)}));
+  EXPECT_EQ(lab::RepairTexts(Journal()), Strings({Utf8FromWide(file)}));
   EXPECT_EQ(lab::QsfSize(file), size);
   EXPECT_FALSE(lab::BackupExists(file));
   ExpectNothingLeft();
 }
 
 TEST_F(RepairToolTest, ASoundStoreTellsEachStep) {
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(ScanVerbosely(), Told(file, Sound(), kDone));
 }
 
 TEST_F(RepairToolTest, TheToolIsGivenItsPathAndTheProgramsDirectory) {
-  AddStore(L"ann");
+  Add(L"ann");
   RunOptions options;
   options.workingDirectory = ProgramDirectory();
   std::filesystem::create_directories(options.workingDirectory);
   Run(Arguments(), options);
   ASSERT_EQ(Calls("SCANPST::Start").size(), 1U);
   EXPECT_EQ(Calls("SCANPST::Start")[0].Argument("command"),
-            ToUtf8(OutlookDirectory()) + "\\SCANPST.EXE");
-  EXPECT_EQ(Calls("SCANPST::Start")[0].Argument("directory"), ToUtf8(ProgramDirectory()));
+            Utf8FromWide(OutlookDirectory()) + "\\SCANPST.EXE");
+  EXPECT_EQ(Calls("SCANPST::Start")[0].Argument("directory"), Utf8FromWide(ProgramDirectory()));
 }
 
 TEST_F(RepairToolTest, AToolInADirectoryWithABlankIsStarted) {
   const std::wstring directory = StorePath(L"out look");
   ASSERT_TRUE(lab::PlaceRepairTool(directory, LabBinaries() / L"SCANPST.EXE"));
   PlanStub(lab::StubPlan().Path("*", lab::NarrowFromWide(directory) + "\\olmapi32.dll"));
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Scan(), Scanned(file, {kDone}));
 }
 
 // A message that is sent overtakes one that is posted.
 TEST_F(RepairToolTest, ClicksArePostedAndTheTextAndTheEndAreSent) {
-  AddStore(L"ann");
+  Add(L"ann");
   Scan();
   Strings sent;
   Strings posted;
@@ -212,18 +210,18 @@ TEST_F(RepairToolTest, APathOutsideTheCodePageIsTyped) {
   const std::wstring file = StorePath(L"\u4e2d \u00fc.qsf");
   profile_.AddSecondaryStore(L"ann@example.com", file);
   EXPECT_EQ(Scan(), Scanned(file, {kDone}));
-  EXPECT_EQ(lab::RepairTexts(Journal()), Strings({ToUtf8(file)}));
+  EXPECT_EQ(lab::RepairTexts(Journal()), Strings({Utf8FromWide(file)}));
 }
 
 TEST_F(RepairToolTest, ABusyToolIsWaitedFor) {
   PlanTool({.startTime = 1500});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Scan(), Scanned(file, {kDone}));
 }
 
 TEST_F(RepairToolTest, AToolThatClosesOnItsOwnIsWaitedFor) {
   PlanTool({.okCloses = true, .okDelay = 0});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(ScanVerbosely(), Told(file, Sound(), kDone));
   ExpectNothingLeft();
 }
@@ -233,7 +231,7 @@ TEST_F(RepairToolTest, AToolThatClosesOnItsOwnIsWaitedFor) {
 class DamagedStoreTest : public RepairToolTest, public ::testing::WithParamInterface<QsfDamage> {};
 
 TEST_P(DamagedStoreTest, IsRepaired) {
-  const std::wstring file = AddDamagedStore(L"ann", GetParam());
+  const std::wstring file = AddDamaged(L"ann", GetParam());
   ASSERT_FALSE(IsSound(file));
   EXPECT_EQ(Scan(), Scanned(file, {kDone}));
   EXPECT_TRUE(IsSound(file));
@@ -249,7 +247,7 @@ INSTANTIATE_TEST_SUITE_P(Damages, DamagedStoreTest,
                          });
 
 TEST_F(RepairToolTest, ADamagedStoreTellsEachStep) {
-  const std::wstring file = AddDamagedStore(L"ann", QsfDamage::kChecksum);
+  const std::wstring file = AddDamaged(L"ann", QsfDamage::kChecksum);
   EXPECT_EQ(ScanVerbosely(),
             Told(file,
                  Strings{Line("found repair button. there are errors. clicking repair"),
@@ -262,7 +260,7 @@ TEST_F(RepairToolTest, ADamagedStoreTellsEachStep) {
 // Rounds in which neither button was there stand before those in which one was.
 TEST_F(RepairToolTest, TheQuestionAboutTheBackupIsAnsweredWithYes) {
   PlanTool({.repairTime = 1500});
-  const std::wstring file = AddDamagedStore(L"ann", QsfDamage::kTruncated);
+  const std::wstring file = AddDamaged(L"ann", QsfDamage::kTruncated);
   ASSERT_TRUE(CopyFileW(OutlookDirectory().append(L"\\SCANPST.EXE").c_str(),
                         lab::BackupPathOf(file).c_str(), FALSE));
   EXPECT_EQ(
@@ -279,14 +277,14 @@ TEST_F(RepairToolTest, TheQuestionAboutTheBackupIsAnsweredWithYes) {
 
 TEST_F(RepairToolTest, EachRoundOfARepairIsTold) {
   PlanTool({.repairTime = 6000});
-  AddDamagedStore(L"ann", QsfDamage::kChecksum);
-  const std::string output = Run(Arguments({L"-v"}));
+  AddDamaged(L"ann", QsfDamage::kChecksum);
+  const std::string output = Run(Arguments("-v"));
   EXPECT_GE(CountLines(output, LookingForYes()), 4);
   EXPECT_EQ(CountLines(output, LookingForOk()), CountLines(output, LookingForYes()) + 1);
 }
 
 TEST_F(RepairToolTest, MinorInconsistenciesAreRepairedBehindTheirQuestion) {
-  const std::wstring file = AddDamagedStore(L"ann", QsfDamage::kCount);
+  const std::wstring file = AddDamaged(L"ann", QsfDamage::kCount);
   EXPECT_EQ(ScanVerbosely(),
             Told(file, Strings{Line("User has canceled. Clicking Yes Button")} + Sound(), kDone));
   EXPECT_EQ(Clicks(), Strings({"&Start", "&Yes", "OK"}));
@@ -295,7 +293,7 @@ TEST_F(RepairToolTest, MinorInconsistenciesAreRepairedBehindTheirQuestion) {
 
 TEST_F(RepairToolTest, SeveralQuestionsOfAScanAreAnsweredEach) {
   PlanTool({.backupQuestion = lab::BackupQuestion::kAlways});
-  const std::wstring file = AddDamagedStore(L"ann", QsfDamage::kCount);
+  const std::wstring file = AddDamaged(L"ann", QsfDamage::kCount);
   const std::string yes = Line("User has canceled. Clicking Yes Button");
   EXPECT_EQ(ScanVerbosely(), Told(file, Strings{yes, yes} + Sound(), kDone));
   EXPECT_EQ(Clicks(), Strings({"&Start", "&Yes", "&Yes", "OK"}));
@@ -305,7 +303,7 @@ TEST_F(RepairToolTest, SeveralQuestionsOfAScanAreAnsweredEach) {
 
 TEST_F(RepairToolTest, TheTextOfAnErrorBoxIsAlwaysShown) {
   PlanTool({.outcome = lab::RepairOutcome::kErrorBox, .errorText = L"The disk is on fire."});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Scan(), Scanned(file, {Line("ScanPST Error: The disk is on fire."), kError}));
   EXPECT_EQ(ScanVerbosely(), Told(file, ErrorBox("The disk is on fire."), kError));
   EXPECT_EQ(Clicks(), Strings({"&Start", "OK", "&Start", "OK"}));
@@ -316,29 +314,29 @@ TEST_F(RepairToolTest, TheErrorIsTheSecondTextOfTheBox) {
   PlanTool({.outcome = lab::RepairOutcome::kErrorBox,
             .errorText = L"\u4e2d: 100%s.",
             .errorStatics = 3});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Scan(), Scanned(file, {Line("ScanPST Error: \xE4\xB8\xAD: 100%s."), kError}));
 }
 
 TEST_F(RepairToolTest, ABoxWithoutASecondTextHasNoLine) {
   PlanTool({.outcome = lab::RepairOutcome::kErrorBox, .errorStatics = 1});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Scan(), Scanned(file, {kError}));
   EXPECT_EQ(Clicks(), Strings({"&Start", "OK"}));
 }
 
 TEST_F(RepairToolTest, ALongErrorIsCutAtTheLinesEnd) {
   PlanTool({.outcome = lab::RepairOutcome::kErrorBox, .errorText = std::wstring(3000, L'e')});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   const std::string line = Line("ScanPST Error: " + std::string(3000, 'e')).substr(0, 254);
   EXPECT_EQ(Scan(), Scanned(file, {line, kError}));
 }
 
 TEST_F(RepairToolTest, AFileThatIsInUseIsTheToolsError) {
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   const lab::QsfLock lock(file);
   ASSERT_TRUE(lock.Held());
-  EXPECT_EQ(Scan(), Scanned(file, {Line("ScanPST Error: The file " + ToUtf8(file) +
+  EXPECT_EQ(Scan(), Scanned(file, {Line("ScanPST Error: The file " + Utf8FromWide(file) +
                                         " is in use by another program."),
                                    kError}));
 }
@@ -347,7 +345,7 @@ TEST_F(RepairToolTest, TheEditFieldDecidesWhatAnOkMeans) {
   RepairPlan plan;
   plan.File(L"ann.qsf").resultEdit = lab::ResultEdit::kNever;
   PlanTool(plan);
-  const std::wstring ann = AddStore(L"ann");
+  const std::wstring ann = Add(L"ann").Path();
   EXPECT_EQ(Scan(),
             Scanned(ann, {Line("ScanPST Error: No errors were found in this file."), kError}));
   lab::RepairOptions& always = plan.File(L"bob.qsf");
@@ -355,13 +353,13 @@ TEST_F(RepairToolTest, TheEditFieldDecidesWhatAnOkMeans) {
   always.resultEdit = lab::ResultEdit::kAlways;
   PlanTool(plan);
   ASSERT_TRUE(profile_.Delete());
-  const std::wstring bob = AddStore(L"bob");
+  const std::wstring bob = Add(L"bob").Path();
   EXPECT_EQ(Scan(), Scanned(bob, {kDone}));
 }
 
 TEST_F(RepairToolTest, AToolWithoutAnEditFieldIsStartedAllTheSame) {
   PlanTool({.startEdit = false});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(ScanVerbosely(), Told(file, ErrorBox("The file  does not exist."), kError));
   EXPECT_TRUE(lab::RepairTexts(Journal()).empty());
 }
@@ -370,7 +368,7 @@ TEST_F(RepairToolTest, AToolWithoutAnEditFieldIsStartedAllTheSame) {
 
 TEST_F(RepairToolTest, WithoutAToolTheProcessIsNotCreated) {
   ASSERT_TRUE(DeleteFileW(OutlookDirectory().append(L"\\SCANPST.EXE").c_str()));
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   const std::string line = Line("Process failed to create.exiting");
   EXPECT_EQ(Scan(), Scanned(file, {line, kError}));
   EXPECT_EQ(ScanVerbosely(), Text(Head() + Creating(file) +
@@ -381,7 +379,7 @@ TEST_F(RepairToolTest, WithoutAToolTheProcessIsNotCreated) {
 TEST_F(RepairToolTest, AToolThatIsNoProgramIsNotCreated) {
   ASSERT_TRUE(
       lab::WriteWholeFile(OutlookDirectory().append(L"\\SCANPST.EXE"), "This is no program."));
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Scan(), Scanned(file, {Line("Process failed to create.exiting"), kError}));
 }
 
@@ -389,7 +387,7 @@ const char kNotLoaded[] = "ScanPST was not loaded or terminated. another ScanPST
 
 TEST_F(RepairToolTest, AToolThatEndsAtOnceIsTold) {
   PlanTool({.death = lab::RepairDeath::kAtStart});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Scan(), Scanned(file, {Line(kNotLoaded), kError}));
   EXPECT_EQ(ScanVerbosely(), Text(Head() + Finding(file) +
                                   Strings{Line(kNotLoaded), Line("releasing handles"),
@@ -398,7 +396,7 @@ TEST_F(RepairToolTest, AToolThatEndsAtOnceIsTold) {
 
 TEST_F(RepairToolTest, AToolWithoutAWindowIsToldAndLeftRunning) {
   PlanTool({.window = false, .lifetime = 20000});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(program.WaitForOutput(kError));
   EXPECT_EQ(lab::RunningRepairTools().size(), 1U);
@@ -409,7 +407,7 @@ TEST_F(RepairToolTest, AToolWithoutAWindowIsToldAndLeftRunning) {
 
 TEST_F(RepairToolTest, AWindowThatComesLateIsNotWaitedFor) {
   PlanTool({.windowDelay = 15000, .lifetime = 20000});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   RunningProgram program = StartAdmin(Arguments());
   EXPECT_EQ(program.Wait().output, Scanned(file, {Line(kNotLoaded), kError}));
   EXPECT_EQ(lab::EndRepairTools(), 1U);
@@ -418,7 +416,7 @@ TEST_F(RepairToolTest, AWindowThatComesLateIsNotWaitedFor) {
 // A missing button gets no click, and the scan never begins.
 TEST_F(RepairToolTest, AToolWithoutAStartButtonIsWaitedForWithoutEnd) {
   PlanTool({.startButton = false});
-  AddStore(L"ann");
+  Add(L"ann");
   RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(WaitForTool("SCANPST::WM_SETTEXT"));
   Sleep(2500);
@@ -432,18 +430,18 @@ TEST_F(RepairToolTest, AToolWithoutAStartButtonIsWaitedForWithoutEnd) {
 
 TEST_F(RepairToolTest, AToolThatDiesInItsScanIsWaitedForWithoutEnd) {
   PlanTool({.death = lab::RepairDeath::kInScan});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(WaitForTool("SCANPST::Die"));
   Sleep(2500);
   EXPECT_TRUE(program.IsRunning());
-  EXPECT_EQ(program.OutputSoFar(), Text({"scanning " + ToUtf8(file)}));
+  EXPECT_EQ(program.OutputSoFar(), Text({"scanning " + Utf8FromWide(file)}));
   program.Kill();
 }
 
 TEST_F(RepairToolTest, CtrlCEndsTheWaitForAToolThatDiedInItsRepair) {
   PlanTool({.death = lab::RepairDeath::kInRepair});
-  const std::wstring file = AddDamagedStore(L"ann", QsfDamage::kChecksum);
+  const std::wstring file = AddDamaged(L"ann", QsfDamage::kChecksum);
   RunningProgram program = StartAdmin(Arguments());
   ASSERT_TRUE(WaitForTool("SCANPST::Die"));
   Sleep(1500);
@@ -460,7 +458,7 @@ class RepairBreakTest : public RepairToolTest {
   // A verbose run that was interrupted behind its first `text`, once the tool has journalled
   // `call`; condensed to single rounds.
   std::string Interrupt(const std::string& text, const char* call, const Words& more = {}) {
-    RunningProgram program = StartAdmin(Arguments({L"-v"}) + more);
+    RunningProgram program = StartAdmin(Arguments("-v") + more);
     EXPECT_TRUE(program.WaitForOutput(text + "\r\n"));
     EXPECT_TRUE(WaitForTool(call));
     Sleep(200);
@@ -477,7 +475,7 @@ Strings Cancelling() {
 
 TEST_F(RepairBreakTest, AScanIsCancelledThroughTheTool) {
   PlanTool({.scanTime = 20000});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Interrupt(Line("waiting for results"), "SCANPST::Scan"),
             Told(file,
                  Cancelling() + Strings{Line("User has canceled. Clicking Yes Button")} +
@@ -492,7 +490,7 @@ TEST_F(RepairBreakTest, CancelIsClickedOnceHoweverLongTheScanGoesOn) {
   PlanTool({.scanTime = kTimeForCtrlC + 1000,
             .cancelQuestion = false,
             .afterCancel = lab::AfterCancel::kContinue});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Interrupt(Line("waiting for results"), "SCANPST::Scan"),
             Told(file, Cancelling() + Sound(), kDone));
   EXPECT_EQ(Clicks(), Strings({"&Start", "Cancel", "OK"}));
@@ -500,7 +498,7 @@ TEST_F(RepairBreakTest, CancelIsClickedOnceHoweverLongTheScanGoesOn) {
 
 TEST_F(RepairBreakTest, WithoutACancelButtonTheScanIsWaitedFor) {
   PlanTool({.scanTime = kTimeForCtrlC, .cancelButton = false});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Interrupt(Line("waiting for results"), "SCANPST::Scan"),
             Told(file, Cancelling() + Sound(), kDone));
   EXPECT_EQ(Clicks(), Strings({"&Start", "OK"}));
@@ -511,9 +509,9 @@ TEST_F(RepairBreakTest, NoFurtherFileIsScannedAndTheControllerIsStarted) {
             .cancelQuestion = false,
             .afterCancel = lab::AfterCancel::kSound});
   SetController(lab::ControllerState::kStopped);
-  AddStore(L"ann");
-  AddStore(L"bob");
-  RunningProgram program = StartAdmin(Arguments({L"-c"}));
+  Add(L"ann");
+  Add(L"bob");
+  RunningProgram program = StartAdmin(Arguments("-c"));
   ASSERT_TRUE(WaitForTool("SCANPST::Scan"));
   ASSERT_TRUE(program.SendCtrlC());
   const Strings lines = Lines(program.Wait().output);
@@ -526,7 +524,7 @@ TEST_F(RepairBreakTest, NoFurtherFileIsScannedAndTheControllerIsStarted) {
 
 TEST_F(RepairBreakTest, ARepairIsBrokenOffAtOnce) {
   PlanTool({.repairTime = 30000});
-  const std::wstring file = AddDamagedStore(L"ann", QsfDamage::kChecksum);
+  const std::wstring file = AddDamaged(L"ann", QsfDamage::kChecksum);
   EXPECT_EQ(Interrupt(LookingForYes(), "SCANPST::Scan"),
             Told(file,
                  Strings{Line("found repair button. there are errors. clicking repair"),
@@ -542,7 +540,7 @@ TEST_F(RepairBreakTest, ABreakInTheScanAlsoEndsTheRepairBehindIt) {
             .cancelQuestion = false,
             .afterCancel = lab::AfterCancel::kContinue,
             .repairTime = 30000});
-  const std::wstring file = AddDamagedStore(L"ann", QsfDamage::kChecksum);
+  const std::wstring file = AddDamaged(L"ann", QsfDamage::kChecksum);
   EXPECT_EQ(
       Interrupt(Line("waiting for results"), "SCANPST::Scan"),
       Told(file,
@@ -556,8 +554,8 @@ TEST_F(RepairBreakTest, ABreakInTheScanAlsoEndsTheRepairBehindIt) {
 
 TEST_F(RepairToolTest, EachWindowIsClosedInTurn) {
   PlanTool({.windowsAtEnd = 3});
-  AddStore(L"ann");
-  const std::string output = Run(Arguments({L"-v"}));
+  Add(L"ann");
+  const std::string output = Run(Arguments("-v"));
   EXPECT_EQ(Closes(),
             Strings({"Inbox Repair 2", "Inbox Repair 3", "Inbox Repair 4", "Inbox Repair Tool"}));
   // One round finds none.
@@ -568,7 +566,7 @@ TEST_F(RepairToolTest, EachWindowIsClosedInTurn) {
 
 TEST_F(RepairToolTest, WindowsThatOpenWhileOthersAreClosedAreClosedToo) {
   PlanTool({.windowsOnClose = 2});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Scan(), Scanned(file, {kDone}));
   EXPECT_EQ(Closes(), Strings({"Inbox Repair 2", "Inbox Repair 3", "Inbox Repair Tool"}));
   ExpectNothingLeft();
@@ -576,7 +574,7 @@ TEST_F(RepairToolTest, WindowsThatOpenWhileOthersAreClosedAreClosedToo) {
 
 TEST_F(RepairToolTest, AWindowThatDoesNotCloseIsToldAgain) {
   PlanTool({.ignoreClose = 1000});
-  const std::wstring file = AddStore(L"ann");
+  const std::wstring file = Add(L"ann").Path();
   EXPECT_EQ(Scan(), Scanned(file, {kDone}));
   EXPECT_GE(lab::RepairCloses(Journal()).size(), 2U);
   ExpectNothingLeft();
@@ -584,7 +582,7 @@ TEST_F(RepairToolTest, AWindowThatDoesNotCloseIsToldAgain) {
 
 TEST_F(RepairToolTest, ARepairedStoresWindowsAreAllClosed) {
   PlanTool({.windowsAtEnd = 2});
-  const std::wstring file = AddDamagedStore(L"ann", QsfDamage::kHeader);
+  const std::wstring file = AddDamaged(L"ann", QsfDamage::kHeader);
   EXPECT_EQ(Scan(), Scanned(file, {kDone}));
   EXPECT_GE(Closes().size(), 3U);
   EXPECT_TRUE(IsSound(file));
@@ -600,7 +598,7 @@ TEST_F(RepairSpeedTest, AddsAtMostTwoPollsToTheToolsTime) {
   constexpr milliseconds kRepair{2600};
   PlanTool({.scanTime = static_cast<uint32_t>(kScan.count()),
             .repairTime = static_cast<uint32_t>(kRepair.count())});
-  const std::wstring file = AddDamagedStore(L"ann", QsfDamage::kChecksum);
+  const std::wstring file = AddDamaged(L"ann", QsfDamage::kChecksum);
   EXPECT_EQ(Scan(), Scanned(file, {kDone}));
   ASSERT_EQ(Calls("SCANPST::Start").size(), 1U);
   ASSERT_EQ(Calls("SCANPST::Exit").size(), 1U);
@@ -647,7 +645,7 @@ std::wstring TypeOf(HANDLE process, const HandleEntry& entry) {
                        0, FALSE, DUPLICATE_SAME_ACCESS)) {
     return L"?";
   }
-  const Handle owner(copy);
+  const platform::KernelHandle owner(copy);
   struct {
     USHORT length;
     USHORT size;
@@ -665,11 +663,11 @@ std::map<std::wstring, int> HandlesOf(DWORD processId) {
       NtFunction<LONG(WINAPI*)(ULONG, void*, ULONG, ULONG*)>("NtQuerySystemInformation");
   std::map<std::wstring, int> handles;
   const auto list = std::make_unique<HandleList>();
-  const Handle process(OpenProcess(PROCESS_DUP_HANDLE, FALSE, processId));
+  const platform::KernelHandle process(OpenProcess(PROCESS_DUP_HANDLE, FALSE, processId));
   if (kQuery(kExtendedHandles, list.get(), sizeof(HandleList), nullptr) != 0) return handles;
   for (size_t at = 0; at < list->count; ++at) {
     const HandleEntry& entry = list->entries[at];
-    if (entry.processId == processId) ++handles[TypeOf(process.get(), entry)];
+    if (entry.processId == processId) ++handles[TypeOf(process.Get(), entry)];
   }
   return handles;
 }
@@ -686,11 +684,9 @@ class RepairSoakTest : public RepairToolTest, public ::testing::WithParamInterfa
 TEST_P(RepairSoakTest, StoresInARowLeaveNoProcessWindowOrHandle) {
   std::vector<std::wstring> files;
   for (size_t number = 0; number < kSoakStores; ++number) {
-    files.push_back(AddDamagedStore(L"store" + std::to_wstring(number), QsfDamage::kChecksum));
+    files.push_back(AddDamaged(L"store" + std::to_wstring(number), QsfDamage::kChecksum));
   }
-  RunOptions options;
-  options.timeout = std::chrono::seconds(110);
-  RunningProgram program = StartAdmin(Arguments(), options);
+  RunningProgram program = StartAdmin(Arguments(), {.timeout = std::chrono::seconds(110)});
   WaitForScan(program, 2);
   auto early = HandlesOf(program.ProcessId());
   WaitForScan(program, kSoakStores);
@@ -705,7 +701,7 @@ TEST_P(RepairSoakTest, StoresInARowLeaveNoProcessWindowOrHandle) {
   EXPECT_EQ(result.exitCode, 0U);
   EXPECT_EQ(CountLines(result.output, kDone), static_cast<int>(kSoakStores));
   EXPECT_EQ(Lines(result.output).size(), 2 * kSoakStores);
-  for (const std::wstring& file : files) EXPECT_TRUE(IsSound(file)) << ToUtf8(file);
+  for (const std::wstring& file : files) EXPECT_TRUE(IsSound(file)) << Utf8FromWide(file);
   EXPECT_EQ(Calls("SCANPST::Exit").size(), kSoakStores);
   ExpectNothingLeft();
 }

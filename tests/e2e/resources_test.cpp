@@ -3,21 +3,15 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <memory>
 #include <string>
-#include <type_traits>
 #include <vector>
 
+#include "src/platform/handle.h"
 #include "tests/e2e/support/directory.h"
 #include "tests/e2e/support/output.h"
 
 namespace e2e {
 namespace {
-
-struct FreeModule {
-  void operator()(HMODULE module) const { ::FreeLibrary(module); }
-};
-using Module = std::unique_ptr<std::remove_pointer_t<HMODULE>, FreeModule>;
 
 // The version resource of an executable file.
 class VersionResource {
@@ -63,12 +57,13 @@ class VersionResource {
 
 // The manifest of an executable file, empty when there is none.
 std::string ManifestOf(const std::wstring& path) {
-  const Module module(::LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
-  const HRSRC resource = ::FindResourceW(module.get(), MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(24));
-  const HGLOBAL loaded = resource ? ::LoadResource(module.get(), resource) : nullptr;
+  const platform::ModuleHandle module(
+      ::LoadLibraryExW(path.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+  const HRSRC resource = ::FindResourceW(module.Get(), MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(24));
+  const HGLOBAL loaded = resource ? ::LoadResource(module.Get(), resource) : nullptr;
   if (!loaded) return {};
   return std::string(static_cast<const char*>(::LockResource(loaded)),
-                     ::SizeofResource(module.get(), resource));
+                     ::SizeofResource(module.Get(), resource));
 }
 
 size_t Count(const std::string& text, const std::string& part) {
@@ -115,7 +110,7 @@ TEST_P(ResourcesTest, LeaveTheCodePageAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Both, ResourcesTest, ::testing::Values(L"qrvadmin", L"qsfscan"),
-                         [](const auto& test) { return ToUtf8(test.param); });
+                         [](const auto& test) { return Utf8FromWide(test.param); });
 
 }  // namespace
 }  // namespace e2e

@@ -30,42 +30,34 @@ class ScanCommandTest : public ScanLabTest {
   size_t Initialised() const { return Calls("MAPIInitialize").size(); }
   size_t Uninitialised() const { return Calls("MAPIUninitialize").size(); }
 
-  // The stores' files as the registry orders them: the first to be worked on, the second ...
-  std::vector<std::wstring> AddStores(int count) {
-    for (int number = 0; number < count; ++number) AddStore(L"store" + std::to_wstring(number));
-    std::vector<std::wstring> files;
-    for (const lab::Uid& section : lab::ListSections(L"Main")) {
-      const auto path = lab::ReadText(L"Main", section, lab::kTagStorePath);
-      if (path) files.push_back(*path);
-    }
-    EXPECT_EQ(files.size(), static_cast<size_t>(count));
-    return files;
+  // Adds stores and returns all files.
+  std::vector<std::wstring> AddStores(size_t count) const {
+    for (size_t number = 0; number < count; ++number) Add(L"store" + std::to_wstring(number));
+    EXPECT_EQ(Files().size(), count);
+    return Files();
   }
 };
 
 // Help screens.
 
 TEST_F(ScanCommandTest, TheUtilityShowsItsOwnScreen) {
-  EXPECT_EQ(RunUtility({L"-h"}), QsfScanUsage() + "0");
+  EXPECT_EQ(RunUtility("-h"), QsfScanUsage() + "0");
   EXPECT_EQ(RunUtility({}), QsfScanUsage() + "0");
 }
 
 TEST_F(ScanCommandTest, TheDispatchedCommandShowsAnother) {
-  EXPECT_EQ(Run({L"-h", L"-scanQsf"}), ScanQsfUsage());
-  EXPECT_EQ(Run({L"-scanQsf", L"-p"}), SwitchError() + ScanQsfUsage());
+  EXPECT_EQ(Run("-h -scanQsf"), ScanQsfUsage());
+  EXPECT_EQ(Run("-scanQsf -p"), SwitchError() + ScanQsfUsage());
 }
 
 TEST_F(ScanCommandTest, TheScreenShowsTheUtilitysNameAsItIsWritten) {
-  RunOptions options;
-  options.program = CopyProgram(L"QSFSCAN.EXE");
-  EXPECT_EQ(Run({L"-h"}, options), QsfScanUsage("QSFSCAN"));
+  EXPECT_EQ(Run("-h", {.program = CopyProgram(L"QSFSCAN.EXE")}), QsfScanUsage("QSFSCAN"));
 }
 
 TEST_F(ScanCommandTest, ARenamedProgramShowsTheDispatchedScreen) {
-  RunOptions options;
-  options.program = CopyProgram(L"foo.exe");
-  EXPECT_EQ(Run({L"-scanQsf", L"-h"}, options), ScanQsfUsage("foo"));
-  EXPECT_EQ(Run({L"-scanQsf"}, options), SwitchError() + ScanQsfUsage("foo"));
+  const RunOptions options = {.program = CopyProgram(L"foo.exe")};
+  EXPECT_EQ(Run("-scanQsf -h", options), ScanQsfUsage("foo"));
+  EXPECT_EQ(Run("-scanQsf", options), SwitchError() + ScanQsfUsage("foo"));
 }
 
 // Switches.
@@ -77,7 +69,7 @@ struct SwitchCase : NamedCase {
 class SwitchErrorTest : public ScanCommandTest, public ::testing::WithParamInterface<SwitchCase> {};
 
 TEST_P(SwitchErrorTest, IsToldAboveTheScreen) {
-  EXPECT_EQ(Run(Words{L"-scanQsf"} + GetParam().words), SwitchError() + ScanQsfUsage());
+  EXPECT_EQ(Run("-scanQsf" + GetParam().words), SwitchError() + ScanQsfUsage());
   EXPECT_EQ(RunUtility(GetParam().words), SwitchError() + QsfScanUsage() + "1");
   EXPECT_TRUE(Journal().empty());
 }
@@ -85,98 +77,89 @@ TEST_P(SwitchErrorTest, IsToldAboveTheScreen) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, SwitchErrorTest,
     ::testing::Values(
-        SwitchCase{"Unknown", {L"-p", L"Main", L"-x"}},
-        SwitchCase{"UnknownFirst", {L"-x", L"-p", L"Main"}}, SwitchCase{"NoSwitch", {L"Main"}},
-        SwitchCase{"Empty", {L"-p", L"Main", L""}},
-        SwitchCase{"TwoValues", {L"-p", L"Main", L"Other"}},
-        SwitchCase{"CapitalP", {L"-P", L"Main"}}, SwitchCase{"CapitalD", {L"-D", L"Main"}},
-        SwitchCase{"CapitalR", {L"-p", L"Main", L"-R"}},
-        SwitchCase{"CapitalM", {L"-p", L"Main", L"-M"}},
-        SwitchCase{"CapitalV", {L"-p", L"Main", L"-V"}},
-        SwitchCase{"CapitalC", {L"-p", L"Main", L"-C"}}, SwitchCase{"CapitalH", {L"-H"}},
-        SwitchCase{"ValueInTheSwitch", {L"-pMain"}},
-        SwitchCase{"TwoSwitchesInOne", {L"-p", L"Main", L"-rm"}},
-        SwitchCase{"OtherCommand", {L"-p", L"Main", L"-findUsers"}},
-        SwitchCase{"ScanWithoutProfile", {L"-p"}}, SwitchCase{"DeleteWithoutProfile", {L"-d"}},
-        SwitchCase{"SecondProfileMissing", {L"-p", L"Main", L"-p"}},
-        SwitchCase{"SecondDeletionMissing", {L"-d", L"Main", L"-d"}},
-        SwitchCase{"ScanAndDelete", {L"-p", L"a", L"-d", L"b"}},
-        SwitchCase{"DeleteAndScan", {L"-d", L"b", L"-p", L"a"}},
-        SwitchCase{"EmptyScanAndDelete", {L"-p", L"", L"-d", L"b"}},
-        SwitchCase{"EmptyDeleteAndScan", {L"-d", L"", L"-p", L"a"}},
-        SwitchCase{"EmptyProfile", {L"-p", L""}}, SwitchCase{"EmptyDeletion", {L"-d", L""}},
-        SwitchCase{"LastProfileEmpty", {L"-p", L"Main", L"-p", L""}},
-        SwitchCase{"NoProfile", {L"-r", L"-m", L"-c"}}),
+        SwitchCase{"Unknown", "-p Main -x"}, SwitchCase{"UnknownFirst", "-x -p Main"},
+        SwitchCase{"NoSwitch", "Main"}, SwitchCase{"Empty", "-p Main \"\""},
+        SwitchCase{"TwoValues", "-p Main Other"}, SwitchCase{"CapitalP", "-P Main"},
+        SwitchCase{"CapitalD", "-D Main"}, SwitchCase{"CapitalR", "-p Main -R"},
+        SwitchCase{"CapitalM", "-p Main -M"}, SwitchCase{"CapitalV", "-p Main -V"},
+        SwitchCase{"CapitalC", "-p Main -C"}, SwitchCase{"CapitalH", "-H"},
+        SwitchCase{"ValueInTheSwitch", "-pMain"}, SwitchCase{"TwoSwitchesInOne", "-p Main -rm"},
+        SwitchCase{"OtherCommand", "-p Main -findUsers"}, SwitchCase{"ScanWithoutProfile", "-p"},
+        SwitchCase{"DeleteWithoutProfile", "-d"}, SwitchCase{"SecondProfileMissing", "-p Main -p"},
+        SwitchCase{"SecondDeletionMissing", "-d Main -d"}, SwitchCase{"ScanAndDelete", "-p a -d b"},
+        SwitchCase{"DeleteAndScan", "-d b -p a"}, SwitchCase{"EmptyScanAndDelete", "-p \"\" -d b"},
+        SwitchCase{"EmptyDeleteAndScan", "-d \"\" -p a"}, SwitchCase{"EmptyProfile", "-p \"\""},
+        SwitchCase{"EmptyDeletion", "-d \"\""}, SwitchCase{"LastProfileEmpty", "-p Main -p \"\""},
+        SwitchCase{"NoProfile", "-r -m -c"}),
     kByName);
 
 TEST_F(ScanCommandTest, TheCommandWordAloneLacksAProfile) {
-  EXPECT_EQ(Run({L"-scanQsf"}), SwitchError() + ScanQsfUsage());
-  EXPECT_EQ(RunUtility({L"-scanQsf"}), SwitchError() + QsfScanUsage() + "1");
+  EXPECT_EQ(Run("-scanQsf"), SwitchError() + ScanQsfUsage());
+  EXPECT_EQ(RunUtility("-scanQsf"), SwitchError() + QsfScanUsage() + "1");
 }
 
 TEST_F(ScanCommandTest, TheLastProfileCounts) {
-  EXPECT_EQ(RunUtility({L"-p", L"a", L"-p", L"b"}), NoFiles("b") + "0");
-  EXPECT_EQ(Run({L"-scanQsf", L"-d", L"a", L"-d", L"b"}), NoFiles("b"));
-  EXPECT_EQ(RunUtility({L"-p", L"", L"-p", L"b"}), NoFiles("b") + "0");
+  EXPECT_EQ(RunUtility("-p a -p b"), NoFiles("b") + "0");
+  EXPECT_EQ(Run("-scanQsf -d a -d b"), NoFiles("b"));
+  EXPECT_EQ(RunUtility("-p \"\" -p b"), NoFiles("b") + "0");
 }
 
 TEST_F(ScanCommandTest, WhateverFollowsIsTheProfile) {
-  EXPECT_EQ(RunUtility({L"-p", L"-d"}), NoFiles("-d") + "0");
-  EXPECT_EQ(RunUtility({L"-p", L"-h"}), NoFiles("-h") + "0");
-  EXPECT_EQ(RunUtility({L"-d", L"-scanQsf"}), NoFiles("-scanQsf") + "0");
+  EXPECT_EQ(RunUtility("-p -d"), NoFiles("-d") + "0");
+  EXPECT_EQ(RunUtility("-p -h"), NoFiles("-h") + "0");
+  EXPECT_EQ(RunUtility("-d -scanQsf"), NoFiles("-scanQsf") + "0");
 }
 
 TEST_F(ScanCommandTest, TheCommandWordIsPassedOverInAnyCaseAndPlace) {
-  EXPECT_EQ(Run({L"-p", L"Nobody", L"-SCANQSF"}), NoFiles("Nobody"));
-  EXPECT_EQ(Run({L"-scanqsf", L"-p", L"Nobody", L"-ScanQsf", L"-r"}), NoFiles("Nobody"));
-  EXPECT_EQ(RunUtility({L"-SCANQSF", L"-p", L"Nobody"}), NoFiles("Nobody") + "0");
+  EXPECT_EQ(Run("-p Nobody -SCANQSF"), NoFiles("Nobody"));
+  EXPECT_EQ(Run("-scanqsf -p Nobody -ScanQsf -r"), NoFiles("Nobody"));
+  EXPECT_EQ(RunUtility("-SCANQSF -p Nobody"), NoFiles("Nobody") + "0");
 }
 
 TEST_F(ScanCommandTest, HelpCountsWhereItIsReached) {
-  EXPECT_EQ(RunUtility({L"-r", L"-m", L"-p", L"a", L"-h"}), QsfScanUsage() + "0");
-  EXPECT_EQ(RunUtility({L"-h", L"-x"}), QsfScanUsage() + "0");
-  EXPECT_EQ(RunUtility({L"-x", L"-h"}), SwitchError() + QsfScanUsage() + "1");
+  EXPECT_EQ(RunUtility("-r -m -p a -h"), QsfScanUsage() + "0");
+  EXPECT_EQ(RunUtility("-h -x"), QsfScanUsage() + "0");
+  EXPECT_EQ(RunUtility("-x -h"), SwitchError() + QsfScanUsage() + "1");
   EXPECT_TRUE(Journal().empty());
 }
 
 TEST_F(ScanCommandTest, HelpBehindEverythingDoesNothingElse) {
-  EXPECT_EQ(RunUtility({L"-r", L"-m", L"-p", L"a", L"-v", L"-h"}),
-            QsfScanUsage() + Text({"Exiting."}) + "0");
-  EXPECT_EQ(Run({L"-scanQsf", L"-r", L"-m", L"-p", L"a", L"-v", L"-h"}), ScanQsfUsage());
+  EXPECT_EQ(RunUtility("-r -m -p a -v -h"), QsfScanUsage() + Text({"Exiting."}) + "0");
+  EXPECT_EQ(Run("-scanQsf -r -m -p a -v -h"), ScanQsfUsage());
   EXPECT_TRUE(Journal().empty());
 }
 
 TEST_F(ScanCommandTest, VerboseCountsAlsoBeforeAnError) {
-  EXPECT_EQ(RunUtility({L"-v", L"-x"}), SwitchError() + QsfScanUsage() + Text({"Exiting."}) + "1");
-  EXPECT_EQ(Run({L"-scanQsf", L"-v"}), SwitchError() + ScanQsfUsage() + Text({"Exiting."}));
+  EXPECT_EQ(RunUtility("-v -x"), SwitchError() + QsfScanUsage() + Text({"Exiting."}) + "1");
+  EXPECT_EQ(Run("-scanQsf -v"), SwitchError() + ScanQsfUsage() + Text({"Exiting."}));
 }
 
 TEST_F(ScanCommandTest, VerboseBehindAnErrorIsNotReached) {
-  EXPECT_EQ(RunUtility({L"-x", L"-v"}), SwitchError() + QsfScanUsage() + "1");
+  EXPECT_EQ(RunUtility("-x -v"), SwitchError() + QsfScanUsage() + "1");
 }
 
 // The frame of a run.
 
 TEST_F(ScanCommandTest, AProfileWithoutStoresIsToldAndTheRunGoesOn) {
   ASSERT_TRUE(profile_.Create());
-  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main", L"-c"}),
+  EXPECT_EQ(Run("-scanQsf -p Main -c"),
             NoFiles("Main") + Text({kNoController, kStartingController}));
   EXPECT_EQ(Uninitialised(), 1U);
 }
 
 TEST_F(ScanCommandTest, NoMarkedStoreHasALineOfItsOwn) {
-  const std::string file = ToUtf8(AddStore(L"ann"));
+  const std::string file = Utf8FromWide(Add(L"ann").Path());
   const std::string none = Text({"No .qsf files have been marked as corrupt with [Main] profile"});
-  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main", L"-m"}), none);
-  EXPECT_EQ(RunUtility({L"-m", L"-d", L"Main"}), none + "0");
+  EXPECT_EQ(Run("-scanQsf -p Main -m"), none);
+  EXPECT_EQ(RunUtility("-m -d Main"), none + "0");
 }
 
 TEST_F(ScanCommandTest, OtherProgramsWithMapiStopIt) {
   SetController(lab::ControllerState::kStopped);
   MapiHolder holder(L"outlook.exe");
-  const std::string inUse = Run({L"-scanQsf", L"-p", L"Main", L"-c"});
+  const std::string inUse = Run("-scanQsf -p Main -c");
   EXPECT_EQ(Lines(inUse).back(), "outlook.exe");
-  EXPECT_EQ(RunUtility({L"-p", L"Main", L"-c"}), inUse + "1");
+  EXPECT_EQ(RunUtility("-p Main -c"), inUse + "1");
   EXPECT_EQ(Initialised(), 0U);
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 }
@@ -185,26 +168,23 @@ TEST_F(ScanCommandTest, MapiThatDoesNotComeUpIsTold) {
   SetController(lab::ControllerState::kStopped);
   Faults().FailEach("MAPIInitialize", 0x80004005);
   const std::string told = Text({kNoMapi});
-  EXPECT_EQ(RunUtility({L"-p", L"Main", L"-c"}), told + "1");
-  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main", L"-c", L"-v"}), told + Text({"Exiting."}));
+  EXPECT_EQ(RunUtility("-p Main -c"), told + "1");
+  EXPECT_EQ(Run("-scanQsf -p Main -c -v"), told + Text({"Exiting."}));
   EXPECT_EQ(Uninitialised(), 0U);
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 }
 
 TEST_F(ScanCommandTest, TheControllerIsStartedBehindTheStores) {
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(RunUtility({L"-c", L"-p", L"Nobody"}),
-            NoFiles("Nobody") + Text({kStartingController}) + "0");
+  EXPECT_EQ(RunUtility("-c -p Nobody"), NoFiles("Nobody") + Text({kStartingController}) + "0");
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
 }
 
 TEST_F(ScanCommandTest, TheControllerIsStartedAlsoAfterAnError) {
-  lab::StoreOptions absent;
-  absent.withFile = false;
-  const std::string file = ToUtf8(AddStore(L"ann", absent));
+  const std::string file = Utf8FromWide(Add(L"ann", {.withFile = false}).Path());
   SetController(lab::ControllerState::kRunning);
   EXPECT_EQ(
-      Run({L"-scanQsf", L"-p", L"Main", L"-c"}),
+      Run("-scanQsf -p Main -c"),
       Text({"scanning " + file,
             "CheckRepairQsf. ScanPST Error: The file " + file + " does not exist.",
             "file scan error.", "ServiceStartSvc. Service is already running, currentState=4)",
@@ -213,9 +193,9 @@ TEST_F(ScanCommandTest, TheControllerIsStartedAlsoAfterAnError) {
 }
 
 TEST_F(ScanCommandTest, VerboseShowsTheProviderThenTheHandlerThenTheStores) {
-  const std::string directory = ToUtf8(OutlookDirectory());
+  const std::string directory = Utf8FromWide(OutlookDirectory());
   EXPECT_EQ(
-      Run({L"-v", L"-scanQsf", L"-p", L"Nobody"}),
+      Run("-v -scanQsf -p Nobody"),
       Text({"GetMapiModuleFullPath InitMAPIDir returned '" + directory + "'",
             "GetMapiModuleFullPath Testing module name '" + directory + "\\mspst32.dll'",
             "Provider path: " + directory + "\\mspst32.dll", "The Control Handler is installed.",
@@ -228,11 +208,11 @@ TEST_F(ScanCommandTest, StoresAreScannedOneAfterTheOtherInTheRegistrysOrder) {
   const std::vector<std::wstring> files = AddStores(3);
   Strings expected;
   for (const std::wstring& file : files) {
-    expected = expected + Strings{"scanning " + ToUtf8(file), "file scan done."};
+    expected = expected + Strings{"scanning " + Utf8FromWide(file), "file scan done."};
   }
-  EXPECT_EQ(RunUtility({L"-p", L"Main"}), Text(expected) + "0");
+  EXPECT_EQ(RunUtility("-p Main"), Text(expected) + "0");
   EXPECT_EQ(lab::RepairTexts(Journal()),
-            Strings({ToUtf8(files[0]), ToUtf8(files[1]), ToUtf8(files[2])}));
+            Strings({Utf8FromWide(files[0]), Utf8FromWide(files[1]), Utf8FromWide(files[2])}));
 }
 
 TEST_F(ScanCommandTest, AScanErrorEndsTheRun) {
@@ -241,10 +221,10 @@ TEST_F(ScanCommandTest, AScanErrorEndsTheRun) {
   tool.outcome = lab::RepairOutcome::kErrorBox;
   tool.errorText = L"No.";
   PlanTool(tool);
-  EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main"}),
-            Text({"scanning " + ToUtf8(files[0]), "CheckRepairQsf. ScanPST Error: No.",
+  EXPECT_EQ(Run("-scanQsf -p Main"),
+            Text({"scanning " + Utf8FromWide(files[0]), "CheckRepairQsf. ScanPST Error: No.",
                   "file scan error."}));
-  EXPECT_EQ(lab::RepairTexts(Journal()), Strings({ToUtf8(files[0])}));
+  EXPECT_EQ(lab::RepairTexts(Journal()), Strings({Utf8FromWide(files[0])}));
 }
 
 // Deletion.
@@ -252,14 +232,12 @@ TEST_F(ScanCommandTest, AScanErrorEndsTheRun) {
 class DeleteStoresTest : public ScanCommandTest {
  protected:
   static std::string Prompt(const std::wstring& file) {
-    return "Are you sure you want to delete [" + ToUtf8(file) + "] ([y]es/[n]o/[c]ancel)?";
+    return "Are you sure you want to delete [" + Utf8FromWide(file) + "] ([y]es/[n]o/[c]ancel)?";
   }
-  static std::string Deleting(const std::wstring& file) { return "deleting " + ToUtf8(file); }
+  static std::string Deleting(const std::wstring& file) { return "deleting " + Utf8FromWide(file); }
 
   std::string Delete(const std::string& input, const Words& more = {}) {
-    RunOptions options;
-    options.input = input;
-    return Run(Words{L"-scanQsf", L"-d", L"Main"} + more, options);
+    return Run("-scanQsf -d Main" + more, {.input = input});
   }
 };
 
@@ -272,9 +250,7 @@ TEST_F(DeleteStoresTest, YesDeletesTheFile) {
 
 TEST_F(DeleteStoresTest, TheUtilityDeletesToo) {
   const std::wstring file = AddStores(1)[0];
-  RunOptions options;
-  options.input = "y\n";
-  EXPECT_EQ(RunUtility({L"-d", L"Main"}, options),
+  EXPECT_EQ(RunUtility("-d Main", {.input = "y\n"}),
             Text({Deleting(file), Prompt(file), kDeleted}) + "0");
   EXPECT_FALSE(Exists(file));
 }
@@ -304,7 +280,7 @@ TEST_F(DeleteStoresTest, CancelEndsTheRunInSilence) {
 
 TEST_F(DeleteStoresTest, VerboseTellsTheCancel) {
   const std::vector<std::wstring> files = AddStores(2);
-  const Strings lines = Lines(Delete("c\ny\n", {L"-v"}));
+  const Strings lines = Lines(Delete("c\ny\n", "-v"));
   ASSERT_GE(lines.size(), 4U);
   EXPECT_EQ(
       Strings(lines.end() - 4, lines.end()),
@@ -315,7 +291,7 @@ TEST_F(DeleteStoresTest, VerboseTellsTheCancel) {
 TEST_F(DeleteStoresTest, TheControllerIsStartedAfterACancel) {
   SetController(lab::ControllerState::kStopped);
   const std::wstring file = AddStores(1)[0];
-  EXPECT_EQ(Delete("c", {L"-c"}), Text({Deleting(file), Prompt(file), kStartingController}));
+  EXPECT_EQ(Delete("c", "-c"), Text({Deleting(file), Prompt(file), kStartingController}));
   EXPECT_TRUE(lab::WaitForController(SERVICE_RUNNING));
   EXPECT_EQ(Uninitialised(), 1U);
 }
@@ -393,7 +369,7 @@ TEST_F(DeleteStoresTest, TheEndOfTheInputBehindAYesSparesTheNextFile) {
 
 TEST_F(DeleteStoresTest, AFileLivesUntilItsOwnPromptIsAnswered) {
   const std::vector<std::wstring> files = AddStores(2);
-  RunningProgram program = StartAdmin({L"-scanQsf", L"-d", L"Main"});
+  RunningProgram program = StartAdmin("-scanQsf -d Main");
   ASSERT_TRUE(program.WaitForOutput(Prompt(files[0]) + "\r\n"));
   EXPECT_TRUE(Exists(files[0]));
   program.Write("y\n");
@@ -418,8 +394,8 @@ TEST_F(DeleteStoresTest, AFileThatIsNotThereEndsTheRun) {
   const std::vector<std::wstring> files = AddStores(2);
   ASSERT_TRUE(DeleteFileW(files[0].c_str()));
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(Delete("y\ny\n", {L"-c"}), Text({Deleting(files[0]), Prompt(files[0]),
-                                             "file delete error.", kStartingController}));
+  EXPECT_EQ(Delete("y\ny\n", "-c"), Text({Deleting(files[0]), Prompt(files[0]),
+                                          "file delete error.", kStartingController}));
   EXPECT_TRUE(Exists(files[1]));
 }
 
@@ -432,18 +408,16 @@ TEST_F(DeleteStoresTest, AFileThatIsNotThereIsDoneAfterANo) {
 TEST_F(DeleteStoresTest, OnlyTheRootStoreWithThatSwitch) {
   const std::wstring root = StorePath(L"root.qsf");
   profile_.AddRootStore(L"bes@example.com", root);
-  const std::wstring other = AddStore(L"ann");
-  EXPECT_EQ(Delete("y\ny\n", {L"-r"}), Text({Deleting(root), Prompt(root), kDeleted}));
+  const std::wstring other = Add(L"ann").Path();
+  EXPECT_EQ(Delete("y\ny\n", "-r"), Text({Deleting(root), Prompt(root), kDeleted}));
   EXPECT_FALSE(Exists(root));
   EXPECT_TRUE(Exists(other));
 }
 
 TEST_F(DeleteStoresTest, OnlyMarkedStoresWithThatSwitch) {
-  lab::StoreOptions marked;
-  marked.corruptionMark = 0x80000000;
-  const std::wstring file = AddStore(L"ann", marked);
-  const std::wstring other = AddStore(L"bob");
-  EXPECT_EQ(Delete("y\ny\n", {L"-m"}), Text({Deleting(file), Prompt(file), kDeleted}));
+  const std::wstring file = Add(L"ann", {.corruptionMark = 0x80000000}).Path();
+  const std::wstring other = Add(L"bob").Path();
+  EXPECT_EQ(Delete("y\ny\n", "-m"), Text({Deleting(file), Prompt(file), kDeleted}));
   EXPECT_FALSE(Exists(file));
   EXPECT_TRUE(Exists(other));
 }
@@ -451,10 +425,7 @@ TEST_F(DeleteStoresTest, OnlyMarkedStoresWithThatSwitch) {
 // A line holds 254 characters, the question any number.
 TEST_F(DeleteStoresTest, ALongPathIsAskedForWhole) {
   const std::wstring file = L"C:\\" + std::wstring(300, L'q') + L".qsf";
-  lab::StoreOptions options;
-  options.withFile = false;
-  options.storedPath = file;
-  AddStore(L"ann", options);
+  Add(L"ann", {.withFile = false, .storedPath = file});
   EXPECT_EQ(Delete("y\n"),
             Text({Deleting(file).substr(0, 254), Prompt(file), "file delete error."}));
 }
@@ -469,7 +440,7 @@ TEST_F(DeleteStoresTest, APathOutsideTheCodePageIsShownAndDeleted) {
 TEST_F(DeleteStoresTest, CtrlCStopsBeforeTheNextFile) {
   SetController(lab::ControllerState::kStopped);
   const std::vector<std::wstring> files = AddStores(2);
-  RunningProgram program = StartAdmin({L"-scanQsf", L"-d", L"Main", L"-c"});
+  RunningProgram program = StartAdmin("-scanQsf -d Main -c");
   ASSERT_TRUE(program.WaitForOutput(Prompt(files[0]) + "\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
   ASSERT_TRUE(program.WaitForOutput("*User Break\r\n"));

@@ -11,8 +11,8 @@
 
 #include "lab/common/entry_id.h"
 #include "lab/common/text.h"
+#include "src/platform/handle.h"
 #include "tests/e2e/check_qsf_frame.h"
-#include "tests/e2e/support/handle.h"
 #include "tests/e2e/support/named_case.h"
 
 namespace e2e {
@@ -81,33 +81,30 @@ Strings DispatcherCalls(const lab::Service& defaultStore) {
           "MAPIUninitialize"};
 }
 Strings WorkerCallsFor(const std::wstring& address) {
-  return {
-      "MAPIInitialize flags=0x0",
-      "MAPILogonEx parent=0x0 profile=Main password=NULL flags=0x80008030",
-      std::string("IMsgStore::QueryInterface iid=") + kManageStoreIid,
-      "IExchangeManageStore::CreateStoreEntryID store= mailbox=" + ToUtf8(address) + " flags=0x0",
-      "IMAPISession::OpenMsgStore parent=0x0 entryid=" + UserEntryId(address) +
-          " iid=NULL flags=0x91",
-      "IMsgStore::OpenEntry entryid=NULL iid=NULL flags=0x10",
-      "IMAPIFolder::CreateFolder type=0x1 name=BlackBerryHandheldInfo comment=NULL iid=NULL "
-      "flags=0x80000001",
-      "IMAPIFolder::CreateFolder type=0x2 name=BlackBerryMsgOnDeviceSearchFolder comment=NULL "
-      "iid=NULL flags=0x80000001",
-      "IMAPIFolder::GetContentsTable flags=0x80000000",
-      "MAPIUninitialize"};
+  return {"MAPIInitialize flags=0x0",
+          "MAPILogonEx parent=0x0 profile=Main password=NULL flags=0x80008030",
+          std::string("IMsgStore::QueryInterface iid=") + kManageStoreIid,
+          "IExchangeManageStore::CreateStoreEntryID store= mailbox=" + Utf8FromWide(address) +
+              " flags=0x0",
+          "IMAPISession::OpenMsgStore parent=0x0 entryid=" + UserEntryId(address) +
+              " iid=NULL flags=0x91",
+          "IMsgStore::OpenEntry entryid=NULL iid=NULL flags=0x10",
+          "IMAPIFolder::CreateFolder type=0x1 name=BlackBerryHandheldInfo comment=NULL iid=NULL "
+          "flags=0x80000001",
+          "IMAPIFolder::CreateFolder type=0x2 name=BlackBerryMsgOnDeviceSearchFolder comment=NULL "
+          "iid=NULL flags=0x80000001",
+          "IMAPIFolder::GetContentsTable flags=0x80000000",
+          "MAPIUninitialize"};
 }
 
 // The default store is the one that the profile names so, not the root store.
 TEST_F(StoreLogonTest, MakesExactlyTheseCallsForOneStore) {
-  lab::StoreOptions options;
-  options.defaultStore = false;
-  AddRoot(options);
-  options.defaultStore = true;
-  const lab::Service defaultStore = AddStore(L"second@example.com", options);
-  AddStore(L"third@example.com", options);
-  AddStore(L"ann@example.com");
+  AddRoot({.defaultStore = false});
+  const lab::Service defaultStore = Add(L"second", {.defaultStore = true});
+  Add(L"third", {.defaultStore = true});
+  Add(L"ann");
 
-  EXPECT_EQ(Check({L"-e", L"ann"}).output,
+  EXPECT_EQ(Check("-e ann").output,
             Text({CheckingLine(1), StoreLine(L"ann@example.com"), kAllOk, kShuttingDown, kDone}));
   Entries main = Journal();
   const uint32_t mainThread = main.at(0).threadId;
@@ -136,7 +133,7 @@ TEST_F(StoreLogonTest, MakesExactlyTheseCallsForOneStore) {
 }
 
 bool IsHeld(const std::wstring& file) {
-  const Handle handle = TakeFileHandle(
+  const platform::KernelHandle handle = platform::TakeFileHandle(
       CreateFileW(file.c_str(), DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                   nullptr, OPEN_EXISTING, 0, nullptr));
   return !handle && GetLastError() == ERROR_SHARING_VIOLATION;
@@ -153,7 +150,8 @@ class HeldStoresTest : public StoreLogonTest {
   std::vector<std::wstring> Collected(const std::vector<std::wstring>& addresses) const {
     const std::set<std::string> last = LastMailboxes();
     std::vector<std::wstring> collected = addresses;
-    std::erase_if(collected, [&](const auto& address) { return last.contains(ToUtf8(address)); });
+    std::erase_if(collected,
+                  [&](const auto& address) { return last.contains(Utf8FromWide(address)); });
     return collected;
   }
 };
@@ -164,7 +162,7 @@ TEST_F(HeldStoresTest, CollectedStoresAreHeldThroughThePauseAndTheLastOfEachWork
   const std::vector<std::wstring> users = AddStores(L"user", 12);
   SlowDown(L"user", 1000);
   Faults().FailMatching("IMsgStore::OpenEntry", L"user01", 0x8004010e);
-  RunningProgram program = StartCheck({L"-e", L"user"});
+  RunningProgram program = StartCheck("-e user");
   ASSERT_TRUE(WaitForWorkersEnd());
 
   const std::vector<std::wstring> collected = Collected(users);
@@ -175,7 +173,7 @@ TEST_F(HeldStoresTest, CollectedStoresAreHeldThroughThePauseAndTheLastOfEachWork
     std::this_thread::sleep_for(milliseconds(100));
   }
   EXPECT_EQ(Held(users), collected);
-  EXPECT_TRUE(IsHeld(StorePath(L"root.qsf")));
+  EXPECT_TRUE(IsHeld(StorePath(L"bes.qsf")));
   std::this_thread::sleep_for(milliseconds(7000));
   EXPECT_EQ(Held(users), collected);
   EXPECT_TRUE(program.IsRunning());
@@ -198,7 +196,7 @@ TEST_F(StoreLogonTest, FiveStoresAtATimeOnFiveThreadsWithASessionForEach) {
   Strings expected = {CheckingLine(13)};
   for (const std::wstring& user : users) expected.push_back(StoreLine(user));
   expected.insert(expected.end(), {kAllOk, kShuttingDown, kDone});
-  EXPECT_EQ(Check({L"-e", L"user"}).output, Text(expected));
+  EXPECT_EQ(Check("-e user").output, Text(expected));
 
   EXPECT_EQ(lab::MaxInFlight(Journal(), "IMAPISession::OpenMsgStore"), 5U);
   ASSERT_EQ(CallsByWorker().size(), 5U);
@@ -235,7 +233,7 @@ TEST_P(FewStoresTest, UpToFiveFailuresAreToldByTheWorkersAndDoNotCount) {
     messages.push_back(WorkerLine("Failed to open delegate store", users[i], kResults[i]));
   }
   SetController(lab::ControllerState::kStopped);
-  const RunResult result = Check({L"-e", L"user", L"-c"});
+  const RunResult result = Check("-e user -c");
   expected.insert(expected.end(), {kAllOk, kShuttingDown, kStartingController, kDone});
   EXPECT_EQ(MainLines(result.output), expected);
   EXPECT_EQ(WorkerLines(result.output), Sorted(messages));
@@ -263,10 +261,10 @@ class DispatcherFailureTest : public StoreLogonTest,
 
 TEST_P(DispatcherFailureTest, IsToldAndEndsTheCheckAtOnce) {
   AddRoot();
-  AddStore(L"ann@example.com");
+  Add(L"ann");
   GetParam().plan(Faults());
   SetController(lab::ControllerState::kStopped);
-  EXPECT_EQ(Check({L"-c"}).output,
+  EXPECT_EQ(Check("-c").output,
             Text({CheckingLine(2), "CStoreManager::LogonToStores: " + GetParam().line,
                   LogonToStoresFailedLine(GetParam().result), kDone}));
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
@@ -308,9 +306,7 @@ INSTANTIATE_TEST_SUITE_P(
     kByName);
 
 TEST_F(StoreLogonTest, AProfileWithoutADefaultStoreStartsNoThread) {
-  lab::StoreOptions options;
-  options.defaultStore = false;
-  AddRoot(options);
+  AddRoot({.defaultStore = false});
   EXPECT_EQ(Check().output,
             Text({CheckingLine(1), "CStoreManager::LogonToStores: Failed to find default store",
                   "CheckQsf: LogonToStores failed : 0x8004010f", "Done"}));
@@ -328,9 +324,9 @@ TEST_F(StoreLogonTest, AnEmptyProfileFailsForWantOfADefaultStore) {
 
 TEST_F(StoreLogonTest, ADamagedDefaultStoreEndsTheCheck) {
   AddRoot();
-  AddStore(L"ann@example.com");
-  ASSERT_TRUE(lab::DamageQsf(StorePath(L"root.qsf"), lab::QsfDamage::kHeader));
-  EXPECT_EQ(Check({L"-e", L"ann"}).output,
+  Add(L"ann");
+  ASSERT_TRUE(lab::DamageQsf(StorePath(L"bes.qsf"), lab::QsfDamage::kHeader));
+  EXPECT_EQ(Check("-e ann").output,
             Text({CheckingLine(1),
                   "CStoreManager::LogonToStores: Failed to open default store : 0x80040600",
                   "CheckQsf: LogonToStores failed : 0x80040600", "Done"}));
@@ -372,7 +368,7 @@ class JobFailureTest : public StoreLogonTest, public ::testing::WithParamInterfa
   std::wstring WhoFailed(std::vector<std::wstring> users) const {
     if (GetParam().namesUser) return users[0];
     for (const auto& call : Calls("IExchangeManageStore::CreateStoreEntryID")) {
-      std::erase(users, FromUtf8(call.Argument("mailbox")));
+      std::erase(users, WideFromUtf8(call.Argument("mailbox")));
     }
     EXPECT_EQ(users.size(), 1U);
     return users.at(0);
@@ -382,12 +378,12 @@ class JobFailureTest : public StoreLogonTest, public ::testing::WithParamInterfa
 TEST_P(JobFailureTest, IsToldByTheWorkerEndsTheJobAndCountsWhenCollected) {
   AddRoot();
   std::vector<std::wstring> users = {L"user-victim@example.com"};
-  AddStore(users[0]);
+  Add(users[0]);
   for (const std::wstring& other : AddStores(L"user-slow", 6)) users.push_back(other);
   SlowDown(L"user-slow", 1500);
   GetParam().plan(Faults());
   SetController(lab::ControllerState::kStopped);
-  const RunResult result = Check({L"-e", L"user", L"-c"});
+  const RunResult result = Check("-e user -c");
 
   const std::wstring failed = WhoFailed(users);
   Strings expected = {CheckingLine(7)};
@@ -395,9 +391,9 @@ TEST_P(JobFailureTest, IsToldByTheWorkerEndsTheJobAndCountsWhenCollected) {
   expected.insert(expected.end(),
                   {LogonFailedLine(failed, GetParam().result), kShuttingDown, kDone});
   EXPECT_EQ(MainLines(result.output), expected);
-  const std::string user = GetParam().namesUser ? " for user '" + ToUtf8(failed) + "'" : "";
+  const std::string user = GetParam().namesUser ? " for user '" + Utf8FromWide(failed) + "'" : "";
   EXPECT_EQ(WorkerLines(result.output), (Strings{"StoreLogonThread: " + GetParam().line + user +
-                                                 " : " + HexText(GetParam().result)}));
+                                                 " : " + lab::HexNumber(GetParam().result)}));
   EXPECT_EQ(lab::QueryController(), DWORD{SERVICE_STOPPED});
 
   std::vector<size_t> steps(kSteps, 6);
@@ -451,7 +447,7 @@ TEST_F(StoreLogonTest, WorkersWithoutMapiFailInTheLogon) {
   AddRoot();
   const std::vector<std::wstring> users = AddStores(L"user", 2);
   for (uint32_t n = 2; n <= 6; ++n) Faults().FailNth("MAPIInitialize", n, 0x80004005);
-  const RunResult result = Check({L"-e", L"user"});
+  const RunResult result = Check("-e user");
   EXPECT_EQ(WorkerLines(result.output),
             Strings(2, "StoreLogonThread: MAPILogonEx failed : 0x80040605"));
   EXPECT_EQ(CountLines(result.output, kShuttingDown), 1);
@@ -464,7 +460,7 @@ TEST_F(StoreLogonTest, SixtyFailingStoresWithLongAddressesGiveWholeLines) {
   AddRoot();
   const std::vector<std::wstring> users = AddStores(std::wstring(150, L'x') + L"user", 60);
   Faults().FailMatching("IExchangeManageStore::CreateStoreEntryID", L"user", 0x8004010f);
-  const RunResult result = Check({L"-e", L"user"});
+  const RunResult result = Check("-e user");
 
   const std::set<std::string> last = LastMailboxes();
   Strings expected = {CheckingLine(60)};
@@ -474,7 +470,7 @@ TEST_F(StoreLogonTest, SixtyFailingStoresWithLongAddressesGiveWholeLines) {
     messages.push_back(WorkerLine("Failed to CreateStoreEntryID", user, 0x8004010f));
   }
   for (const std::wstring& user : users) {
-    if (!last.contains(ToUtf8(user))) expected.push_back(LogonFailedLine(user, 0x8004010f));
+    if (!last.contains(Utf8FromWide(user))) expected.push_back(LogonFailedLine(user, 0x8004010f));
   }
   expected.insert(expected.end(), {kShuttingDown, kDone});
   EXPECT_EQ(MainLines(result.output), expected);
@@ -485,7 +481,7 @@ TEST_F(StoreLogonTest, CtrlCBeforeDispatchingHandsOutNoJob) {
   AddRoot();
   AddStores(L"user", 3);
   Faults().DelayNth("IProfAdmin::AdminServices", 1, kTimeForCtrlC);
-  RunningProgram program = StartCheck({L"-v", L"-c"});
+  RunningProgram program = StartCheck("-v -c");
   ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed."));
   ASSERT_TRUE(program.SendCtrlC());
   EXPECT_EQ(program.Wait().output,
@@ -503,7 +499,7 @@ TEST_F(StoreLogonTest, CtrlCWhileDispatchingLetsRunningJobsFinishAndHandsOutNoMo
   SlowDown(L"user", kTimeForCtrlC);
   Faults().FailMatching("IMAPISession::OpenMsgStore", L"user02", 0x80040600);
   SetController(lab::ControllerState::kStopped);
-  RunningProgram program = StartCheck({L"-e", L"user", L"-c"});
+  RunningProgram program = StartCheck("-e user -c");
   ASSERT_TRUE(program.WaitForOutput(StoreLine(users[4]) + "\r\n"));
   ASSERT_TRUE(program.SendCtrlC());
   const RunResult result = program.Wait();
@@ -523,9 +519,9 @@ TEST_F(StoreLogonTest, CtrlCWhileDispatchingLetsRunningJobsFinishAndHandsOutNoMo
 // The break is looked at only before a job is handed out: now it is too late for it.
 TEST_F(StoreLogonTest, CtrlCInThePauseChangesNothing) {
   AddRoot();
-  AddStore(L"user@example.com");
+  Add(L"user");
   SetController(lab::ControllerState::kStopped);
-  RunningProgram program = StartCheck({L"-e", L"user", L"-c"});
+  RunningProgram program = StartCheck("-e user -c");
   ASSERT_TRUE(WaitForWorkersEnd());
   std::this_thread::sleep_for(milliseconds(500));
   ASSERT_TRUE(program.SendCtrlC());
@@ -540,7 +536,7 @@ TEST_F(StoreLogonTest, CtrlCInThePauseChangesNothing) {
 TEST_F(StoreLogonTest, CtrlCBeforeAnEmptyCheckChangesNothing) {
   AddRoot();
   Faults().DelayNth("IProfAdmin::AdminServices", 1, kTimeForCtrlC);
-  RunningProgram program = StartCheck({L"-v", L"-e", L"nobody"});
+  RunningProgram program = StartCheck("-v -e nobody");
   ASSERT_TRUE(program.WaitForOutput("The Control Handler is installed."));
   ASSERT_TRUE(program.SendCtrlC());
   EXPECT_EQ(program.Wait().output,
@@ -566,7 +562,7 @@ class StoreLogonSpeedTest : public StoreLogonTest {
 
   Measured Measure() {
     ClearJournal();
-    EXPECT_EQ(CountLines(Check({L"-e", L"user"}).output, kAllOk), 1);
+    EXPECT_EQ(CountLines(Check("-e user").output, kAllOk), 1);
     const Entries opens = WorkerCalls("IMAPISession::OpenMsgStore");
     EXPECT_EQ(opens.size(), 100U);
     uint64_t start = UINT64_MAX;

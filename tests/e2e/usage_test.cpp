@@ -1,5 +1,6 @@
 // The help screens, byte for byte, and the program's name in them.
 #include "tests/e2e/support/named_case.h"
+#include "tests/e2e/support/temp_directory.h"
 #include "tests/e2e/usage_text.h"
 
 #include <gtest/gtest.h>
@@ -20,9 +21,9 @@ TEST_F(UsageTest, NoArgumentsShowTheGeneralScreen) {
 }
 
 TEST_F(UsageTest, HelpWithoutACommandShowsTheGeneralScreen) {
-  EXPECT_EQ(Run({L"-h"}), GeneralUsage());
-  EXPECT_EQ(Run({L"-h", L"-h"}), GeneralUsage());
-  EXPECT_EQ(Run({L"-v", L"-h", L"-p", L"Main"}), GeneralUsage());
+  EXPECT_EQ(Run("-h"), GeneralUsage());
+  EXPECT_EQ(Run("-h -h"), GeneralUsage());
+  EXPECT_EQ(Run("-v -h -p Main"), GeneralUsage());
 }
 
 class CommandUsageTest : public UsageTest, public ::testing::WithParamInterface<CommandWord> {};
@@ -50,7 +51,7 @@ TEST_P(CommandUsageTest, VerboseHelpDoesNotSayThatItExits) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Commands, CommandUsageTest, ::testing::ValuesIn(CommandWords()),
-                         [](const auto& test) { return ToUtf8(test.param.word).substr(1); });
+                         [](const auto& test) { return Utf8FromWide(test.param.word).substr(1); });
 
 // The program's name.
 
@@ -63,8 +64,7 @@ class ProgramNameTest : public UsageTest, public ::testing::WithParamInterface<N
 
 TEST_P(ProgramNameTest, IsTheLastPartOfTheFirstArgumentWithoutItsExtension) {
   EXPECT_EQ(RunAs(GetParam().firstArgument, {}), GeneralUsage(GetParam().shortName));
-  EXPECT_EQ(RunAs(GetParam().firstArgument, {L"-purgeQsf", L"-h"}),
-            PurgeQsfUsage(GetParam().shortName));
+  EXPECT_EQ(RunAs(GetParam().firstArgument, "-purgeQsf -h"), PurgeQsfUsage(GetParam().shortName));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -100,10 +100,9 @@ TEST_F(UsageTest, TheNameIsThatOfTheFile) {
         {L"QRVADMIN.EXE", "QRVADMIN"},
         {L"without extension", "without extension"},
         {L"adm\u00fcn\u4e2d.exe", "adm\u00fcn\u4e2d"}}) {
-    RunOptions options;
-    options.program = CopyShippedProgram(directory.Path(), file);
+    const RunOptions options = {.program = CopyShippedProgram(directory.Path(), file)};
     EXPECT_EQ(Run({}, options), GeneralUsage(shortName));
-    EXPECT_EQ(Run({L"-findUsers"}, options), FindUsersUsage(shortName));
+    EXPECT_EQ(Run("-findUsers", options), FindUsersUsage(shortName));
   }
 }
 
@@ -113,7 +112,7 @@ TEST_F(UsageTest, ALongNameIsShownWhole) {
   const std::string shown(259, 'q');
   EXPECT_EQ(Lines(RunAs(name, {})).front(),
             shown + " is used for administering a QRV installation.");
-  EXPECT_EQ(RunAs(name, {L"-h", L"-purgeQsf"}), PurgeQsfUsage(shown));
+  EXPECT_EQ(RunAs(name, "-h -purgeQsf"), PurgeQsfUsage(shown));
 }
 
 // The stand-alone scan utility.
@@ -122,9 +121,7 @@ class QsfScanTest : public UsageTest {
  protected:
   // What the scan utility prints, and its exit code behind it.
   std::string Scan(const Words& arguments, const std::wstring& programName = L"qsfscan") {
-    RunOptions options;
-    options.programName = programName;
-    const RunResult result = RunAdmin(arguments, options);
+    const RunResult result = RunAdmin(arguments, {.programName = programName});
     EXPECT_EQ(result.errorOutput, "");
     return result.output + std::to_string(result.exitCode);
   }
@@ -132,22 +129,20 @@ class QsfScanTest : public UsageTest {
 
 TEST_F(QsfScanTest, AFileOfThisNameIsTheScanUtility) {
   const TempDirectory directory;
-  RunOptions options;
-  options.program = CopyShippedProgram(directory.Path(), L"QSFSCAN.EXE");
+  const RunOptions options = {.program = CopyShippedProgram(directory.Path(), L"QSFSCAN.EXE")};
   EXPECT_EQ(Run({}, options), QsfScanUsage("QSFSCAN"));
-  EXPECT_EQ(Run({L"-p", L"Nobody"}, options),
-            Text({"No .qsf files associated with [Nobody] profile"}));
+  EXPECT_EQ(Run("-p Nobody", options), Text({"No .qsf files associated with [Nobody] profile"}));
 }
 
 TEST_F(QsfScanTest, AnyCaseAndExtensionOfTheNameWill) {
   EXPECT_EQ(Scan({}), QsfScanUsage() + "0");
   EXPECT_EQ(Scan({}, L"C:\\bin\\QsfScan.com"), QsfScanUsage("QsfScan") + "0");
-  EXPECT_EQ(Scan({L"-h"}, L"QSFSCAN.EXE"), QsfScanUsage("QSFSCAN") + "0");
+  EXPECT_EQ(Scan("-h", L"QSFSCAN.EXE"), QsfScanUsage("QSFSCAN") + "0");
 }
 
 TEST_F(QsfScanTest, CommandWordsAreNotDispatched) {
   for (const CommandWord& command : CommandWords()) {
-    SCOPED_TRACE(ToUtf8(command.word));
+    SCOPED_TRACE(Utf8FromWide(command.word));
     const std::wstring word = command.word;
     EXPECT_EQ(Scan({word}), SwitchError() + QsfScanUsage() + "1");
     EXPECT_EQ(Scan({L"-h", word}), QsfScanUsage() + "0");
@@ -157,22 +152,22 @@ TEST_F(QsfScanTest, CommandWordsAreNotDispatched) {
 
 TEST_F(QsfScanTest, EveryArgumentReachesTheScan) {
   const std::string found = Text({"No .qsf files associated with [Nobody] profile"}) + "0";
-  EXPECT_EQ(Scan({L"-p", L"Nobody"}), found);
-  EXPECT_EQ(Scan({L"-SCANQSF", L"-p", L"Nobody"}), found);
-  EXPECT_EQ(Scan({L"-p", L"Nobody", L"-m"}),
+  EXPECT_EQ(Scan("-p Nobody"), found);
+  EXPECT_EQ(Scan("-SCANQSF -p Nobody"), found);
+  EXPECT_EQ(Scan("-p Nobody -m"),
             Text({"No .qsf files have been marked as corrupt with [Nobody] profile"}) + "0");
-  EXPECT_EQ(Scan({L"-p", L"-listServers"}),
+  EXPECT_EQ(Scan("-p -listServers"),
             Text({"No .qsf files associated with [-listServers] profile"}) + "0");
 }
 
 TEST_F(QsfScanTest, TheResultIsTheExitCodeAlsoOfAVerboseRun) {
-  EXPECT_EQ(Scan({L"-v", L"-x"}), SwitchError() + QsfScanUsage() + Text({"Exiting."}) + "1");
-  EXPECT_EQ(Scan({L"-v", L"-h"}), QsfScanUsage() + Text({"Exiting."}) + "0");
+  EXPECT_EQ(Scan("-v -x"), SwitchError() + QsfScanUsage() + Text({"Exiting."}) + "1");
+  EXPECT_EQ(Scan("-v -h"), QsfScanUsage() + Text({"Exiting."}) + "0");
 }
 
 TEST_F(QsfScanTest, DispatchedTheResultIsDiscarded) {
-  EXPECT_EQ(Run({L"-scanQsf", L"-x"}), SwitchError() + ScanQsfUsage());
-  EXPECT_EQ(Run({L"-scanQsf", L"-v", L"-x"}), SwitchError() + ScanQsfUsage() + Text({"Exiting."}));
+  EXPECT_EQ(Run("-scanQsf -x"), SwitchError() + ScanQsfUsage());
+  EXPECT_EQ(Run("-scanQsf -v -x"), SwitchError() + ScanQsfUsage() + Text({"Exiting."}));
 }
 
 }  // namespace

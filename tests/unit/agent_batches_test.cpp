@@ -14,12 +14,11 @@ class AgentBatchesTest : public ::testing::Test {
  protected:
   AgentBatches Batches(size_t storeCount, std::vector<HRESULT> answers = {}) {
     answers_ = std::move(answers);
-    return AgentBatches(
-        [this](const std::wstring& sqlText) {
-          sent_.push_back(sqlText);
-          return sent_.size() <= answers_.size() ? answers_[sent_.size() - 1] : S_OK;
-        },
-        storeCount, S_FALSE);
+    return {[this](const std::wstring& sqlText) {
+              sent_.push_back(sqlText);
+              return sent_.size() <= answers_.size() ? answers_[sent_.size() - 1] : S_OK;
+            },
+            storeCount, S_FALSE};
   }
 
   static void AssignMany(AgentBatches& batches, int count) {

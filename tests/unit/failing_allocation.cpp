@@ -23,7 +23,7 @@ void* operator new(std::size_t size) {
   const bool fails = size >= failingSize;
   if (fails) failingSize = kNone;
   void* const memory = fails ? nullptr : std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) throw std::bad_alloc();
+  if (!memory) throw std::bad_alloc();
   return memory;
 }
 

@@ -7,17 +7,12 @@
 #include <fstream>
 #include <string>
 
+#include "tests/e2e/support/temp_directory.h"
+
 namespace {
 
 class InUseFilesTest : public ::testing::Test {
  protected:
-  InUseFilesTest() {
-    directory_ = std::filesystem::temp_directory_path() /
-                 ("qrv in use " + std::to_string(GetCurrentProcessId()));
-    std::filesystem::create_directories(directory_);
-  }
-  ~InUseFilesTest() override { std::filesystem::remove_all(directory_); }
-
   std::filesystem::path Make(const char* name) const {
     const std::filesystem::path path = directory_ / name;
     std::ofstream(path) << "x";
@@ -30,7 +25,8 @@ class InUseFilesTest : public ::testing::Test {
     paths_.emplace(path, path);
   }
 
-  std::filesystem::path directory_;
+  const e2e::TempDirectory temporary_;
+  const std::filesystem::path& directory_ = temporary_.Path();
   InUseFiles::Paths paths_;
 };
 

@@ -13,6 +13,7 @@
 
 #include "src/commands/unused_files.h"
 #include "src/platform/text.h"
+#include "tests/e2e/support/temp_directory.h"
 
 namespace {
 
@@ -33,8 +34,8 @@ std::wstring DirectPath(const std::wstring& path) {
   using GetUnixFileName = char*(__cdecl*)(const wchar_t*);
   const auto getUnixFileName = reinterpret_cast<GetUnixFileName>(
       GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name"));
-  char* const name = getUnixFileName == nullptr ? nullptr : getUnixFileName(path.c_str());
-  if (name == nullptr) return path;
+  char* const name = getUnixFileName ? getUnixFileName(path.c_str()) : nullptr;
+  if (!name) return path;
   const std::wstring direct = L"\\\\?\\unix" + platform::FromCodePage(name, CP_UTF8);
   HeapFree(GetProcessHeap(), 0, name);
   return direct;
@@ -48,17 +49,13 @@ std::string NameOfFile(int number, const char* extension) {
 class PurgeSpeedTest : public ::testing::Test {
  protected:
   PurgeSpeedTest() {
-    path_ = std::filesystem::temp_directory_path() /
-            ("qrv purge speed " + std::to_string(GetCurrentProcessId()));
-    std::filesystem::create_directories(path_);
-    directory_ = path_.string() + '\\';
+    directory_ = folder_.Path().string() + '\\';
     platform::LowerAscii(directory_, CP_ACP);
   }
-  ~PurgeSpeedTest() override { std::filesystem::remove_all(path_); }
 
   // Store files in use, and others that are no store files.
   void MakeFiles(int stores, int others) {
-    const std::wstring direct = DirectPath(path_.wstring());
+    const std::wstring direct = DirectPath(folder_.Path().wstring());
     for (int i = 0; i < stores + others; ++i) {
       const bool isStore = i < stores;
       const std::string name = NameOfFile(i, isStore ? ".qsf" : ".idx");
@@ -114,7 +111,7 @@ class PurgeSpeedTest : public ::testing::Test {
   }
 
  private:
-  std::filesystem::path path_;
+  const e2e::TempDirectory folder_;
   std::string directory_;
   Paths inUse_;
 };

@@ -23,11 +23,11 @@ TEST_F(ListNamesTest, ServersAreShown) {
   Database().AddServer(7, own);
   AddUser(7, letters_.word);
   AddUser(7, kLacking);
-  EXPECT_EQ(Run({L"-listServers"}), Text({"Id: 7", "MachineName: " + ToUtf8(own), " ", "Id: 8",
-                                          "MachineName: " + ToUtf8(other), " "}));
-  EXPECT_EQ(Run({L"-listServers", L"-c"}),
-            Text({"Id: 7", "Users: 2", "MachineName: " + ToUtf8(own), " ", "Id: 8", "Users: 0",
-                  "MachineName: " + ToUtf8(other), " "}));
+  EXPECT_EQ(Run("-listServers"), Text({"Id: 7", "MachineName: " + Utf8FromWide(own), " ", "Id: 8",
+                                       "MachineName: " + Utf8FromWide(other), " "}));
+  EXPECT_EQ(Run("-listServers -c"),
+            Text({"Id: 7", "Users: 2", "MachineName: " + Utf8FromWide(own), " ", "Id: 8",
+                  "Users: 0", "MachineName: " + Utf8FromWide(other), " "}));
 }
 
 // A server is looked for with a to z capitalised and nothing else.
@@ -41,7 +41,7 @@ TEST_F(ListNamesTest, AgentsAreShownOfTheServerWithTheName) {
             Text({"AgentId: 3", "Users: 2", " ", "AgentId: 4", "Users: 1", " "}));
   EXPECT_EQ(Run({L"-listAgents", L"-s", name + L"q"}),
             Text({"qrvAdminListAgents: Failed to find server '" +
-                  ToUtf8(letters_.capitals.written + kLacking) + "Q'"}));
+                  Utf8FromWide(letters_.capitals.written + kLacking) + "Q'"}));
 }
 
 }  // namespace

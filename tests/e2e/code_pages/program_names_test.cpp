@@ -28,9 +28,9 @@ TEST_F(ProgramNamesTest, HelpScreensShowThem) {
   std::vector<Name> names = LettersOfCodePage().hard;
   names.push_back({kLacking, kLacking});
   for (const Name& name : names) {
-    const std::string shown = ToUtf8(name.written);
+    const std::string shown = Utf8FromWide(name.written);
     EXPECT_EQ(RunCopy(name.written, name.written, {}), GeneralUsage(shown));
-    EXPECT_EQ(RunCopy(name.written, name.written, {L"-checkQsf"}), CheckQsfUsage(shown));
+    EXPECT_EQ(RunCopy(name.written, name.written, "-checkQsf"), CheckQsfUsage(shown));
     EXPECT_EQ(RunCopy(name.written, L"qsfscan", {}), QsfScanUsage());
   }
 }

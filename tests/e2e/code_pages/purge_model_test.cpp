@@ -248,16 +248,16 @@ void Create(const Folder& folder) {
   for (const File& file : folder.files) {
     const std::wstring path = folder.path + L"\\" + file.name;
     if (file.folder) {
-      ASSERT_TRUE(CreateDirectoryW(path.c_str(), nullptr)) << ToUtf8(path);
+      ASSERT_TRUE(CreateDirectoryW(path.c_str(), nullptr)) << Utf8FromWide(path);
       continue;
     }
-    ASSERT_TRUE(lab::WriteFileOfSize(path, file.size)) << ToUtf8(path);
-    ASSERT_TRUE(lab::SetLastAccess(path, file.read)) << ToUtf8(path);
+    ASSERT_TRUE(lab::WriteFileOfSize(path, file.size)) << Utf8FromWide(path);
+    ASSERT_TRUE(lab::SetLastAccess(path, file.read)) << Utf8FromWide(path);
     if (file.readOnly) SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
   }
   std::filesystem::create_directory(folder.path + L"\\inner");
   for (const std::wstring& path : InnerFiles(folder)) {
-    ASSERT_TRUE(lab::WriteFileOfSize(path, 1)) << ToUtf8(path);
+    ASSERT_TRUE(lab::WriteFileOfSize(path, 1)) << Utf8FromWide(path);
   }
 }
 
@@ -305,7 +305,7 @@ Reading Read(const World& world) {
       if (store.kind == StoreKind::kWithoutPath) {
         reading.lines +=
             Text({"CStoreManager::LoadCache: Failed to get PR_PST_PATH for the store '" +
-                  ToUtf8(store.address) + "' : 0x8004010f"});
+                  Utf8FromWide(store.address) + "' : 0x8004010f"});
       }
     }
     if (!lastSkipped) continue;
@@ -353,13 +353,15 @@ class ModelFolder {
   std::string List(const std::string& time, bool force) {
     const File& file = *FileRead(time);
     listed_.insert(file.name);
-    UnusedFile listed{
-        ToUtf8(NamePart(Folded(file.name))), static_cast<int64_t>(file.size / 1024), time, {}};
+    UnusedFile listed{Utf8FromWide(NamePart(Folded(file.name))),
+                      static_cast<int64_t>(file.size / 1024),
+                      time,
+                      {}};
     // For a name that the code page cannot hold nothing goes.
     if (IsExact(file.name)) {
       const std::wstring stem = file.name.substr(0, file.name.size() - kExtension.size());
       for (const File& each : present_) {
-        if (Takes(stem, each)) listed.deleted.push_back(ToUtf8(directory_ + each.name));
+        if (Takes(stem, each)) listed.deleted.push_back(Utf8FromWide(directory_ + each.name));
       }
       if (force) {
         std::erase_if(present_,
@@ -374,7 +376,7 @@ class ModelFolder {
   void ExpectAllListed() const {
     for (const std::wstring& name : unused_) {
       if (!listed_.contains(name)) {
-        EXPECT_FALSE(Left().contains(name)) << ToUtf8(name);
+        EXPECT_FALSE(Left().contains(name)) << Utf8FromWide(name);
       }
     }
   }
@@ -385,7 +387,7 @@ class ModelFolder {
       const bool taken = std::any_of(stems_.begin(), stems_.end(), [&](const std::wstring& stem) {
         return IsExact(name) && SameName(std::wstring_view(name).substr(0, stem.size()), stem);
       });
-      EXPECT_TRUE(left.contains(name) || taken) << ToUtf8(folder_.path + L"\\" + name);
+      EXPECT_TRUE(left.contains(name) || taken) << Utf8FromWide(folder_.path + L"\\" + name);
     }
   }
 
@@ -460,7 +462,7 @@ class PurgeModelTest : public LabTest, public ::testing::WithParamInterface<int>
 
   // Runs the command and follows its listing block by block.
   void CheckRun(bool force) {
-    const std::string output = force ? Run({L"-purgeQsf", L"-f"}) : Run({L"-purgeQsf"});
+    const std::string output = force ? Run("-purgeQsf -f") : Run("-purgeQsf");
     const Reading reading = Read(world_);
     std::vector<ModelFolder> folders(world_.folders.begin(), world_.folders.end());
     EXPECT_EQ(SortDeleting(output),
@@ -486,7 +488,7 @@ class PurgeModelTest : public LabTest, public ::testing::WithParamInterface<int>
     const auto folder = std::find_if(
         world_.folders.begin(), world_.folders.end(),
         [&](const Folder& each) { return SameName(each.path + L"\\", normal.wstring()); });
-    EXPECT_NE(folder, world_.folders.end()) << ToUtf8(directory);
+    EXPECT_NE(folder, world_.folders.end()) << Utf8FromWide(directory);
     return static_cast<size_t>(folder - world_.folders.begin());
   }
 
@@ -522,13 +524,13 @@ class PurgeModelTest : public LabTest, public ::testing::WithParamInterface<int>
     EXPECT_EQ(left, force ? model.Left() : ModelFolder(folder).Left());
     model.ExpectUsedFilesKept(left);
     for (const std::wstring& path : InnerFiles(folder)) {
-      EXPECT_TRUE(std::filesystem::exists(path)) << ToUtf8(path);
+      EXPECT_TRUE(std::filesystem::exists(path)) << Utf8FromWide(path);
     }
   }
 
   void CheckOthers() const {
     for (const std::wstring& path : OuterFiles(Directory().wstring())) {
-      EXPECT_TRUE(std::filesystem::exists(path)) << ToUtf8(path);
+      EXPECT_TRUE(std::filesystem::exists(path)) << Utf8FromWide(path);
     }
   }
 

@@ -22,7 +22,7 @@ std::wstring InAnsi(const std::wstring& text) {
 // As it is listed: what is behind the last backslash, one of the code page's making included.
 std::string Listed(const std::wstring& name) {
   const std::wstring shown = lab::FoldAscii(InAnsi(name));
-  return ToUtf8(shown.substr(shown.rfind(L'\\') + 1));
+  return Utf8FromWide(shown.substr(shown.rfind(L'\\') + 1));
 }
 
 struct NameCase : NamedCase {
@@ -43,7 +43,7 @@ class PurgeNameTest : public PurgeQsfTest, public ::testing::WithParamInterface<
   }
   void ExpectOthersThere() const {
     for (const std::wstring& path : Others()) {
-      EXPECT_NE(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES) << ToUtf8(path);
+      EXPECT_NE(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES) << Utf8FromWide(path);
     }
   }
 };
@@ -56,7 +56,7 @@ TEST_P(PurgeNameTest, LeadsToNoOtherFile) {
   PutOthers();
   PutIn({unused});
   const bool exact = InAnsi(unused) == unused;
-  EXPECT_EQ(Purge({L"-f"}), Unused(Listed(unused), exact ? Strings{ToUtf8(unused)} : Strings{}));
+  EXPECT_EQ(Purge("-f"), Unused(Listed(unused), exact ? Strings{Utf8FromWide(unused)} : Strings{}));
   Names left = {used};
   if (!exact) left.push_back(unused);
   std::sort(left.begin(), left.end());
@@ -84,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(PurgeNameTest, NeighboursAreTakenByTheirOwnNames) {
   Use(In(L"bes.qsf"));
   PutIn({L"luk.qsf", L"luk1.qsf", L"LUK.idx", L"\u0142uk.idx", L"luk\u0e01.idx"});
-  const std::string output = Purge({L"-f"});
+  const std::string output = Purge("-f");
   EXPECT_EQ(output.substr(0, output.find("Unused", 1)),
             Unused("luk.qsf", {"LUK.idx", "luk.qsf", "luk1.qsf"}));
   EXPECT_EQ(Left(), (Names{L"bes.qsf", L"luk\u0e01.idx", L"\u0142uk.idx"}));
@@ -104,16 +104,16 @@ TEST_F(PurgeNameTest, FoldersAndFilesKeepTheirLetters) {
     Use(folder + L"\\used.qsf");
     Put(folder + L"\\" + name.written + L".QSF");
     expected.push_back(
-        Unused(folder, ToUtf8(name.folded) + ".qsf", {ToUtf8(name.written) + ".QSF"}));
+        Unused(folder, Utf8FromWide(name.folded) + ".qsf", {Utf8FromWide(name.written) + ".QSF"}));
     const std::wstring other = FoldedByBytes(L"q" + name.written);
     if (other == lab::FoldAscii(L"q" + name.written)) continue;
     others.push_back(Folder(other) + L"\\old.qsf");
     Put(others.back());
   }
-  EXPECT_EQ(SortedBlocks(Purge({L"-f"})), Sorted(expected));
+  EXPECT_EQ(SortedBlocks(Purge("-f")), Sorted(expected));
   EXPECT_EQ(others.empty(), GetACP() != 932);
   for (const std::wstring& path : others) {
-    EXPECT_NE(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES) << ToUtf8(path);
+    EXPECT_NE(GetFileAttributesW(path.c_str()), INVALID_FILE_ATTRIBUTES) << Utf8FromWide(path);
   }
 }
 
@@ -134,7 +134,7 @@ TEST_F(PurgeNameTest, CapitalsBeyondZAreTheSameFile) {
   const std::wstring file = std::wstring(letters->small) + L"nn.qsf";
   PutIn({file, L"old.qsf"});
   Spell(In(std::wstring(letters->capital) + L"nn.qsf"));
-  EXPECT_EQ(Purge({L"-f"}), Unused("old.qsf", {"old.qsf"}));
+  EXPECT_EQ(Purge("-f"), Unused("old.qsf", {"old.qsf"}));
   EXPECT_EQ(Left(), Names{file});
 }
 

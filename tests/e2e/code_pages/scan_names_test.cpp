@@ -20,24 +20,16 @@ constexpr char kDeleted[] = "file delete done.";
 
 class ScanNamesTest : public ScanLabTest {
  protected:
-  // A store of the profile in a folder of the same name.
-  void AddStore(const std::wstring& name) const {
-    profile_.AddSecondaryStore(name, StorePath(name + L"\\" + name + L".qsf"));
-  }
+  ScanNamesTest() { profile_ = lab::Profile(letters_.word + kLacking); }
 
-  // The stores' files as the registry orders them.
-  std::vector<std::wstring> Files() const {
-    std::vector<std::wstring> files;
-    for (const lab::Uid& section : lab::ListSections(profile_.Name())) {
-      const auto path = lab::ReadText(profile_.Name(), section, lab::kTagStorePath);
-      if (path) files.push_back(*path);
-    }
-    return files;
+  // A store of the profile in a folder of the same name.
+  void AddInFolder(const std::wstring& name) const {
+    profile_.AddSecondaryStore(name, StorePath(name + L"\\" + name + L".qsf"));
   }
 
   // Has the MAPI stub answer with a library of that name in a folder of the same name.
   std::wstring MoveMapi(const std::wstring& name) const {
-    const std::wstring directory = StorePath(name);
+    std::wstring directory = StorePath(name);
     EXPECT_TRUE(lab::PlaceMapiProvider(directory));
     PlanStub(lab::StubPlan().Path("*", lab::NarrowFromWide(directory + L"\\" + name + L".dll")));
     return directory;
@@ -46,35 +38,35 @@ class ScanNamesTest : public ScanLabTest {
   // What a verbose run prints for a profile that does not exist, the lines about the module before
   // it.
   std::string NoProfile(const Strings& moduleLines, const std::wstring& provider) const {
-    const std::string profile = ToUtf8(profile_.Name());
+    const std::string profile = Utf8FromWide(profile_.Name());
     return Text(moduleLines +
-                Strings{"Provider path: " + ToUtf8(provider), kHandlerInstalled,
+                Strings{"Provider path: " + Utf8FromWide(provider), kHandlerInstalled,
                         "getQsfPaths. opening key Software\\Microsoft\\Windows NT\\CurrentVersion\\"
                         "Windows Messaging Subsystem\\Profiles\\" +
                             profile + " returned error 0x00000002",
                         "No .qsf files associated with [" + profile + "] profile", "Exiting."});
   }
   static Strings Testing(const std::wstring& directory) {
-    return {"GetMapiModuleFullPath InitMAPIDir returned '" + ToUtf8(directory) + "'",
-            "GetMapiModuleFullPath Testing module name '" + ToUtf8(directory) + "\\mspst32.dll'"};
+    return {
+        "GetMapiModuleFullPath InitMAPIDir returned '" + Utf8FromWide(directory) + "'",
+        "GetMapiModuleFullPath Testing module name '" + Utf8FromWide(directory) + "\\mspst32.dll'"};
   }
   Words Scan() const { return {L"-scanQsf", L"-p", profile_.Name()}; }
 
   const Letters letters_ = LettersOfCodePage();
-  const lab::Profile profile_{letters_.word + kLacking};
 };
 
 TEST_F(ScanNamesTest, StoresAreScannedRepairedAndShown) {
   for (const std::wstring& name :
        {letters_.hard.front().written, letters_.hard.back().written, std::wstring(kLacking)}) {
-    AddStore(name);
+    AddInFolder(name);
   }
   ASSERT_TRUE(lab::DamageQsf(Files().front(), lab::QsfDamage::kChecksum));
   Strings shown;
   Strings typed;
   for (const std::wstring& file : Files()) {
-    shown = shown + Strings{"scanning " + ToUtf8(file), kScanned};
-    typed.push_back(ToUtf8(file));
+    shown = shown + Strings{"scanning " + Utf8FromWide(file), kScanned};
+    typed.push_back(Utf8FromWide(file));
   }
   EXPECT_EQ(Run(Scan()), Text(shown));
   EXPECT_EQ(lab::RepairTexts(Journal()), typed);
@@ -82,10 +74,10 @@ TEST_F(ScanNamesTest, StoresAreScannedRepairedAndShown) {
 }
 
 TEST_F(ScanNamesTest, AToolsErrorIsShown) {
-  AddStore(letters_.hard[0].written + kLacking);
+  AddInFolder(letters_.hard[0].written + kLacking);
   const std::wstring file = Files().front();
   std::filesystem::remove(file);
-  const std::string shown = ToUtf8(file);
+  const std::string shown = Utf8FromWide(file);
   EXPECT_EQ(Run(Scan()),
             Text({"scanning " + shown,
                   "CheckRepairQsf. ScanPST Error: The file " + shown + " does not exist.",
@@ -94,21 +86,21 @@ TEST_F(ScanNamesTest, AToolsErrorIsShown) {
 
 // Every second file, by the utility and by the command.
 TEST_F(ScanNamesTest, StoresAreAskedForAndDeleted) {
-  for (const Name& name : letters_.hard) AddStore(name.written);
-  AddStore(kLacking);
+  for (const Name& name : letters_.hard) AddInFolder(name.written);
+  AddInFolder(kLacking);
   const std::vector<std::wstring> files = Files();
   RunOptions options;
   Strings shown;
   for (const std::wstring& file : files) {
     options.input += options.input.size() % 2 == 0 ? 'y' : 'n';
-    const std::string path = ToUtf8(file);
+    const std::string path = Utf8FromWide(file);
     shown = shown + Strings{"deleting " + path,
                             "Are you sure you want to delete [" + path + "] ([y]es/[n]o/[c]ancel)?",
                             kDeleted};
   }
   EXPECT_EQ(RunUtility({L"-d", profile_.Name()}, options), Text(shown) + "0");
   for (size_t n = 0; n < files.size(); ++n) {
-    EXPECT_EQ(Exists(files[n]), n % 2 == 1) << ToUtf8(files[n]);
+    EXPECT_EQ(Exists(files[n]), n % 2 == 1) << Utf8FromWide(files[n]);
   }
   options.input.assign(files.size(), 'n');
   EXPECT_EQ(Run({L"-scanQsf", L"-d", profile_.Name()}, options), Text(shown));
@@ -117,32 +109,31 @@ TEST_F(ScanNamesTest, StoresAreAskedForAndDeleted) {
 TEST_F(ScanNamesTest, MapisDirectoryIsCutOffAtABackslash) {
   for (const Name& name : letters_.hard) {
     const std::wstring directory = MoveMapi(name.written);
-    EXPECT_EQ(Run(Scan() + Words{L"-v"}),
-              NoProfile(Testing(directory), directory + L"\\mspst32.dll"));
+    EXPECT_EQ(Run(Scan() + "-v"), NoProfile(Testing(directory), directory + L"\\mspst32.dll"));
   }
 }
 
 TEST_F(ScanNamesTest, TheToolIsTakenFromMapisDirectory) {
   const std::wstring directory = MoveMapi(letters_.hard[0].written);
   ASSERT_TRUE(lab::PlaceRepairTool(directory, LabBinaries() / L"SCANPST.EXE"));
-  AddStore(L"ann");
-  EXPECT_EQ(Run(Scan()), Text({"scanning " + ToUtf8(Files().front()), kScanned}));
+  AddInFolder(L"ann");
+  EXPECT_EQ(Run(Scan()), Text({"scanning " + Utf8FromWide(Files().front()), kScanned}));
   ASSERT_EQ(Calls("SCANPST::Start").size(), 1U);
-  EXPECT_EQ(Calls("SCANPST::Start")[0].Argument("command"), ToUtf8(directory) + "\\SCANPST.EXE");
+  EXPECT_EQ(Calls("SCANPST::Start")[0].Argument("command"),
+            Utf8FromWide(directory) + "\\SCANPST.EXE");
 }
 
 // What the code page lacks is lost in the stub's answer, but not in the loaded module's path.
 TEST_F(ScanNamesTest, ADirectoryThatTheCodePageLacksIsFoundBesideTheLoadedModule) {
   const std::wstring directory = MoveMapi(kLacking);
-  RunOptions options;
-  options.program = CopyShippedProgram(directory, L"qrvadmin.exe");
+  const RunOptions options = {.program = CopyShippedProgram(directory, L"qrvadmin.exe")};
   const std::wstring provider = directory + L"\\mspst32.dll";
   EXPECT_EQ(
-      Run(Scan() + Words{L"-v"}, options),
+      Run(Scan() + "-v", options),
       NoProfile(Testing(StorePath(kLackingShown)) +
                     Strings{"GetMapiModuleFullPath Trying to find module using alternative method",
                             "GetMapiModuleFullPath Alternative method found module '" +
-                                ToUtf8(provider) + "'"},
+                                Utf8FromWide(provider) + "'"},
                 provider));
 }
 

@@ -21,11 +21,10 @@ constexpr int32_t kServerId = 7;
 
 class StoreNamesTest : public DatabaseLabTest {
  protected:
-  // A store of the address in a file of the same name.
-  lab::Service Add(const std::wstring& address, const lab::StoreOptions& options = {}) const {
-    return profile_.AddSecondaryStore(address, FileOf(address), options);
+  StoreNamesTest() {
+    profile_ = lab::Profile(letters_.word + kLacking);
+    domain_.clear();
   }
-  std::wstring FileOf(const std::wstring& address) const { return StorePath(address + L".qsf"); }
 
   // The command on the profile.
   Words Line(const std::wstring& command, const Words& more = {}) const {
@@ -41,27 +40,26 @@ class StoreNamesTest : public DatabaseLabTest {
   }
 
   const Letters letters_ = LettersOfCodePage();
-  const lab::Profile profile_{letters_.word + kLacking};
 };
 
 // The mailbox is named in the code page: the connector has none with a name that this lacks. Its
 // result counts, since its worker gets another store while the others still take their time.
 TEST_F(StoreNamesTest, ChecksShowAddressesAndNameMailboxesInTheCodePage) {
-  profile_.AddRootStore(L"bes", StorePath(L"bes.qsf"));
+  AddRoot();
   std::vector<std::wstring> addresses = {std::wstring(kLacking) + L"-user"};
   for (const Name& name : letters_.hard) addresses.push_back(name.folded + L"-user");
   while (addresses.size() < 7) {
     addresses.push_back(letters_.capitals.folded + std::to_wstring(addresses.size()) + L"-user");
   }
   Strings expected = {CheckingLine(addresses.size())};
-  Strings mailboxes = {ToUtf8(kLackingShown) + "-user"};
+  Strings mailboxes = {Utf8FromWide(kLackingShown) + "-user"};
   for (const std::wstring& address : addresses) {
     Add(address);
     expected.push_back(StoreLine(address));
-    if (address != addresses[0]) mailboxes.push_back(ToUtf8(address));
+    if (address != addresses[0]) mailboxes.push_back(Utf8FromWide(address));
   }
   Faults().DelayEach("IMAPIFolder::CreateFolder", 500);
-  const std::string output = Run(Line(L"-checkQsf", {L"-e", L"user"}));
+  const std::string output = Run(Line(L"-checkQsf", "-e user"));
   EXPECT_EQ(MainLines(output),
             expected + Strings({LogonFailedLine(addresses[0], 0x8004010f), kShuttingDown, kDone}));
   EXPECT_EQ(WorkerLines(output),
@@ -70,24 +68,22 @@ TEST_F(StoreNamesTest, ChecksShowAddressesAndNameMailboxesInTheCodePage) {
   for (size_t n = 1; n < addresses.size(); ++n) {
     lab::QsfContent content;
     EXPECT_EQ(lab::ReadQsf(FileOf(addresses[n]), &content), lab::QsfStatus::kOk);
-    EXPECT_EQ(content.main.folders.size(), 2U) << ToUtf8(addresses[n]);
+    EXPECT_EQ(content.main.folders.size(), 2U) << Utf8FromWide(addresses[n]);
   }
 }
 
 TEST_F(StoreNamesTest, CompactionsShowAddresses) {
-  lab::StoreOptions options;
-  options.freeBytes = 4096;
-  Add(letters_.capitals.written, options);
-  Add(kLacking, options);
-  Add(letters_.word, options);
+  Add(letters_.capitals.written, {.freeBytes = 4096});
+  Add(kLacking, {.freeBytes = 4096});
+  Add(letters_.word, {.freeBytes = 4096});
   lab::CompactionPlan plan;
   plan.Fails(letters_.word, 0x80004005).ErrorBox(kLacking, letters_.word);
   ASSERT_TRUE(plan.Save(Directory().wstring()));
-  const std::string capitals = ToUtf8(letters_.capitals.folded);
-  const std::string word = ToUtf8(letters_.word);
+  const std::string capitals = Utf8FromWide(letters_.capitals.folded);
+  const std::string word = Utf8FromWide(letters_.word);
   EXPECT_EQ(Run(Line(L"-compactQsf", {L"-e", letters_.word, kLacking, letters_.capitals.folded})),
-            Text({"compacting " + capitals, "Compacting done", "compacting " + ToUtf8(kLacking),
-                  "Compacting done", "compacting " + word,
+            Text({"compacting " + capitals, "Compacting done",
+                  "compacting " + Utf8FromWide(kLacking), "Compacting done", "compacting " + word,
                   "Compact failed for '" + word + "' : 0x80004005"}));
   EXPECT_EQ(Run(Line(L"-compactQsf", {L"-e", letters_.capitals.written})), "");
 }
@@ -99,27 +95,28 @@ TEST_F(StoreNamesTest, AgentsAreAssignedByAddress) {
   const ActiveComputerName computer(letters_.capitals.folded);
   const std::string notFound =
       Text({"Base Agentid=200", "Number of Agents=2",
-            "AssignUsersToAgents: Failed to find server '" + ToUtf8(server) + "'"});
+            "AssignUsersToAgents: Failed to find server '" + Utf8FromWide(server) + "'"});
   EXPECT_EQ(Run(Line(L"-assignAgents")), notFound);
 
   Database().AddServer(kServerId, server);
-  profile_.AddRootStore(L"bes", StorePath(L"bes.qsf"));
-  profile_.AddEmbeddedStore(letters_.capitals.written, Add(kLacking));
+  AddRoot();
+  AddEmbedded(letters_.capitals.written, Add(kLacking));
   for (const std::wstring& address : {letters_.capitals.written, letters_.word}) {
     AddUser(kServerId, address);
   }
   AddUser(kServerId, kLacking);
-  const std::string word = ToUtf8(letters_.word);
+  const std::string word = Utf8FromWide(letters_.word);
   EXPECT_EQ(Run(Line(L"-assignAgents")),
             Text({"Base Agentid=200", "Number of Agents=2",
                   "AssignUsersToAgents: Creating 1 MAPI stores...",
                   "Creating store for '" + word + "'", "Assigned 3 of 3 users ...", "Done"}));
   EXPECT_EQ(Mailboxes(), Strings({word}));
-  EXPECT_EQ(Updates(),
-            Strings({"UPDATE UserConfig SET AgentId=200 WHERE MailboxDN='" + ToUtf8(kLacking) +
-                     "';UPDATE UserConfig SET AgentId=200 WHERE MailboxDN='" +
-                     ToUtf8(letters_.capitals.folded) +
-                     "';UPDATE UserConfig SET AgentId=201 WHERE MailboxDN='" + word + "';"}));
+  EXPECT_EQ(
+      Updates(),
+      Strings({"UPDATE UserConfig SET AgentId=200 WHERE MailboxDN='" + Utf8FromWide(kLacking) +
+               "';UPDATE UserConfig SET AgentId=200 WHERE MailboxDN='" +
+               Utf8FromWide(letters_.capitals.folded) +
+               "';UPDATE UserConfig SET AgentId=201 WHERE MailboxDN='" + word + "';"}));
   EXPECT_EQ(Database().AgentOf(kLacking), 200);
   EXPECT_EQ(Database().AgentOf(letters_.capitals.written), 200);
   EXPECT_EQ(Database().AgentOf(letters_.word), 201);

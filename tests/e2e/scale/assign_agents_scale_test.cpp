@@ -102,24 +102,21 @@ class AssignAgentsScaleTest : public DatabaseLabTest {
   }
 
   void AddStores() {
-    const lab::Profile profile(L"Main");
-    profile.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"));
+    AddRoot();
     std::vector<std::wstring> addresses;
     for (uint32_t n = 1; n <= kUsers; ++n) {
       addresses.push_back(L"user" + std::to_wstring(n) + L"@example.com");
     }
-    profile.AddSecondaryStores(addresses, Directory().wstring());
+    profile_.AddSecondaryStores(addresses, Directory().wstring());
   }
 };
 
 TEST_F(AssignAgentsScaleTest, TenThousandUsersAreSpreadOverTheirAgents) {
   constexpr int kBase = 100;
   constexpr int kAgents = 7;
-  RunOptions options;
-  options.timeout = std::chrono::minutes(5);
+  const RunOptions options = {.timeout = std::chrono::minutes(5)};
   const uint64_t start = lab::NowMicros();
-  const std::string output =
-      Run({L"-assignAgents", L"-p", L"Main", L"-b", L"100", L"-n", L"7"}, options);
+  const std::string output = Run("-assignAgents -p Main -b 100 -n 7", options);
   const microseconds whole(lab::NowMicros() - start);
 
   Strings expected = {"Base Agentid=100", "Number of Agents=7"};

@@ -21,8 +21,9 @@ class InheritanceScope {
 
  private:
   void Set(DWORD flag) const {
-    for (const Handle* handle : {&streams_.input, &streams_.output, &streams_.error}) {
-      SetHandleInformation(handle->get(), HANDLE_FLAG_INHERIT, flag);
+    for (const platform::KernelHandle* handle :
+         {&streams_.input, &streams_.output, &streams_.error}) {
+      SetHandleInformation(handle->Get(), HANDLE_FLAG_INHERIT, flag);
     }
   }
 
@@ -31,11 +32,11 @@ class InheritanceScope {
   const ChildStreams& streams_;
 };
 
-Handle MakeJob() {
-  Handle job(CreateJobObjectW(nullptr, nullptr));
+platform::KernelHandle MakeJob() {
+  platform::KernelHandle job(CreateJobObjectW(nullptr, nullptr));
   JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
   limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
-  SetInformationJobObject(job.get(), JobObjectExtendedLimitInformation, &limits, sizeof(limits));
+  SetInformationJobObject(job.Get(), JobObjectExtendedLimitInformation, &limits, sizeof(limits));
   return job;
 }
 
@@ -43,7 +44,7 @@ std::filesystem::path ProgramOf(const RunOptions& options) {
   return options.program.empty() ? ShippedProgram() : options.program;
 }
 
-std::wstring CommandLineOf(const std::vector<std::wstring>& arguments, const RunOptions& options) {
+std::wstring CommandLineOf(const Words& arguments, const RunOptions& options) {
   std::vector<std::wstring> words = {options.programName.value_or(ProgramOf(options).wstring())};
   words.insert(words.end(), arguments.begin(), arguments.end());
   return CommandLine(words);
@@ -96,24 +97,25 @@ bool CreateChild(const RunOptions& options, std::wstring commandLine, STARTUPINF
 
 }  // namespace
 
-ChildProcess StartChild(const std::vector<std::wstring>& arguments, const RunOptions& options,
+ChildProcess StartChild(const Words& arguments, const RunOptions& options,
                         const ChildStreams& streams) {
   STARTUPINFOW startup = {};
   startup.cb = sizeof(startup);
   startup.dwFlags = STARTF_USESTDHANDLES;
-  startup.hStdInput = streams.input.get();
-  startup.hStdOutput = streams.output.get();
-  startup.hStdError = streams.error.get();
+  startup.hStdInput = streams.input.Get();
+  startup.hStdOutput = streams.output.Get();
+  startup.hStdError = streams.error.Get();
 
   PROCESS_INFORMATION information = {};
   const InheritanceScope inheritance(streams);
   if (!CreateChild(options, CommandLineOf(arguments, options), &startup, &information)) {
     return {};
   }
-  ChildProcess child = {Handle(information.hProcess), MakeJob(), information.dwProcessId};
-  const Handle thread(information.hThread);
-  AssignProcessToJobObject(child.job.get(), child.process.get());
-  ResumeThread(thread.get());
+  ChildProcess child = {platform::KernelHandle(information.hProcess), MakeJob(),
+                        information.dwProcessId};
+  const platform::KernelHandle thread(information.hThread);
+  AssignProcessToJobObject(child.job.Get(), child.process.Get());
+  ResumeThread(thread.Get());
   return child;
 }
 

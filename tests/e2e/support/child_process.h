@@ -3,27 +3,27 @@
 #include <string>
 #include <vector>
 
-#include "tests/e2e/support/handle.h"
+#include "src/platform/handle.h"
 #include "tests/e2e/support/program.h"
 
 namespace e2e {
 
 // What a child gets as its three standard handles. It inherits nothing else.
 struct ChildStreams {
-  Handle input;
-  Handle output;
-  Handle error;
+  platform::KernelHandle input;
+  platform::KernelHandle output;
+  platform::KernelHandle error;
 };
 
 // A process inside a job object that takes every process it starts along when it is closed.
 struct ChildProcess {
-  Handle process;
-  Handle job;
+  platform::KernelHandle process;
+  platform::KernelHandle job;
   DWORD id = 0;
 };
 
 // Starts a program; without a process in the result GetLastError tells why.
-ChildProcess StartChild(const std::vector<std::wstring>& arguments, const RunOptions& options,
+ChildProcess StartChild(const Words& arguments, const RunOptions& options,
                         const ChildStreams& streams);
 
 // Gives the test a console, shared with the programs that it starts, whose Ctrl+C and Ctrl+Break

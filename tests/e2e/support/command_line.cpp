@@ -2,8 +2,10 @@
 
 #include <windows.h>
 
-#include <memory>
 #include <string_view>
+
+#include "lab/common/text.h"
+#include "src/platform/handle.h"
 
 namespace e2e {
 namespace {
@@ -16,14 +18,10 @@ struct LessIgnoringCase {
 
 using Environment = std::map<std::wstring, std::wstring, LessIgnoringCase>;
 
-struct EnvironmentStringsDeleter {
-  void operator()(wchar_t* block) const { FreeEnvironmentStringsW(block); }
-};
-
 Environment OwnEnvironment() {
   Environment environment;
-  const std::unique_ptr<wchar_t, EnvironmentStringsDeleter> block(GetEnvironmentStringsW());
-  for (const wchar_t* entry = block.get(); *entry != L'\0';) {
+  const platform::UniqueHandle<wchar_t*, &FreeEnvironmentStringsW> block(GetEnvironmentStringsW());
+  for (const wchar_t* entry = block.Get(); *entry != L'\0';) {
     const std::wstring_view text(entry);
     // The system's own entries begin with the equals sign ("=Z:=Z:\dir").
     const size_t equals = text.find(L'=', 1);
@@ -36,6 +34,10 @@ Environment OwnEnvironment() {
 }
 
 }  // namespace
+
+Words::Words(const char* text) {
+  for (const std::string& word : lab::SplitQuoted(text)) push_back(lab::WideFromUtf8(word));
+}
 
 std::wstring QuoteArgument(const std::wstring& argument) {
   if (!argument.empty() && argument.find_first_of(L" \t\n\v\"") == std::wstring::npos) {
@@ -78,7 +80,7 @@ std::wstring EnvironmentBlock(const EnvironmentChanges& changes) {
   }
   std::wstring block;
   for (const auto& [name, value] : environment) {
-    block += name + L'=' + value + L'\0';
+    block.append(name).append(L"=").append(value).append(1, L'\0');
   }
   return block + L'\0';
 }

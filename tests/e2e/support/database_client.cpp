@@ -61,7 +61,7 @@ HRESULT RunOperation(CBESDatabase& database, const std::wstring& word, const std
 void RunAll(const std::vector<std::wstring>& words) {
   CBESDatabase database;
   for (size_t i = 0; i < words.size(); ++i) {
-    const std::wstring word = words[i];
+    const std::wstring& word = words[i];
     const bool takesValue = word != L"connect" && word != L"servers";
     const std::wstring value = takesValue && i + 1 < words.size() ? words[++i] : L"";
     PrintLine(L"%s = 0x%x", word.c_str(), RunOperation(database, word, value));

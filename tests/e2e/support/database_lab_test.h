@@ -2,7 +2,7 @@
 //
 //   TEST_F(ListServersTest, ShowsIdAndName) {
 //     Database().AddServer(7, L"BES01");
-//     EXPECT_EQ(Run({L"-listServers"}), Text({"Id: 7", "MachineName: BES01", " "}));
+//     EXPECT_EQ(Run("-listServers"), Text({"Id: 7", "MachineName: BES01", " "}));
 //   }
 #pragma once
 

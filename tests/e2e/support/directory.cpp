@@ -2,9 +2,6 @@
 
 #include <windows.h>
 
-#include <atomic>
-#include <system_error>
-
 namespace e2e {
 namespace {
 
@@ -16,29 +13,11 @@ std::filesystem::path OwnPath() {
   return path;
 }
 
-std::filesystem::path NewDirectoryPath() {
-  static std::atomic<int> counter = 0;
-  std::wstring parent(MAX_PATH + 1, L'\0');
-  parent.resize(GetTempPathW(static_cast<DWORD>(parent.size()), parent.data()));
-  return std::filesystem::path(parent) /
-         (L"qrv-test-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
-          std::to_wstring(GetTickCount64()) + L"-" + std::to_wstring(counter++));
-}
-
 }  // namespace
 
 std::filesystem::path LabBinaries() { return OwnPath().parent_path(); }
 
 std::filesystem::path ShippedProgram() { return LabBinaries() / L"qrvadmin.exe"; }
-
-TempDirectory::TempDirectory() : path_(NewDirectoryPath()) {
-  std::filesystem::create_directories(path_);
-}
-
-TempDirectory::~TempDirectory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
 
 std::filesystem::path CopyShippedProgram(const std::filesystem::path& directory,
                                          const std::wstring& name) {

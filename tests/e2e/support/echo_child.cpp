@@ -19,7 +19,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/e2e/support/output.h"
+#include "lab/common/text.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ int WaitForControlEvents() {
 
 int Echo(const std::vector<std::wstring>& words) {
   for (const std::wstring& word : words) {
-    Print("[" + e2e::ToUtf8(word) + "]");
+    Print("[" + lab::Utf8FromWide(word) + "]");
   }
   return 0;
 }
@@ -61,7 +61,7 @@ int CopyInput() {
 
 int PrintVariable(const std::wstring& name) {
   const wchar_t* value = _wgetenv(name.c_str());
-  Print(value == nullptr ? "unset" : e2e::ToUtf8(value));
+  Print(value ? lab::Utf8FromWide(value) : "unset");
   return 0;
 }
 

@@ -67,8 +67,29 @@ void LabTest::ClearJournal() {
   std::filesystem::remove(lab::JournalPath(Directory().wstring()));
 }
 
+lab::Service LabTest::AddRoot(const lab::StoreOptions& options) const {
+  return profile_.AddRootStore(AddressOf(L"bes"), FileOf(L"bes"), options);
+}
+
+lab::Service LabTest::Add(const std::wstring& name, const lab::StoreOptions& options) const {
+  return profile_.AddSecondaryStore(AddressOf(name), FileOf(name), options);
+}
+
+lab::Service LabTest::AddEmbedded(const std::wstring& name, const lab::Service& parent,
+                                  const lab::StoreOptions& options) const {
+  return profile_.AddEmbeddedStore(AddressOf(name), parent, options);
+}
+
+lab::Service LabTest::AddOrphan(const std::wstring& name, const lab::StoreOptions& options) const {
+  return profile_.AddOrphan(AddressOf(name), options);
+}
+
 std::wstring LabTest::StorePath(const std::wstring& fileName) const {
   return (Directory() / fileName).wstring();
+}
+
+std::wstring LabTest::FileOf(const std::wstring& name) const {
+  return StorePath(name.substr(0, name.find(L'@')) + L".qsf");
 }
 
 void LabTest::SetController(lab::ControllerState state) {
@@ -81,6 +102,10 @@ RunOptions LabTest::Prepare(RunOptions options) const {
   EXPECT_TRUE(faults_.Save(Directory().wstring()));
   options.environment.emplace(L"QRVLAB_DIR", Directory().wstring());
   return options;
+}
+
+std::wstring LabTest::AddressOf(const std::wstring& name) const {
+  return name.find(L'@') == std::wstring::npos ? name + domain_ : name;
 }
 
 void LabTest::CheckJournal() const {

@@ -1,9 +1,8 @@
 // The frame of a test that runs the shipped executable in the lab.
 //
 //   TEST_F(FindUsersTest, ShowsTheStore) {
-//     lab::Profile profile(L"Main");
-//     profile.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"));
-//     EXPECT_EQ(Run({L"-findUsers", L"-p", L"Main", L"-e", L"bes"}), Text({...}));
+//     AddEmbedded(L"bob", Add(L"ann", {.order = 10}));
+//     EXPECT_EQ(Run("-findUsers -p Main -e bob"), Text({...}));
 //   }
 #pragma once
 
@@ -15,11 +14,13 @@
 #include <vector>
 
 #include "lab/common/fault_plan.h"
+#include "lab/common/installation.h"
 #include "lab/common/journal.h"
 #include "lab/controller/controller_control.h"
 #include "tests/e2e/support/directory.h"
 #include "tests/e2e/support/lists.h"
 #include "tests/e2e/support/program.h"
+#include "tests/e2e/support/temp_directory.h"
 
 namespace e2e {
 
@@ -50,9 +51,19 @@ class LabTest : public ::testing::Test {
   // Starts the journal anew. What was in it is checked for leaks and unexpected calls first.
   void ClearJournal();
 
-  // The lab's directory, and a file for a store in it.
+  // Each adds a store to the profile: the root's of "bes", or one of `name` in the file <name>.qsf,
+  // embedded in another, or embedded without the one that it is embedded in. The address has the
+  // frame's domain; a name with an at sign is a whole address.
+  lab::Service AddRoot(const lab::StoreOptions& options = {}) const;
+  lab::Service Add(const std::wstring& name, const lab::StoreOptions& options = {}) const;
+  lab::Service AddEmbedded(const std::wstring& name, const lab::Service& parent,
+                           const lab::StoreOptions& options = {}) const;
+  lab::Service AddOrphan(const std::wstring& name, const lab::StoreOptions& options = {}) const;
+
+  // The lab's directory, a file for a store in it, and the file of a store that Add makes.
   const std::filesystem::path& Directory() const { return directory_.Path(); }
   std::wstring StorePath(const std::wstring& fileName) const;
+  std::wstring FileOf(const std::wstring& name) const;
 
   // Puts the controller service into a state; it is absent at first.
   void SetController(lab::ControllerState state);
@@ -64,7 +75,11 @@ class LabTest : public ::testing::Test {
   // What a program needs in its environment to meet the lab.
   virtual RunOptions Prepare(RunOptions options) const;
 
+  lab::Profile profile_{L"Main"};
+  std::wstring domain_ = L"@example.com";
+
  private:
+  std::wstring AddressOf(const std::wstring& name) const;
   void CheckJournal() const;
   void RemoveInstallation() const;
 

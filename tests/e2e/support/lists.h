@@ -6,8 +6,7 @@
 
 namespace e2e {
 
-// A program's arguments; its lines.
-using Words = std::vector<std::wstring>;
+// A program's lines.
 using Strings = std::vector<std::string>;
 
 // `more` behind `first`.

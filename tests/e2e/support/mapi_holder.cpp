@@ -6,7 +6,7 @@
 
 int wmain(int argc, wchar_t** argv) {
   for (int index = 1; index < argc; ++index) {
-    if (LoadLibraryW(argv[index]) == nullptr) {
+    if (!LoadLibraryW(argv[index])) {
       std::printf("cannot load %ls: error %lu\n", argv[index], GetLastError());
       return 1;
     }

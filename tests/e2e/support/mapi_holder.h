@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/e2e/support/directory.h"
 #include "tests/e2e/support/program.h"
+#include "tests/e2e/support/temp_directory.h"
 
 namespace e2e {
 

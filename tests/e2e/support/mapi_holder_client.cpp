@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "tests/e2e/support/directory.h"
 #include "tests/e2e/support/mapi_holder.h"
 
 namespace e2e {

@@ -1,7 +1,6 @@
 #include "tests/e2e/support/output.h"
 
 #include <gtest/gtest.h>
-#include <windows.h>
 
 #include <algorithm>
 
@@ -61,23 +60,6 @@ std::string Visible(std::string_view output) {
     }
   }
   return visible;
-}
-
-std::string ToUtf8(std::wstring_view text) {
-  const int length = static_cast<int>(text.size());
-  std::string utf8(text.size() * 3, '\0');
-  const int written = WideCharToMultiByte(CP_UTF8, 0, text.data(), length, utf8.data(),
-                                          static_cast<int>(utf8.size()), nullptr, nullptr);
-  utf8.resize(static_cast<size_t>(written));
-  return utf8;
-}
-
-std::wstring FromUtf8(std::string_view text) {
-  std::wstring wide(text.size(), L'\0');
-  const int written = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                          wide.data(), static_cast<int>(wide.size()));
-  wide.resize(static_cast<size_t>(written));
-  return wide;
 }
 
 }  // namespace e2e

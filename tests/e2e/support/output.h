@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "lab/common/text.h"
 #include "tests/e2e/support/lists.h"
 
 namespace e2e {
@@ -26,7 +27,7 @@ int CountLines(std::string_view output, std::string_view line);
 // `output` with control characters made visible, for messages.
 std::string Visible(std::string_view output);
 
-std::string ToUtf8(std::wstring_view text);
-std::wstring FromUtf8(std::string_view text);
+using lab::Utf8FromWide;
+using lab::WideFromUtf8;
 
 }  // namespace e2e

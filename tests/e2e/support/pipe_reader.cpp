@@ -5,7 +5,8 @@
 
 namespace e2e {
 
-PipeReader::PipeReader(Handle pipe) : pipe_(std::move(pipe)), thread_(&PipeReader::ReadAll, this) {}
+PipeReader::PipeReader(platform::KernelHandle pipe)
+    : pipe_(std::move(pipe)), thread_(&PipeReader::ReadAll, this) {}
 
 PipeReader::~PipeReader() { thread_.join(); }
 
@@ -29,7 +30,7 @@ bool PipeReader::WaitForEnd(std::chrono::milliseconds timeout) const {
 void PipeReader::ReadAll() {
   std::array<char, 4096> buffer;
   DWORD size = 0;
-  while (ReadFile(pipe_.get(), buffer.data(), static_cast<DWORD>(buffer.size()), &size, nullptr)) {
+  while (ReadFile(pipe_.Get(), buffer.data(), static_cast<DWORD>(buffer.size()), &size, nullptr)) {
     const std::lock_guard lock(mutex_);
     collected_.append(buffer.data(), size);
     changed_.notify_all();

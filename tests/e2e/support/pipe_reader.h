@@ -7,14 +7,14 @@
 #include <string_view>
 #include <thread>
 
-#include "tests/e2e/support/handle.h"
+#include "src/platform/handle.h"
 
 namespace e2e {
 
 // Collects, on a thread of its own, everything that comes out of a pipe until its writers are gone.
 class PipeReader {
  public:
-  explicit PipeReader(Handle pipe);
+  explicit PipeReader(platform::KernelHandle pipe);
   ~PipeReader();
   PipeReader(const PipeReader&) = delete;
   PipeReader& operator=(const PipeReader&) = delete;
@@ -30,7 +30,7 @@ class PipeReader {
  private:
   void ReadAll();
 
-  Handle pipe_;
+  platform::KernelHandle pipe_;
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
   std::string collected_;

@@ -5,8 +5,8 @@
 #include <iterator>
 #include <utility>
 
+#include "src/platform/handle.h"
 #include "tests/e2e/support/child_process.h"
-#include "tests/e2e/support/handle.h"
 #include "tests/e2e/support/output.h"
 #include "tests/e2e/support/pipe_reader.h"
 
@@ -22,8 +22,8 @@ constexpr DWORD kKilled = 0xDEAD;
 constexpr milliseconds kLastOutput = std::chrono::seconds(5);
 
 struct Pipe {
-  Handle read;
-  Handle write;
+  platform::KernelHandle read;
+  platform::KernelHandle write;
 };
 
 Pipe MakePipe(size_t size = 0) {
@@ -31,14 +31,14 @@ Pipe MakePipe(size_t size = 0) {
   HANDLE read = nullptr;
   HANDLE write = nullptr;
   if (CreatePipe(&read, &write, nullptr, static_cast<DWORD>(std::max<size_t>(size, 65536)))) {
-    pipe = {Handle(read), Handle(write)};
+    pipe = {platform::KernelHandle(read), platform::KernelHandle(write)};
   }
   return pipe;
 }
 
-Handle CreateOutputFile(const std::filesystem::path& path) {
-  return TakeFileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                    CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+platform::KernelHandle CreateOutputFile(const std::filesystem::path& path) {
+  return platform::TakeFileHandle(CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                              CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 std::string ReadFileText(const std::filesystem::path& path) {
@@ -58,7 +58,7 @@ DWORD Milliseconds(milliseconds duration) {
 
 class RunningProgram::State {
  public:
-  State(const std::vector<std::wstring>& arguments, const RunOptions& options)
+  State(const Words& arguments, const RunOptions& options)
       : options_(options), started_(Clock::now()) {
     Pipe input = MakePipe(options.input.size());
     Pipe output = MakePipe();
@@ -67,7 +67,7 @@ class RunningProgram::State {
         std::move(input.read),
         options.outputFile.empty() ? std::move(output.write) : CreateOutputFile(options.outputFile),
         std::move(error.write)};
-    output.write.reset();
+    output.write = {};
     child_ = StartChild(arguments, options, streams);
     if (!child_.process) {
       ADD_FAILURE() << "cannot start the program: error " << GetLastError();
@@ -82,36 +82,36 @@ class RunningProgram::State {
   State& operator=(const State&) = delete;
 
   bool IsRunning() const {
-    return child_.process && WaitForSingleObject(child_.process.get(), 0) == WAIT_TIMEOUT;
+    return child_.process && WaitForSingleObject(child_.process.Get(), 0) == WAIT_TIMEOUT;
   }
 
   void Kill() {
     if (child_.job) {
-      TerminateJobObject(child_.job.get(), kKilled);
+      TerminateJobObject(child_.job.Get(), kKilled);
     }
   }
 
   RunResult Wait(milliseconds timeout) {
     CloseInput();
     RunResult result;
-    result.timedOut = child_.process && WaitForSingleObject(child_.process.get(),
+    result.timedOut = child_.process && WaitForSingleObject(child_.process.Get(),
                                                             Milliseconds(timeout)) == WAIT_TIMEOUT;
     result.elapsed = Since(started_);
     result.exitCode = kNotStarted;
     if (result.timedOut) {
       Kill();
     } else if (child_.process) {
-      GetExitCodeProcess(child_.process.get(), &result.exitCode);
+      GetExitCodeProcess(child_.process.Get(), &result.exitCode);
     }
     CollectOutput(&result);
     return result;
   }
 
-  void CloseInput() { input_.reset(); }
+  void CloseInput() { input_ = {}; }
 
   void WriteInput(std::string_view text) {
     DWORD written = 0;
-    WriteFile(input_.get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    WriteFile(input_.Get(), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
   }
 
   const RunOptions& Options() const { return options_; }
@@ -138,13 +138,12 @@ class RunningProgram::State {
   RunOptions options_;
   Clock::time_point started_;
   ChildProcess child_;
-  Handle input_;
+  platform::KernelHandle input_;
   std::unique_ptr<PipeReader> output_;
   std::unique_ptr<PipeReader> error_;
 };
 
-RunningProgram RunningProgram::Start(const std::vector<std::wstring>& arguments,
-                                     const RunOptions& options) {
+RunningProgram RunningProgram::Start(const Words& arguments, const RunOptions& options) {
   PrepareToStartPrograms();
   return RunningProgram(std::make_unique<State>(arguments, options));
 }
@@ -178,7 +177,7 @@ RunResult RunningProgram::Wait(std::optional<milliseconds> timeout) {
   return state_->Wait(timeout.value_or(state_->TimeLeft()));
 }
 
-RunResult RunProgram(const std::vector<std::wstring>& arguments, const RunOptions& options) {
+RunResult RunProgram(const Words& arguments, const RunOptions& options) {
   RunningProgram program = RunningProgram::Start(arguments, options);
   program.Write(options.input);
   return program.Wait();

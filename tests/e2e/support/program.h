@@ -19,18 +19,18 @@ namespace e2e {
 // input and its output on pipes.
 struct RunOptions {
   // The file to run; empty is the shipped executable.
-  std::filesystem::path program;
+  std::filesystem::path program{};
   // What the program finds as its first argument; without a value the path of the file.
-  std::optional<std::wstring> programName;
+  std::optional<std::wstring> programName{};
   // What RunProgram gives the program on its standard input.
-  std::string input;
+  std::string input{};
   // Empty is the test's own.
-  std::filesystem::path workingDirectory;
-  EnvironmentChanges environment;
+  std::filesystem::path workingDirectory{};
+  EnvironmentChanges environment{};
   // The watchdog: a program that runs longer is killed and the test fails.
   std::chrono::milliseconds timeout = std::chrono::seconds(60);
   // Standard output goes into this file instead of a pipe.
-  std::filesystem::path outputFile;
+  std::filesystem::path outputFile{};
   // The program has no part in the test's console: Ctrl+C does not reach it.
   bool detached = false;
 };
@@ -49,8 +49,7 @@ class RunningProgram {
  public:
   // Starts the program; a start that fails fails the test and acts like a program that ended with
   // code 0xFFFFFFFF.
-  static RunningProgram Start(const std::vector<std::wstring>& arguments,
-                              const RunOptions& options = {});
+  static RunningProgram Start(const Words& arguments, const RunOptions& options = {});
 
   RunningProgram(RunningProgram&&) noexcept;
   RunningProgram& operator=(RunningProgram&&) noexcept;
@@ -89,6 +88,6 @@ class RunningProgram {
 };
 
 // Starts a program, gives it the options' input and waits for its end.
-RunResult RunProgram(const std::vector<std::wstring>& arguments, const RunOptions& options = {});
+RunResult RunProgram(const Words& arguments, const RunOptions& options = {});
 
 }  // namespace e2e

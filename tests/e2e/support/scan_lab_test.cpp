@@ -38,17 +38,19 @@ std::filesystem::path ScanLabTest::CopyProgram(const std::wstring& name) const {
   return CopyShippedProgram(ProgramDirectory(), name);
 }
 
-std::wstring ScanLabTest::AddStore(const std::wstring& name,
-                                   const lab::StoreOptions& options) const {
-  std::wstring file = StorePath(name + L".qsf");
-  profile_.AddSecondaryStore(name + L"@example.com", file, options);
+std::wstring ScanLabTest::AddDamaged(const std::wstring& name, lab::QsfDamage damage) const {
+  std::wstring file = Add(name).Path();
+  EXPECT_TRUE(lab::DamageQsf(file, damage));
   return file;
 }
 
-std::wstring ScanLabTest::AddDamagedStore(const std::wstring& name, lab::QsfDamage damage) const {
-  std::wstring file = AddStore(name);
-  EXPECT_TRUE(lab::DamageQsf(file, damage));
-  return file;
+std::vector<std::wstring> ScanLabTest::Files() const {
+  std::vector<std::wstring> files;
+  for (const lab::Uid& section : lab::ListSections(profile_.Name())) {
+    const auto path = lab::ReadText(profile_.Name(), section, lab::kTagStorePath);
+    if (path) files.push_back(*path);
+  }
+  return files;
 }
 
 void ScanLabTest::SetStub(lab::StubPlace place, lab::StubState state, const wchar_t* library) {

@@ -1,8 +1,8 @@
 // The frame of a test of the scan command, in its two forms.
 //
 //   TEST_F(RepairToolTest, RepairsADamagedStore) {
-//     const std::wstring file = AddDamagedStore(L"ann", lab::QsfDamage::kChecksum);
-//     EXPECT_EQ(Run({L"-scanQsf", L"-p", L"Main"}), Text({...}));
+//     const std::wstring file = AddDamaged(L"ann", lab::QsfDamage::kChecksum);
+//     EXPECT_EQ(Run("-scanQsf -p Main"), Text({...}));
 //   }
 #pragma once
 
@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "lab/common/installation.h"
 #include "lab/common/qsf_file.h"
 #include "lab/repair/repair_plan.h"
 #include "lab/stub/stub_control.h"
@@ -39,9 +38,11 @@ class ScanLabTest : public LabTest {
   std::wstring OutlookDirectory() const { return StorePath(L"outlook"); }
   std::wstring ProviderPath() const { return OutlookDirectory() + L"\\mspst32.dll"; }
 
-  // A store of <name>@example.com in the profile "Main"; returns its file, <name>.qsf.
-  std::wstring AddStore(const std::wstring& name, const lab::StoreOptions& options = {}) const;
-  std::wstring AddDamagedStore(const std::wstring& name, lab::QsfDamage damage) const;
+  // A store that Add makes, with damage; returns its file.
+  std::wstring AddDamaged(const std::wstring& name, lab::QsfDamage damage) const;
+
+  // The files of the profile's stores as the registry orders them: the first to be worked on ...
+  std::vector<std::wstring> Files() const;
 
   // Changes what lies in the system directory, and what the stub there answers.
   void SetStub(lab::StubPlace place, lab::StubState state, const wchar_t* library = L"");
@@ -53,8 +54,6 @@ class ScanLabTest : public LabTest {
   static bool Exists(const std::wstring& path);
   // Whether the store file has nothing to repair.
   static bool IsSound(const std::wstring& path);
-
-  const lab::Profile profile_{L"Main"};
 
  private:
   std::vector<std::unique_ptr<lab::StubGuard>> stubs_;
