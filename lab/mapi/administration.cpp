@@ -43,12 +43,12 @@ std::vector<PropertyList> SectionRows(const std::wstring& profile, const std::ve
 LPMAPITABLE MakeProviderTable(const std::string& madeBy, const std::wstring& profile,
                               const std::vector<Uid>& providers) {
   return new Table(madeBy, "ProviderTable",
-                   {kInstanceKey, kTagProviderUid, kTagResourceType, kTagServiceUid, kDisplayNameA},
-                   SectionRows(profile, providers, kTagProviderUid));
+                   {kInstanceKey, PR_PROVIDER_UID, PR_RESOURCE_TYPE, PR_SERVICE_UID, kDisplayNameA},
+                   SectionRows(profile, providers, PR_PROVIDER_UID));
 }
 
 std::vector<Uid> ServicesOf(const std::wstring& profile) {
-  return ReadUidList(profile, kAdminSectionUid, kTagServiceUids);
+  return ReadUidList(profile, kAdminSectionUid, PR_SERVICES);
 }
 
 bool HasService(const std::wstring& profile, const Uid& service) {
@@ -114,8 +114,8 @@ STDMETHODIMP ServiceAdmin::GetMsgServiceTable(ULONG flags, LPMAPITABLE* table) {
   call.Flags(flags, MAPI_UNICODE).Out(table);
   return call.Run([&] {
     *table = new Table(call.Name(), "MsgServiceTable",
-                       {kInstanceKey, kTagServiceUid, kServiceNameA, kDisplayNameA},
-                       SectionRows(profile_, ServicesOf(profile_), kTagServiceUid));
+                       {kInstanceKey, PR_SERVICE_UID, kServiceNameA, kDisplayNameA},
+                       SectionRows(profile_, ServicesOf(profile_), PR_SERVICE_UID));
     return S_OK;
   });
 }
@@ -174,7 +174,7 @@ STDMETHODIMP ServiceAdmin::GetProviderTable(ULONG flags, LPMAPITABLE* table) {
   return call.Run([&] {
     std::vector<Uid> providers;
     for (const Uid& service : ServicesOf(profile_)) {
-      const std::vector<Uid> own = ReadUidList(profile_, service, kTagProviderUids);
+      const std::vector<Uid> own = ReadUidList(profile_, service, PR_STORE_PROVIDERS);
       providers.insert(providers.end(), own.begin(), own.end());
     }
     *table = MakeProviderTable(call.Name(), profile_, providers);
@@ -189,8 +189,8 @@ STDMETHODIMP ProviderAdmin::GetProviderTable(ULONG flags, LPMAPITABLE* table) {
   Call call(CallName("GetProviderTable"), this);
   call.Flags(flags, MAPI_UNICODE).Out(table);
   return call.Run([&] {
-    *table =
-        MakeProviderTable(call.Name(), profile_, ReadUidList(profile_, service_, kTagProviderUids));
+    *table = MakeProviderTable(call.Name(), profile_,
+                               ReadUidList(profile_, service_, PR_STORE_PROVIDERS));
     return S_OK;
   });
 }

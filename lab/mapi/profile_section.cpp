@@ -11,7 +11,7 @@ namespace lab {
 namespace {
 
 bool IsProviderSection(const std::wstring& profile, const Uid& uid) {
-  return ReadRawValue(profile, uid, kTagProviderUid).has_value();
+  return ReadRawValue(profile, uid, PR_PROVIDER_UID).has_value();
 }
 
 std::vector<Property> ReadAll(const SPropTagArray& tags,
@@ -47,7 +47,7 @@ ProfileSection::ProfileSection(std::string madeBy, std::wstring profile, const U
 const char* SectionKind(const std::wstring& profile, const Uid& uid) {
   if (uid == kAdminSectionUid) return "AdminSection";
   if (IsProviderSection(profile, uid)) return "ProviderSection";
-  return ReadRawValue(profile, uid, kTagServiceUid) ? "ServiceSection" : "OtherSection";
+  return ReadRawValue(profile, uid, PR_SERVICE_UID) ? "ServiceSection" : "OtherSection";
 }
 
 Property ProfileSection::Read(ULONG tag) const {

@@ -17,8 +17,8 @@ constexpr ULONG kOpenStoreFlags = MDB_NO_DIALOG | MDB_WRITE | MAPI_DEFERRED_ERRO
 
 PropertyList StoreRow(const std::wstring& profile, const Uid& provider) {
   PropertyList row = ReadSectionProperties(profile, provider);
-  const uint32_t flags = ReadLong(profile, provider, kTagResourceFlags).value_or(0);
-  row.push_back(NumberProperty(kDefaultStore, (flags & kStatusDefaultStore) != 0));
+  const uint32_t flags = ReadLong(profile, provider, PR_RESOURCE_FLAGS).value_or(0);
+  row.push_back(NumberProperty(kDefaultStore, (flags & STATUS_DEFAULT_STORE) != 0));
   row.push_back(UidProperty(kInstanceKey, provider));
   return row;
 }
@@ -33,12 +33,12 @@ STDMETHODIMP Session::GetMsgStoresTable(ULONG flags, LPMAPITABLE* table) {
   call.Flags(flags, MAPI_UNICODE).Out(table);
   return call.Run([&] {
     std::vector<PropertyList> rows;
-    for (const Uid& provider : ReadUidList(profile_, kAdminSectionUid, kTagProviderUids)) {
+    for (const Uid& provider : ReadUidList(profile_, kAdminSectionUid, PR_STORE_PROVIDERS)) {
       rows.push_back(StoreRow(profile_, provider));
     }
     *table =
         new Table(call.Name(), "MsgStoresTable",
-                  {kInstanceKey, kTagEntryId, kDisplayNameA, kDefaultStore, kTagProviderUid}, rows);
+                  {kInstanceKey, PR_ENTRYID, kDisplayNameA, kDefaultStore, PR_PROVIDER_UID}, rows);
     return S_OK;
   });
 }

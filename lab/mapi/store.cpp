@@ -95,8 +95,7 @@ STDMETHODIMP Folder::GetContentsTable(ULONG flags, LPMAPITABLE* table) {
   Call call(CallName("GetContentsTable"), this);
   call.Text("owner", owner_.c_str()).Flags(flags, kContentsFlags).User(owner_).Out(table);
   return call.Run([&] {
-    *table =
-        new Table(call.Name(), "ContentsTable", {kTagEntryId, kInstanceKey, kDisplayNameA}, {});
+    *table = new Table(call.Name(), "ContentsTable", {PR_ENTRYID, kInstanceKey, kDisplayNameA}, {});
     return S_OK;
   });
 }

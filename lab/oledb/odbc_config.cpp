@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include "lab/common/lab_config.h"
-#include "lab/common/lab_value.h"
 #include "lab/common/text.h"
 
 namespace lab {

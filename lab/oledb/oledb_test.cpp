@@ -224,6 +224,17 @@ TEST(ProviderOptionsText, IsReadWholeOrNotAtAll) {
   EXPECT_FALSE(ProviderOptions::Parse(L"nonsense=1").has_value());
 }
 
+TEST(ProviderOptionsText, AMistakeStandsInTheJournal) {
+  const std::wstring directory = TemporaryDirectory();
+  SetEnvironmentVariableW(L"QRVLAB_DIR", directory.c_str());
+  SetEnvironmentVariableW(L"QRVLAB_OLEDB_OPTIONS", L"rows=1;hold=perhaps");
+  EXPECT_EQ(ProviderOptions::Load().rowsAtOnce, 0u);
+  SetEnvironmentVariableW(L"QRVLAB_OLEDB_OPTIONS", nullptr);
+  EXPECT_EQ(UnexpectedCalls(ReadJournal(JournalPath(directory))),
+            std::vector<std::string>{"options of the provider that are none: rows=1;hold=perhaps"});
+  std::filesystem::remove_all(directory);
+}
+
 TEST_F(OledbProvider, DatabaseKeepsForeignTextAndNullAndComparesWithoutCase) {
   AddUser(kForeignName);
   AddUser(std::nullopt);

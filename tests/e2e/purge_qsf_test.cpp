@@ -43,7 +43,7 @@ TEST_F(PurgeQsfTest, AProfileWithEmbeddedStoresOnlyAddsNoFolder) {
   const lab::Service bob = profile.AddEmbeddedStore(L"bob@example.com", ann);
   // Each the other's parent.
   const lab::Service cid = profile.AddEmbeddedStore(L"cid@example.com", bob);
-  ASSERT_TRUE(lab::WriteBinary(L"Main", bob.Store()->uid, lab::kTagEntryId,
+  ASSERT_TRUE(lab::WriteBinary(L"Main", bob.Store()->uid, PR_ENTRYID,
                                lab::EmbeddedStoreEntryId(2, bob.Store()->uid, cid.Store()->uid)));
   ASSERT_TRUE(profile.Remove(ann.uid));
   EXPECT_EQ(Purge(), "");
