@@ -11,7 +11,6 @@
 #include <algorithm>
 
 #include "lab/common/lab_config.h"
-#include "lab/common/lab_value.h"
 #include "lab/common/text.h"
 
 namespace lab {

@@ -14,9 +14,9 @@
 //                                          another dialog
 //   <store> window <title>                 a top-level window that is no dialog, all the time
 //
-// Dialogs "before" and "after" the compaction are shown one at a
-// time, and nothing goes on until they are closed or end by themselves; those "during" it stand
-// beside its own dialog and end with it at the latest.
+// Dialogs "before" and "after" the compaction are shown one at a time, and nothing goes on until
+// they are closed or end by themselves; those "during" it stand beside its own dialog and end with
+// it at the latest.
 #pragma once
 
 #include <cstdint>
@@ -24,6 +24,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "lab/common/rule_file.h"
 
 namespace lab {
 
@@ -47,48 +49,62 @@ struct PlannedCompaction {
   std::vector<std::wstring> windows;   // titles
 };
 
+// A rule says one thing. With a time it is another dialog, otherwise it is about the compaction.
 struct CompactionRule {
-  enum class Kind { kTakes, kFails, kTitle, kIgnoresClose, kNoDialog, kDialog, kWindow };
+  std::wstring store = {};  // "*" for all
+  std::optional<uint32_t> milliseconds = {};
+  std::optional<uint32_t> result = {};
+  std::optional<bool> withDialog = {};
+  std::optional<DialogTime> time = {};
+  std::optional<std::wstring> title = {};
+  std::optional<uint32_t> endsAfter = {};
+  std::optional<uint32_t> ignoresCloseFor = {};
+  std::optional<std::wstring> window = {};  // its title
 
-  std::wstring store;  // "*" for all
-  Kind kind = Kind::kTakes;
-  uint32_t number = 0;   // milliseconds, or the HRESULT
-  PlannedDialog dialog;  // its title serves kTitle and kWindow too
+  bool operator==(const CompactionRule&) const = default;
 };
 
-class CompactionPlan {
+// The connector reads the plan anew for each compaction.
+class CompactionPlan : public RulePlan<CompactionPlan, CompactionRule> {
  public:
-  // Each adds a rule and returns the plan, so that calls can be chained.
-  CompactionPlan& Add(CompactionRule rule);
-  CompactionPlan& Takes(std::wstring store, uint32_t milliseconds);
-  CompactionPlan& Fails(std::wstring store, uint32_t result);
-  CompactionPlan& Title(std::wstring store, std::wstring title);
-  CompactionPlan& IgnoresClose(std::wstring store, uint32_t milliseconds);
-  CompactionPlan& NoDialog(std::wstring store);
-  CompactionPlan& Dialog(std::wstring store, PlannedDialog dialog);
-  CompactionPlan& Window(std::wstring store, std::wstring title);
-  // A dialog before the compaction that stays until somebody closes it.
-  CompactionPlan& ErrorBox(std::wstring store, std::wstring title);
+  static constexpr wchar_t kFileName[] = L"compact.txt";
 
-  const std::vector<CompactionRule>& Rules() const { return rules_; }
+  CompactionPlan& Takes(std::wstring store, uint32_t milliseconds) {
+    return Add({.store = std::move(store), .milliseconds = milliseconds});
+  }
+  CompactionPlan& Fails(std::wstring store, uint32_t result) {
+    return Add({.store = std::move(store), .result = result});
+  }
+  CompactionPlan& Title(std::wstring store, std::wstring title) {
+    return Add({.store = std::move(store), .title = std::move(title)});
+  }
+  CompactionPlan& IgnoresClose(std::wstring store, uint32_t milliseconds) {
+    return Add({.store = std::move(store), .ignoresCloseFor = milliseconds});
+  }
+  CompactionPlan& NoDialog(std::wstring store) {
+    return Add({.store = std::move(store), .withDialog = false});
+  }
+  CompactionPlan& Dialog(std::wstring store, PlannedDialog dialog) {
+    return Add({.store = std::move(store),
+                .time = dialog.time,
+                .title = std::move(dialog.title),
+                .endsAfter = dialog.endsAfter,
+                .ignoresCloseFor = dialog.ignoresCloseFor != 0
+                                       ? std::optional(dialog.ignoresCloseFor)
+                                       : std::nullopt});
+  }
+  CompactionPlan& Window(std::wstring store, std::wstring title) {
+    return Add({.store = std::move(store), .window = std::move(title)});
+  }
+  // A dialog before the compaction that stays until somebody closes it.
+  CompactionPlan& ErrorBox(std::wstring store, std::wstring title) {
+    return Dialog(std::move(store), {.title = std::move(title)});
+  }
 
   // What the rules make of the store of `address`.
   PlannedCompaction For(std::wstring_view address) const;
 
-  // The plan's text, and back. Parse adds what it reads to the plan; at the first line that is no
-  // rule it stops and returns false, and `error`, when given, names the line.
-  std::string Format() const;
-  bool Parse(std::string_view text, std::string* error = nullptr);
-
-  // Writes compact.txt in `directory`, which is created when it does not exist; false when that
-  // fails. The connector reads the plan anew for each compaction.
-  bool Save(const std::wstring& directory) const;
-
-  // The plan kept in `directory`; see LoadPlan.
-  static CompactionPlan Load(const std::wstring& directory);
-
- private:
-  std::vector<CompactionRule> rules_;
+  static RuleForms<CompactionRule> Forms();
 };
 
 }  // namespace lab

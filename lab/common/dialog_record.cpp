@@ -1,7 +1,6 @@
 #include "lab/common/dialog_record.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "lab/common/text.h"
 
@@ -10,64 +9,46 @@ namespace {
 
 constexpr char kShown[] = "DialogShown";
 constexpr char kEnded[] = "Dialog";
-constexpr char kDialogKind[] = "dialog";
-constexpr char kWindowKind[] = "window";
-constexpr char kOutside[] = "outside";
-constexpr char kItself[] = "itself";
+constexpr NamedValue<bool> kKinds[] = {{true, "dialog"}, {false, "window"}};
+constexpr NamedValue<DialogEnd> kEnds[] = {{DialogEnd::kByItself, "itself"},
+                                           {DialogEnd::kClosedFromOutside, "outside"}};
 
 JournalEntry Entry(const DialogRecord& record, const char* call) {
-  JournalEntry entry;
-  entry.call = call;
-  entry.startMicros = entry.endMicros = record.shownMicros;
-  entry.arguments = {{"store", Utf8FromWide(record.store)},
-                     {"title", Utf8FromWide(record.title)},
-                     {"kind", record.isDialog ? kDialogKind : kWindowKind},
-                     {"window", HexNumber(record.window)}};
-  return entry;
-}
-
-std::string JoinTimes(const std::vector<uint64_t>& times) {
-  std::string text;
-  for (uint64_t time : times) text += (text.empty() ? "" : ",") + std::to_string(time);
-  return text;
-}
-
-std::vector<uint64_t> SplitTimes(const std::string& text) {
-  std::vector<uint64_t> times;
-  for (size_t at = 0; at < text.size();) {
-    const size_t comma = std::min(text.find(',', at), text.size());
-    times.push_back(std::strtoull(text.substr(at, comma - at).c_str(), nullptr, 10));
-    at = comma + 1;
-  }
-  return times;
+  return {.startMicros = record.shownMicros,
+          .endMicros = record.shownMicros,
+          .call = call,
+          .arguments = {{"store", Utf8FromWide(record.store)},
+                        {"title", Utf8FromWide(record.title)},
+                        {"kind", NameOf(kKinds, record.isDialog)},
+                        {"window", HexNumber(record.window)}}};
 }
 
 DialogRecord ShownRecord(const JournalEntry& entry) {
-  DialogRecord record;
-  record.store = WideFromUtf8(entry.Argument("store"));
-  record.title = WideFromUtf8(entry.Argument("title"));
-  record.isDialog = entry.Argument("kind") == kDialogKind;
-  record.window = std::strtoull(entry.Argument("window").c_str(), nullptr, 16);
-  record.processId = entry.processId;
-  record.threadId = entry.threadId;
-  record.shownMicros = entry.startMicros;
-  return record;
+  return {.store = WideFromUtf8(entry.Argument("store")),
+          .title = WideFromUtf8(entry.Argument("title")),
+          .isDialog = ValueNamed(kKinds, entry.Argument("kind")).value_or(false),
+          .window = ParseNumber<uint64_t>(entry.Argument("window")).value_or(0),
+          .processId = entry.processId,
+          .threadId = entry.threadId,
+          .shownMicros = entry.startMicros};
 }
 
-bool IsOf(const DialogRecord& record, const JournalEntry& ended) {
-  return record.processId == ended.processId && record.threadId == ended.threadId &&
-         record.shownMicros == ended.startMicros &&
-         record.window == std::strtoull(ended.Argument("window").c_str(), nullptr, 16);
+bool AreOfOneWindow(const DialogRecord& a, const DialogRecord& b) {
+  return a.window == b.window && a.processId == b.processId && a.threadId == b.threadId &&
+         a.shownMicros == b.shownMicros;
 }
 
 void NoteEnd(const JournalEntry& ended, std::vector<DialogRecord>* records) {
-  const auto found = std::find_if(records->begin(), records->end(),
-                                  [&](const DialogRecord& record) { return IsOf(record, ended); });
+  const DialogRecord shown = ShownRecord(ended);
+  const auto found =
+      std::find_if(records->begin(), records->end(),
+                   [&](const DialogRecord& record) { return AreOfOneWindow(record, shown); });
   if (found == records->end()) return;
   found->endedMicros = ended.endMicros;
-  found->closeMicros = SplitTimes(ended.Argument("closes"));
-  found->end =
-      ended.Argument("ended") == kOutside ? DialogEnd::kClosedFromOutside : DialogEnd::kByItself;
+  for (const std::string& time : Split(ended.Argument("closes"), ',')) {
+    found->closeMicros.push_back(ParseNumber<uint64_t>(time).value_or(0));
+  }
+  found->end = ValueNamed(kEnds, ended.Argument("ended")).value_or(DialogEnd::kByItself);
 }
 
 std::string DescribeEnd(const DialogRecord& record) {
@@ -86,16 +67,18 @@ JournalEntry DialogShownEntry(const DialogRecord& record) { return Entry(record,
 JournalEntry DialogEndedEntry(const DialogRecord& record) {
   JournalEntry entry = Entry(record, kEnded);
   entry.endMicros = record.endedMicros;
-  entry.arguments.emplace_back("closes", JoinTimes(record.closeMicros));
-  entry.arguments.emplace_back("ended",
-                               record.end == DialogEnd::kClosedFromOutside ? kOutside : kItself);
+  std::string closes;
+  for (const uint64_t time : record.closeMicros) {
+    closes += (closes.empty() ? "" : ",") + std::to_string(time);
+  }
+  entry.arguments.emplace_back("closes", closes);
+  entry.arguments.emplace_back("ended", NameOf(kEnds, record.end));
   return entry;
 }
 
 std::vector<DialogRecord> Dialogs(const std::vector<JournalEntry>& journal) {
   std::vector<DialogRecord> records;
   for (const JournalEntry& entry : journal) {
-    if (entry.kind != JournalEntry::Kind::kCall) continue;
     if (entry.call == kShown) records.push_back(ShownRecord(entry));
     if (entry.call == kEnded) NoteEnd(entry, &records);
   }
@@ -111,7 +94,7 @@ std::vector<DialogRecord> DialogsOf(const std::vector<JournalEntry>& journal,
 }
 
 std::string DescribeDialog(const DialogRecord& record) {
-  return Utf8FromWide(record.store) + "  " + (record.isDialog ? "dialog" : "window") + " " +
+  return Utf8FromWide(record.store) + "  " + NameOf(kKinds, record.isDialog) + " " +
          Quote(Utf8FromWide(record.title)) + " on thread " + std::to_string(record.threadId) +
          " of process " + std::to_string(record.processId) + ", " + DescribeEnd(record);
 }

@@ -21,15 +21,16 @@ enum class DialogEnd {
 };
 
 struct DialogRecord {
-  std::wstring store;  // the address of the mailbox that it is about
-  std::wstring title;
+  std::wstring store = {};  // the address of the mailbox that it is about
+  std::wstring title = {};
   bool isDialog = true;  // false: a top-level window of another class
   uint64_t window = 0;   // its handle
   uint32_t processId = 0;
   uint32_t threadId = 0;
   uint64_t shownMicros = 0;
   uint64_t endedMicros = 0;
-  std::vector<uint64_t> closeMicros;  // when WM_CLOSE came, also those that it took no notice of
+  std::vector<uint64_t> closeMicros =
+      {};  // when WM_CLOSE came, also those that it took no notice of
   DialogEnd end = DialogEnd::kStillShown;
 };
 

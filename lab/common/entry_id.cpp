@@ -22,19 +22,15 @@ void Append(Bytes* bytes, const Range& more) {
   bytes->insert(bytes->end(), std::begin(more), std::end(more));
 }
 
-void AppendOrder(Bytes* bytes, uint32_t order) {
-  Append(bytes, Bytes{0, static_cast<uint8_t>(order >> 16), static_cast<uint8_t>(order >> 8),
-                      static_cast<uint8_t>(order)});
-}
-
-// The wrapping, up to the own part.
-Bytes Wrapping() {
+// The wrapping, up to the own part, and that part's order.
+Bytes Wrapping(uint32_t order) {
   Bytes bytes(kFlagsSize);
   Append(&bytes, kStoreWrap);
   bytes.push_back(0);  // version
   bytes.push_back(0);  // flag
   Append(&bytes, kModuleName);
   bytes.resize(kOwnPartOffset);
+  for (const int shift : {24, 16, 8, 0}) bytes.push_back(static_cast<uint8_t>(order >> shift));
   return bytes;
 }
 
@@ -48,16 +44,14 @@ Uid StoreUid(const Uid& providerUid) {
 }  // namespace
 
 Bytes FileStoreEntryId(uint32_t order, const Uid& providerUid) {
-  Bytes bytes = Wrapping();
-  AppendOrder(&bytes, order);
+  Bytes bytes = Wrapping(order);
   Append(&bytes, kConnectorUid);
   Append(&bytes, StoreUid(providerUid));
   return bytes;
 }
 
 Bytes EmbeddedStoreEntryId(uint32_t order, const Uid& providerUid, const Uid& parentProviderUid) {
-  Bytes bytes = Wrapping();
-  AppendOrder(&bytes, order);
+  Bytes bytes = Wrapping(order);
   Append(&bytes, kEmbeddedStoreSignature);
   Append(&bytes, providerUid);
   Append(&bytes, parentProviderUid);
@@ -66,8 +60,7 @@ Bytes EmbeddedStoreEntryId(uint32_t order, const Uid& providerUid, const Uid& pa
 }
 
 Bytes MailboxEntryId(const std::string& mailbox) {
-  Bytes bytes = Wrapping();
-  AppendOrder(&bytes, 0);
+  Bytes bytes = Wrapping(0);
   Append(&bytes, kMailboxUid);
   Append(&bytes, mailbox);
   bytes.push_back(0);
@@ -96,14 +89,10 @@ std::optional<Uid> ParentProviderOfEntryId(const Bytes& entryId) {
 std::string UidText(const Uid& uid) { return HexFromBytes(uid.data(), uid.size()); }
 
 std::optional<Uid> UidFromText(std::string_view text) {
-  const auto bytes = BytesFromHex(text);
-  return bytes ? UidFromBytes(*bytes) : std::nullopt;
-}
-
-std::optional<Uid> UidFromBytes(const Bytes& bytes) {
   Uid uid;
-  if (bytes.size() != uid.size()) return std::nullopt;
-  std::memcpy(uid.data(), bytes.data(), uid.size());
+  const auto bytes = BytesFromHex(text);
+  if (!bytes || bytes->size() != uid.size()) return std::nullopt;
+  std::copy(bytes->begin(), bytes->end(), uid.begin());
   return uid;
 }
 

@@ -52,7 +52,5 @@ std::optional<Uid> ParentProviderOfEntryId(const Bytes& entryId);
 std::string UidText(const Uid& uid);
 // Back from either letter case; none when `text` is no UID.
 std::optional<Uid> UidFromText(std::string_view text);
-// `bytes` as a UID; none unless there are exactly 16.
-std::optional<Uid> UidFromBytes(const Bytes& bytes);
 
 }  // namespace lab

@@ -23,56 +23,60 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "lab/common/rule_file.h"
+
 namespace lab {
-
-struct FaultRule {
-  enum class Selection { kNth, kEach, kMatch };
-
-  std::string operation;  // "IMAPISession::OpenMsgStore", "*"
-  Selection selection = Selection::kEach;
-  uint32_t nth = 0;     // from 1; of kNth
-  std::wstring match;   // of kMatch
-  bool delays = false;  // takes `milliseconds`, otherwise fails with `result`
-  uint32_t milliseconds = 0;
-  uint32_t result = 0;  // HRESULT
-};
 
 enum class OutParameters { kPoison, kKeep, kNull };
 
-class FaultPlan {
+// It means each call, unless it says which one or whose.
+struct FaultRule {
+  std::string operation = {};        // "IMAPISession::OpenMsgStore", "*"; empty for an option
+  std::optional<uint32_t> nth = {};  // from 1
+  std::optional<std::wstring> match = {};
+  std::optional<uint32_t> milliseconds = {};  // that it takes; otherwise it fails with `result`
+  uint32_t result = 0;                        // HRESULT
+  std::optional<OutParameters> treatment = {};
+
+  bool operator==(const FaultRule&) const = default;
+};
+
+// A process reads its plan once, at its first call into the lab.
+class FaultPlan : public RulePlan<FaultPlan, FaultRule> {
  public:
-  // Each adds a rule and returns the plan, so that calls can be chained.
-  FaultPlan& Add(FaultRule rule);
-  FaultPlan& FailNth(std::string operation, uint32_t nth, uint32_t result);
-  FaultPlan& FailEach(std::string operation, uint32_t result);
-  FaultPlan& FailMatching(std::string operation, std::wstring text, uint32_t result);
-  FaultPlan& DelayNth(std::string operation, uint32_t nth, uint32_t milliseconds);
-  FaultPlan& DelayEach(std::string operation, uint32_t milliseconds);
-  FaultPlan& DelayMatching(std::string operation, std::wstring text, uint32_t milliseconds);
-  FaultPlan& SetOutParameters(OutParameters treatment);
+  static constexpr wchar_t kFileName[] = L"faults.txt";
 
-  const std::vector<FaultRule>& Rules() const { return rules_; }
-  OutParameters Treatment() const { return treatment_; }
+  FaultPlan& FailNth(std::string operation, uint32_t nth, uint32_t result) {
+    return Add({.operation = std::move(operation), .nth = nth, .result = result});
+  }
+  FaultPlan& FailEach(std::string operation, uint32_t result) {
+    return Add({.operation = std::move(operation), .result = result});
+  }
+  FaultPlan& FailMatching(std::string operation, std::wstring text, uint32_t result) {
+    return Add({.operation = std::move(operation), .match = std::move(text), .result = result});
+  }
+  FaultPlan& DelayNth(std::string operation, uint32_t nth, uint32_t milliseconds) {
+    return Add({.operation = std::move(operation), .nth = nth, .milliseconds = milliseconds});
+  }
+  FaultPlan& DelayEach(std::string operation, uint32_t milliseconds) {
+    return Add({.operation = std::move(operation), .milliseconds = milliseconds});
+  }
+  FaultPlan& DelayMatching(std::string operation, std::wstring text, uint32_t milliseconds) {
+    return Add({.operation = std::move(operation),
+                .match = std::move(text),
+                .milliseconds = milliseconds});
+  }
+  FaultPlan& SetOutParameters(OutParameters treatment) { return Add({.treatment = treatment}); }
 
-  // The plan's text, and back. Parse adds what it reads to the plan; at the first line that is no
-  // rule it stops and returns false, and `error`, when given, names the line.
-  std::string Format() const;
-  bool Parse(std::string_view text, std::string* error = nullptr);
+  // What the last option says.
+  OutParameters Treatment() const;
 
-  // Writes faults.txt in `directory`, which is created when it does not exist; false when that
-  // fails. A process reads the plan once, at its first call into the lab.
-  bool Save(const std::wstring& directory) const;
-
-  // The plan kept in `directory`; see LoadPlan.
-  static FaultPlan Load(const std::wstring& directory);
-
- private:
-  std::vector<FaultRule> rules_;
-  OutParameters treatment_ = OutParameters::kNull;
+  static RuleForms<FaultRule> Forms();
 };
 
 // Counts the calls of one process and answers them by a plan. Threads may share it.
@@ -98,16 +102,8 @@ class FaultInjector {
   OutParameters Treatment() const { return plan_.Treatment(); }
 
  private:
-  // A name by which rules reach a call, and its number among the calls of that name.
-  struct Counted {
-    std::string name;
-    uint32_t number;
-  };
-
-  // With the mutex held.
-  Counted Count(std::string name);
-  static bool Reaches(const FaultRule& rule, const Counted& name, std::wstring_view user);
-  Answer Judge(const std::vector<Counted>& names, std::wstring_view user) const;
+  // Counts each of the names by which rules reach a call, and answers for them all.
+  Answer Judge(const std::vector<std::string>& names, std::wstring_view user);
 
   const FaultPlan plan_;
   std::mutex mutex_;

@@ -5,25 +5,19 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 
 #include "lab/common/text.h"
+#include "src/platform/handle.h"
 
 namespace lab {
 namespace {
 
 constexpr std::wstring_view kStoreExtension = L".qsf";
 
-struct HandleCloser {
-  using pointer = HANDLE;
-  void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-using Handle = std::unique_ptr<HANDLE, HandleCloser>;
-
-Handle OpenForChange(const std::wstring& path, DWORD access, DWORD disposition) {
-  HANDLE handle = CreateFileW(path.c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                              disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
-  return Handle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
+platform::KernelHandle OpenForChange(const std::wstring& path, DWORD access, DWORD disposition) {
+  return platform::TakeFileHandle(CreateFileW(path.c_str(), access,
+                                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                              disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 bool EndAt(HANDLE file, uint64_t size) {
@@ -32,15 +26,22 @@ bool EndAt(HANDLE file, uint64_t size) {
   return SetFilePointerEx(file, end, nullptr, FILE_BEGIN) && SetEndOfFile(file);
 }
 
+// "C:\qsf\ann.idx" for "C:\qsf\ann.qsf" and ".idx".
+std::wstring CompanionPath(const std::wstring& storeFile, std::wstring_view suffix) {
+  const bool hasExtension = FoldAscii(storeFile).ends_with(kStoreExtension);
+  const size_t stem = storeFile.size() - (hasExtension ? kStoreExtension.size() : 0);
+  return storeFile.substr(0, stem) + std::wstring(suffix);
+}
+
 }  // namespace
 
 bool WriteFileOfSize(const std::wstring& path, uint64_t size) {
-  const Handle file = OpenForChange(path, GENERIC_WRITE, CREATE_ALWAYS);
+  const platform::KernelHandle file = OpenForChange(path, GENERIC_WRITE, CREATE_ALWAYS);
   if (!file) return false;
   // Where this is refused the file system either needs no telling or has no such files.
   DWORD returned = 0;
-  DeviceIoControl(file.get(), FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &returned, nullptr);
-  return EndAt(file.get(), size);
+  DeviceIoControl(file.Get(), FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &returned, nullptr);
+  return EndAt(file.Get(), size);
 }
 
 std::string FormatUtcTime(const UtcTime& time) {
@@ -51,31 +52,26 @@ std::string FormatUtcTime(const UtcTime& time) {
 }
 
 std::optional<UtcTime> ParseUtcTime(std::string_view text) {
-  unsigned parts[6] = {};
   const std::string whole(text);
-  if (std::sscanf(whole.c_str(), "%4u-%2u-%2u %2u:%2u:%2u", &parts[0], &parts[1], &parts[2],
-                  &parts[3], &parts[4], &parts[5]) != 6) {
-    return std::nullopt;
-  }
   UtcTime time;
-  uint16_t* const fields[] = {&time.year, &time.month,  &time.day,
-                              &time.hour, &time.minute, &time.second};
-  for (size_t i = 0; i < std::size(fields); ++i) *fields[i] = static_cast<uint16_t>(parts[i]);
+  std::sscanf(whole.c_str(), "%4hu-%2hu-%2hu %2hu:%2hu:%2hu", &time.year, &time.month, &time.day,
+              &time.hour, &time.minute, &time.second);
   return FormatUtcTime(time) == whole ? std::optional(time) : std::nullopt;
 }
 
 bool SetLastAccess(const std::wstring& path, const UtcTime& time) {
-  SYSTEMTIME system{};
-  system.wYear = time.year;
-  system.wMonth = time.month;
-  system.wDay = time.day;
-  system.wHour = time.hour;
-  system.wMinute = time.minute;
-  system.wSecond = time.second;
+  const SYSTEMTIME system = {.wYear = time.year,
+                             .wMonth = time.month,
+                             .wDayOfWeek = 0,
+                             .wDay = time.day,
+                             .wHour = time.hour,
+                             .wMinute = time.minute,
+                             .wSecond = time.second,
+                             .wMilliseconds = 0};
   FILETIME access{};
   if (!SystemTimeToFileTime(&system, &access)) return false;
-  const Handle file = OpenForChange(path, FILE_WRITE_ATTRIBUTES, OPEN_EXISTING);
-  return file && SetFileTime(file.get(), nullptr, &access, nullptr);
+  const platform::KernelHandle file = OpenForChange(path, FILE_WRITE_ATTRIBUTES, OPEN_EXISTING);
+  return file && SetFileTime(file.Get(), nullptr, &access, nullptr);
 }
 
 std::optional<UtcTime> LastAccess(const std::wstring& path) {
@@ -87,12 +83,6 @@ std::optional<UtcTime> LastAccess(const std::wstring& path) {
   }
   return UtcTime{system.wYear, system.wMonth,  system.wDay,
                  system.wHour, system.wMinute, system.wSecond};
-}
-
-std::wstring CompanionPath(const std::wstring& storeFile, std::wstring_view suffix) {
-  const bool hasExtension = FoldAscii(storeFile).ends_with(kStoreExtension);
-  const size_t stem = storeFile.size() - (hasExtension ? kStoreExtension.size() : 0);
-  return storeFile.substr(0, stem) + std::wstring(suffix);
 }
 
 std::vector<std::wstring> WriteCompanions(const std::wstring& storeFile,

@@ -35,12 +35,9 @@ std::optional<UtcTime> ParseUtcTime(std::string_view text);
 bool SetLastAccess(const std::wstring& path, const UtcTime& time);
 std::optional<UtcTime> LastAccess(const std::wstring& path);
 
-// The path of what lies beside a store file under its base name: "C:\qsf\ann.idx" for
-// "C:\qsf\ann.qsf" and ".idx". A path without ".qsf" is taken whole as the base name.
-std::wstring CompanionPath(const std::wstring& storeFile, std::wstring_view suffix);
-
 // Writes a small file for each suffix and returns their paths; files that cannot be written are
-// left out.
+// left out. They lie beside the store file under its base name; a path without ".qsf" is taken
+// whole as that.
 std::vector<std::wstring> WriteCompanions(const std::wstring& storeFile,
                                           const std::vector<std::wstring>& suffixes = {
                                               L".qsf.lock", L".idx", L".log"});

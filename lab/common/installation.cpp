@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <span>
 #include <stdexcept>
 
 #include "lab/common/registry_key.h"
@@ -11,8 +12,6 @@
 namespace lab {
 namespace {
 
-constexpr uint32_t kStoreProvider = 33;      // MAPI_STORE_PROVIDER
-constexpr uint32_t kTransportProvider = 36;  // MAPI_TRANSPORT_PROVIDER
 constexpr char kServiceUidKind = 'S';
 constexpr char kProviderUidKind = 'P';
 
@@ -76,7 +75,7 @@ struct NewStore {
 void WriteServiceName(const NewStore& store, const Uid& section) {
   if (!store.options.withServiceName) return;
   const uint32_t type = store.options.serviceNameAsString ? REG_SZ : REG_BINARY;
-  Require(WriteRawValue(store.profile, section, kTagServiceName, TextValue(store.Name(), type)),
+  Require(WriteRawValue(store.profile, section, PR_SERVICE_NAME_W, TextValue(store.Name(), type)),
           "write a service name");
 }
 
@@ -88,21 +87,19 @@ Bytes NewEntryId(const NewStore& store, const Uid& provider) {
 }
 
 void WriteProviderBasics(const NewStore& store, const Uid& provider, uint32_t resourceType) {
-  Require(WriteBinary(store.profile, provider, kTagServiceUid,
-                      Bytes(store.service.begin(), store.service.end())) &&
-              WriteBinary(store.profile, provider, kTagProviderUid,
-                          Bytes(provider.begin(), provider.end())) &&
-              WriteLong(store.profile, provider, kTagResourceType, resourceType),
+  Require(WriteUidList(store.profile, provider, PR_SERVICE_UID, {store.service}) &&
+              WriteUidList(store.profile, provider, PR_PROVIDER_UID, {provider}) &&
+              WriteLong(store.profile, provider, PR_RESOURCE_TYPE, resourceType),
           "write a provider's section");
 }
 
 void WriteStoreProvider(const NewStore& store, const Uid& provider) {
   const StoreOptions& options = store.options;
-  WriteProviderBasics(store, provider, kStoreProvider);
+  WriteProviderBasics(store, provider, MAPI_STORE_PROVIDER);
   WriteServiceName(store, provider);
-  WriteText(store.profile, provider, kTagDisplayName, NamesOf(store.kind).displayName);
+  WriteText(store.profile, provider, PR_DISPLAY_NAME_W, NamesOf(store.kind).displayName);
   if (options.withEntryId) {
-    WriteBinary(store.profile, provider, kTagEntryId, NewEntryId(store, provider));
+    WriteBinary(store.profile, provider, PR_ENTRYID, NewEntryId(store, provider));
   }
   const std::wstring path = options.storedPath.value_or(store.path);
   if (options.withPath && !path.empty()) {
@@ -112,7 +109,7 @@ void WriteStoreProvider(const NewStore& store, const Uid& provider) {
     WriteLong(store.profile, provider, kTagCorruptionMark, *options.corruptionMark);
   }
   const bool isDefault = options.defaultStore.value_or(store.kind == ServiceKind::kRoot);
-  WriteLong(store.profile, provider, kTagResourceFlags, isDefault ? kStatusDefaultStore : 0);
+  WriteLong(store.profile, provider, PR_RESOURCE_FLAGS, isDefault ? STATUS_DEFAULT_STORE : 0);
 }
 
 // Writes the providers' sections and returns the service's list of them; the store providers come
@@ -125,7 +122,7 @@ std::vector<Uid> WriteProviders(const NewStore& store, std::vector<Uid>* stores)
     return all.back();
   };
   if (!store.options.withProvider) return all;
-  if (store.options.otherProviderFirst) WriteProviderBasics(store, next(), kTransportProvider);
+  if (store.options.otherProviderFirst) WriteProviderBasics(store, next(), MAPI_TRANSPORT_PROVIDER);
   for (unsigned i = 0; i <= store.options.extraProviders; ++i) {
     stores->push_back(next());
     WriteStoreProvider(store, stores->back());
@@ -136,46 +133,39 @@ std::vector<Uid> WriteProviders(const NewStore& store, std::vector<Uid>* stores)
 void WriteServiceSection(const NewStore& store, const std::vector<Uid>& providers) {
   const std::wstring& profile = store.profile;
   WriteServiceName(store, store.service);
-  Require(WriteBinary(profile, store.service, kTagServiceUid,
-                      Bytes(store.service.begin(), store.service.end())) &&
-              WriteText(profile, store.service, kTagDisplayName, NamesOf(store.kind).displayName) &&
-              WriteUidList(profile, store.service, kTagProviderUids, providers),
-          "write a service's section");
+  Require(
+      WriteUidList(profile, store.service, PR_SERVICE_UID, {store.service}) &&
+          WriteText(profile, store.service, PR_DISPLAY_NAME_W, NamesOf(store.kind).displayName) &&
+          WriteUidList(profile, store.service, PR_STORE_PROVIDERS, providers),
+      "write a service's section");
   if (store.options.withAddress) {
     WriteText(profile, store.service, NamesOf(store.kind).addressTag, store.address);
   }
 }
 
-// Writes the sections of a new service, which gets its UID; returns its store providers.
-std::vector<Uid> WriteSections(NewStore* store) {
-  store->service = MakeUid(kServiceUidKind, 0, store->counter, store->profile);
-  std::vector<Uid> stores;
-  WriteServiceSection(*store, WriteProviders(*store, &stores));
-  return stores;
-}
-
-// Enters new services in the profile's lists, at `position` or at the end.
-void EnterInLists(const std::wstring& profile, const std::vector<Uid>& newServices,
-                  const std::vector<Uid>& stores, std::optional<size_t> position = std::nullopt) {
-  std::vector<Uid> services = ReadUidList(profile, kAdminSectionUid, kTagServiceUids);
-  const size_t at = std::min(position.value_or(services.size()), services.size());
-  services.insert(services.begin() + static_cast<ptrdiff_t>(at), newServices.begin(),
-                  newServices.end());
-  std::vector<Uid> providers = ReadUidList(profile, kAdminSectionUid, kTagProviderUids);
-  providers.insert(providers.end(), stores.begin(), stores.end());
-  Require(WriteUidList(profile, kAdminSectionUid, kTagServiceUids, services) &&
-              WriteUidList(profile, kAdminSectionUid, kTagProviderUids, providers),
+// Writes the sections of new services of one profile, which get their UIDs, and enters them in the
+// profile's lists, at `position` or at the end.
+void AddServices(const std::wstring& profile, std::span<NewStore> stores,
+                 std::optional<size_t> position = std::nullopt) {
+  Require(CreateProfile(profile), "create the profile");
+  std::vector<Uid> services = ReadUidList(profile, kAdminSectionUid, PR_SERVICES);
+  std::vector<Uid> providers = ReadUidList(profile, kAdminSectionUid, PR_STORE_PROVIDERS);
+  size_t at = std::min(position.value_or(services.size()), services.size());
+  for (NewStore& store : stores) {
+    store.counter = NextCounter(profile);
+    store.service = MakeUid(kServiceUidKind, 0, store.counter, profile);
+    WriteServiceSection(store, WriteProviders(store, &providers));
+    services.insert(services.begin() + static_cast<ptrdiff_t>(at++), store.service);
+  }
+  Require(WriteUidList(profile, kAdminSectionUid, PR_SERVICES, services) &&
+              WriteUidList(profile, kAdminSectionUid, PR_STORE_PROVIDERS, providers),
           "write the profile's lists");
 }
 
 Service AddToProfile(NewStore store) {
   Require(store.Order() < kOrderLimit, "give a store an order of 2^24 or more");
-  WithProfilesLocked([&] {
-    Require(CreateProfile(store.profile), "create the profile");
-    store.counter = NextCounter(store.profile);
-    const std::vector<Uid> stores = WriteSections(&store);
-    EnterInLists(store.profile, {store.service}, stores, store.options.position);
-  });
+  WithProfilesLocked(
+      [&] { AddServices(store.profile, std::span(&store, 1), store.options.position); });
   return *Profile(store.profile).Get(store.service);
 }
 
@@ -203,23 +193,22 @@ void EnterInParentFile(const Profile& profile, const Service& service,
 }
 
 Provider ReadProvider(const std::wstring& profile, const Uid& uid) {
-  Provider provider;
-  provider.uid = uid;
-  provider.resourceType = ReadLong(profile, uid, kTagResourceType);
-  if (const auto value = ReadRawValue(profile, uid, kTagEntryId)) provider.entryId = value->data;
-  provider.path = ReadText(profile, uid, kTagStorePath);
-  provider.corruptionMark = ReadLong(profile, uid, kTagCorruptionMark);
-  provider.resourceFlags = ReadLong(profile, uid, kTagResourceFlags).value_or(0);
-  return provider;
+  const auto entryId = ReadRawValue(profile, uid, PR_ENTRYID);
+  return {.uid = uid,
+          .resourceType = ReadLong(profile, uid, PR_RESOURCE_TYPE),
+          .entryId = entryId ? std::optional(entryId->data) : std::nullopt,
+          .path = ReadText(profile, uid, kTagStorePath),
+          .corruptionMark = ReadLong(profile, uid, kTagCorruptionMark),
+          .resourceFlags = ReadLong(profile, uid, PR_RESOURCE_FLAGS).value_or(0)};
 }
 
 Service ReadService(const std::wstring& profile, const Uid& uid) {
-  Service service;
-  service.uid = uid;
-  service.name = ReadText(profile, uid, kTagServiceName).value_or(L"");
-  service.address = ReadText(profile, uid, kTagRootAddress);
+  Service service = {.uid = uid,
+                     .name = ReadText(profile, uid, PR_SERVICE_NAME_W).value_or(L""),
+                     .address = ReadText(profile, uid, kTagRootAddress),
+                     .providers = {}};
   if (!service.address) service.address = ReadText(profile, uid, kTagStoreAddress);
-  for (const Uid& provider : ReadUidList(profile, uid, kTagProviderUids)) {
+  for (const Uid& provider : ReadUidList(profile, uid, PR_STORE_PROVIDERS)) {
     service.providers.push_back(ReadProvider(profile, provider));
   }
   return service;
@@ -231,19 +220,19 @@ const wchar_t* ServiceNameOf(ServiceKind kind) { return NamesOf(kind).name; }
 
 const Provider* Service::Store() const {
   const auto found = std::find_if(providers.begin(), providers.end(), [](const Provider& provider) {
-    return provider.resourceType == kStoreProvider;
+    return provider.resourceType == MAPI_STORE_PROVIDER;
   });
   return found == providers.end() ? nullptr : &*found;
 }
 
 Bytes Service::EntryId() const {
   const Provider* store = Store();
-  return store != nullptr ? store->entryId.value_or(Bytes()) : Bytes();
+  return store ? store->entryId.value_or(Bytes()) : Bytes();
 }
 
 std::wstring Service::Path() const {
   const Provider* store = Store();
-  return store != nullptr ? store->path.value_or(L"") : L"";
+  return store ? store->path.value_or(L"") : L"";
 }
 
 Service Profile::AddRootStore(const std::wstring& address, const std::wstring& path,
@@ -259,27 +248,18 @@ Service Profile::AddSecondaryStore(const std::wstring& address, const std::wstri
 void Profile::AddSecondaryStores(const std::vector<std::wstring>& addresses,
                                  const std::wstring& directory) const {
   const StoreOptions options;
-  WithProfilesLocked([&] {
-    Require(CreateProfile(name_), "create the profile");
-    std::vector<Uid> services;
-    std::vector<Uid> providers;
-    for (const std::wstring& address : addresses) {
-      NewStore store = {name_,   ServiceKind::kSecondary,
-                        address, directory + L'\\' + FoldAscii(address) + L".qsf",
-                        {},      options};
-      store.counter = NextCounter(name_);
-      const std::vector<Uid> stores = WriteSections(&store);
-      services.push_back(store.service);
-      providers.insert(providers.end(), stores.begin(), stores.end());
-    }
-    EnterInLists(name_, services, providers);
-  });
+  std::vector<NewStore> stores;
+  for (const std::wstring& address : addresses) {
+    const std::wstring path = directory + L'\\' + FoldAscii(address) + L".qsf";
+    stores.push_back({name_, ServiceKind::kSecondary, address, path, {}, options});
+  }
+  WithProfilesLocked([&] { AddServices(name_, stores); });
 }
 
 Service Profile::AddEmbeddedStore(const std::wstring& address, const Service& parent,
                                   const StoreOptions& options) const {
   const Provider* parentStore = parent.Store();
-  const Uid parentUid = parentStore != nullptr ? parentStore->uid : Uid{};
+  const Uid parentUid = parentStore ? parentStore->uid : Uid{};
   Service service = AddToProfile({name_, ServiceKind::kEmbedded, address, L"", parentUid, options});
   if (options.withFile) EnterInParentFile(*this, service, address);
   return service;
@@ -291,7 +271,7 @@ Service Profile::AddOrphan(const std::wstring& address, const StoreOptions& opti
     Require(CreateProfile(name_), "create the profile");
     const uint32_t counter = NextCounter(name_);
     leftover = MakeUid(kProviderUidKind, 0, counter, name_);
-    Require(WriteBinary(name_, leftover, kTagEntryId, FileStoreEntryId(counter, leftover)),
+    Require(WriteBinary(name_, leftover, PR_ENTRYID, FileStoreEntryId(counter, leftover)),
             "write the section that a deleted parent leaves");
   });
   return AddToProfile({name_, ServiceKind::kEmbedded, address, L"", leftover, options});
@@ -299,7 +279,7 @@ Service Profile::AddOrphan(const std::wstring& address, const StoreOptions& opti
 
 std::vector<Service> Profile::Services() const {
   std::vector<Service> services;
-  for (const Uid& uid : ReadUidList(name_, kAdminSectionUid, kTagServiceUids)) {
+  for (const Uid& uid : ReadUidList(name_, kAdminSectionUid, PR_SERVICES)) {
     services.push_back(ReadService(name_, uid));
   }
   return services;
@@ -313,7 +293,7 @@ std::optional<Service> Profile::Find(std::wstring_view address) const {
 }
 
 std::optional<Service> Profile::Get(const Uid& service) const {
-  const std::vector<Uid> uids = ReadUidList(name_, kAdminSectionUid, kTagServiceUids);
+  const std::vector<Uid> uids = ReadUidList(name_, kAdminSectionUid, PR_SERVICES);
   if (std::find(uids.begin(), uids.end(), service) == uids.end()) return std::nullopt;
   return ReadService(name_, service);
 }
@@ -327,7 +307,7 @@ std::wstring Profile::FileOf(const Service& service) const {
 bool Profile::Mark(const Uid& service, std::optional<uint32_t> mark) const {
   const auto found = Get(service);
   const Provider* store = found ? found->Store() : nullptr;
-  if (store == nullptr) return false;
+  if (!store) return false;
   return mark ? WriteLong(name_, store->uid, kTagCorruptionMark, *mark)
               : RemoveRawValue(name_, store->uid, kTagCorruptionMark);
 }

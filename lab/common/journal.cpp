@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <mutex>
 
-#include "lab/common/session_mutex.h"
+#include "lab/common/lab_config.h"
 #include "lab/common/text.h"
 
 namespace lab {
@@ -17,18 +17,15 @@ SessionMutex g_appendMutex(L"Local\\QrvLabJournal", 5000);
 
 void AppendLine(const std::wstring& path, const std::string& line) {
   const std::lock_guard lock(g_appendMutex);
-  HANDLE file = CreateFileW(path.c_str(), FILE_APPEND_DATA,
-                            FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                            OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return;
+  const platform::KernelHandle file = platform::TakeFileHandle(CreateFileW(
+      path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+      nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
   DWORD written = 0;
-  WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
-  CloseHandle(file);
+  if (file) WriteFile(file.Get(), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
 }
 
-const char* NoteWord(JournalEntry::Kind kind) {
-  return kind == JournalEntry::Kind::kLeak ? "LEAK" : "UNEXPECTED";
-}
+constexpr NamedValue<JournalEntry::Kind> kNotes[] = {
+    {JournalEntry::Kind::kLeak, "LEAK"}, {JournalEntry::Kind::kUnexpected, "UNEXPECTED"}};
 
 bool IsPlain(std::string_view value) {
   return !value.empty() && std::all_of(value.begin(), value.end(), [](unsigned char c) {
@@ -39,13 +36,12 @@ bool IsPlain(std::string_view value) {
 // Reads the numbers of a line's head into the entry.
 bool ParseHead(const std::vector<std::string>& pieces, JournalEntry* entry) {
   if (pieces.size() < 5) return false;
-  entry->startMicros = std::strtoull(pieces[0].c_str(), nullptr, 10);
-  entry->endMicros = std::strtoull(pieces[1].c_str(), nullptr, 10);
+  const auto start = ParseNumber<uint64_t>(pieces[0]);
+  const auto end = ParseNumber<uint64_t>(pieces[1]);
   const auto process = ParseNumber(pieces[2]);
   const auto thread = ParseNumber(pieces[3]);
-  if (!process || !thread) return false;
-  entry->processId = *process;
-  entry->threadId = *thread;
+  if (!start || !end || !process || !thread) return false;
+  *entry = {.startMicros = *start, .endMicros = *end, .processId = *process, .threadId = *thread};
   return true;
 }
 
@@ -107,7 +103,7 @@ std::string FormatJournalLine(const JournalEntry& entry) {
   std::string line = std::to_string(entry.startMicros) + ' ' + std::to_string(entry.endMicros) +
                      ' ' + std::to_string(entry.processId) + ' ' + std::to_string(entry.threadId);
   if (entry.kind != JournalEntry::Kind::kCall) {
-    return line + ' ' + NoteWord(entry.kind) + ' ' + entry.text;
+    return line + ' ' + NameOf(kNotes, entry.kind) + ' ' + entry.text;
   }
   line += ' ' + entry.call + " #" + std::to_string(entry.object) +
           " n=" + std::to_string(entry.ordinal);
@@ -118,11 +114,10 @@ std::string FormatJournalLine(const JournalEntry& entry) {
 }
 
 bool ParseJournalLine(std::string_view line, JournalEntry* entry) {
-  *entry = {};
   const std::vector<std::string> pieces = SplitQuoted(line);
   if (!ParseHead(pieces, entry)) return false;
-  if (pieces[4] == "LEAK" || pieces[4] == "UNEXPECTED") {
-    entry->kind = pieces[4] == "LEAK" ? JournalEntry::Kind::kLeak : JournalEntry::Kind::kUnexpected;
+  if (const auto note = ValueNamed(kNotes, pieces[4])) {
+    entry->kind = *note;
     entry->text = NoteText(line);
     return true;
   }
@@ -139,19 +134,18 @@ void AppendJournal(const std::wstring& path, const JournalEntry& entry) {
   AppendLine(path, FormatJournalLine(own) + "\r\n");
 }
 
-void AppendJournalNote(const std::wstring& path, JournalEntry::Kind kind, std::string_view text) {
-  JournalEntry entry;
-  entry.kind = kind;
+void AppendJournalNow(const std::wstring& path, JournalEntry entry) {
   entry.startMicros = entry.endMicros = NowMicros();
-  entry.text = text;
   AppendJournal(path, entry);
+}
+
+void AppendJournalNote(const std::wstring& path, JournalEntry::Kind kind, std::string_view text) {
+  AppendJournalNow(path, {.kind = kind, .text = std::string(text)});
 }
 
 std::vector<JournalEntry> ReadJournal(const std::wstring& path) {
   std::vector<JournalEntry> journal;
-  const auto text = ReadWholeFile(path);
-  if (!text) return journal;
-  for (const std::string& line : SplitLines(*text)) {
+  for (const std::string& line : SplitLines(ReadWholeFile(path).value_or(""))) {
     JournalEntry entry;
     if (ParseJournalLine(line, &entry)) journal.push_back(std::move(entry));
   }
@@ -161,7 +155,7 @@ std::vector<JournalEntry> ReadJournal(const std::wstring& path) {
 std::vector<JournalEntry> CallsOf(const std::vector<JournalEntry>& journal, std::string_view call) {
   std::vector<JournalEntry> calls;
   for (const JournalEntry& entry : journal) {
-    if (entry.kind == JournalEntry::Kind::kCall && entry.call == call) calls.push_back(entry);
+    if (entry.call == call) calls.push_back(entry);
   }
   return calls;
 }

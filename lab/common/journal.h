@@ -27,13 +27,13 @@ struct JournalEntry {
   uint64_t endMicros = 0;
   uint32_t processId = 0;
   uint32_t threadId = 0;
-  std::string call;      // "IMsgServiceAdmin::OpenProfileSection"; empty for the other kinds
-  uint32_t object = 0;   // number of the called object, 0 for a function
-  uint32_t ordinal = 0;  // the n of a fault rule "* <n>"
+  std::string call = {};  // "IMsgServiceAdmin::OpenProfileSection"; empty for the other kinds
+  uint32_t object = 0;    // number of the called object, 0 for a function
+  uint32_t ordinal = 0;   // the n of a fault rule "* <n>"
   // Arguments in the order written, values as text without quotes.
-  std::vector<std::pair<std::string, std::string>> arguments;
-  uint32_t result = 0;  // HRESULT, or what the call returns
-  std::string text;     // what was leaked or not expected
+  std::vector<std::pair<std::string, std::string>> arguments = {};
+  uint32_t result = 0;    // HRESULT, or what the call returns
+  std::string text = {};  // what was leaked or not expected
 
   // The value of the argument `name`, or an empty string.
   std::string Argument(std::string_view name) const;
@@ -46,6 +46,8 @@ uint64_t NowMicros();
 // to one file at once. Process and thread are the caller's, whatever `entry` says. Does nothing
 // when `path` is empty; a file that cannot be written is passed over in silence.
 void AppendJournal(const std::wstring& path, const JournalEntry& entry);
+// The same for what takes no time: it is entered as of now.
+void AppendJournalNow(const std::wstring& path, JournalEntry entry);
 
 // Appends a LEAK or an UNEXPECTED line.
 void AppendJournalNote(const std::wstring& path, JournalEntry::Kind kind, std::string_view text);

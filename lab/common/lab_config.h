@@ -1,12 +1,20 @@
-// Where the lab keeps what it records and reads while programs run in it.
+// What the processes of a lab share: its settings, where it keeps what it records and reads while
+// programs run in it, and mutexes.
 #pragma once
+
+#include <windows.h>
 
 #include <string>
 
+#include "src/platform/handle.h"
+
 namespace lab {
 
-// The lab's directory: the environment variable QRVLAB_DIR, else the value "Directory" of the
-// registry key HKEY_CURRENT_USER\Software\QrvLab, else empty. Without a directory there is no
+// A setting of the lab: the environment variable, or, when there is no such variable, the text
+// value of the registry key HKEY_CURRENT_USER\Software\QrvLab. Empty when neither is there.
+std::wstring ReadLabValue(const wchar_t* variable, const wchar_t* valueName);
+
+// The lab's directory: the setting QRVLAB_DIR or "Directory". Without a directory there is no
 // journal and no fault plan. Without a trailing backslash; the directory itself may not exist yet.
 std::wstring LabDirectory();
 
@@ -16,5 +24,24 @@ bool SetLabDirectory(const std::wstring& directory);
 
 // `journal.txt` in `directory` (by default the lab's); empty when that is empty.
 std::wstring JournalPath(const std::wstring& directory = LabDirectory());
+
+// A mutex that all processes of a session share by its name. A thread that holds it may take it
+// again. std::lock_guard takes it.
+//
+// Belongs at namespace scope: a function's own static variable needs the thread library, which
+// keeps two handles when a DLL is unloaded.
+class SessionMutex {
+ public:
+  // Whoever has waited for `patience` milliseconds goes on without the mutex.
+  explicit SessionMutex(const wchar_t* name, DWORD patience = INFINITE)
+      : handle_(CreateMutexW(nullptr, FALSE, name)), patience_(patience) {}
+
+  void lock() { WaitForSingleObject(handle_.Get(), patience_); }
+  void unlock() { ReleaseMutex(handle_.Get()); }
+
+ private:
+  const platform::KernelHandle handle_;
+  const DWORD patience_;
+};
 
 }  // namespace lab

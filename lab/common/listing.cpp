@@ -10,8 +10,9 @@ std::string HealthOf(const std::wstring& path) {
   std::vector<QsfProblem> problems;
   const QsfStatus status = CheckQsf(path, &problems);
   std::string text = QsfStatusText(status);
-  for (const QsfProblem& problem : problems)
+  for (const QsfProblem& problem : problems) {
     text += std::string(" ") + QsfDamageText(problem.damage);
+  }
   return text;
 }
 
@@ -26,7 +27,7 @@ std::string DescribeStore(const Profile& profile, const Service& service, const 
     text += "  in        " + Utf8FromWide(profile.FileOf(service)) + "\n";
   }
   if (store.corruptionMark) text += "  mark      " + HexResult(*store.corruptionMark) + "\n";
-  if (store.resourceFlags & kStatusDefaultStore) text += "  default store\n";
+  if (store.resourceFlags & STATUS_DEFAULT_STORE) text += "  default store\n";
   if (store.entryId) text += "  entry id  " + HexFromBytes(*store.entryId) + "\n";
   return text;
 }

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <mutex>
 
+#include "lab/common/lab_config.h"
 #include "lab/common/registry_key.h"
-#include "lab/common/session_mutex.h"
 
 namespace lab {
 namespace {
@@ -20,48 +20,70 @@ constexpr unsigned kFirstOwnProfilesMajor = 15;
 
 SessionMutex g_profilesMutex(L"Local\\QrvLabProfiles");
 
-RegistryKey OpenSection(const std::wstring& profile, const Uid& section) {
-  return RegistryKey::OpenExisting(HKEY_CURRENT_USER, SectionKeyPath(profile, section));
+// In any letter case; what cannot be read counts as none.
+OutlookVersion ReadOutlookVersion() {
+  const auto value = RegistryKey::OpenExisting(HKEY_CLASSES_ROOT, kCurVerKey).Read(L"");
+  OutlookVersion version{0, 0};
+  const std::string text = FoldAscii(NarrowFromWide(value ? TextOf(*value) : L""));
+  const int read =
+      std::sscanf(text.c_str(), "outlook.application.%u.%u", &version.major, &version.minor);
+  return read >= 1 && value->type == REG_SZ ? version : OutlookVersion();
 }
 
-RegistryKey CreateSection(const std::wstring& profile, const Uid& section) {
-  return RegistryKey::Create(HKEY_CURRENT_USER, SectionKeyPath(profile, section));
+// The key below HKEY_CURRENT_USER that holds the profiles.
+std::wstring ProfilesKeyPath() {
+  const OutlookVersion version = ReadOutlookVersion();
+  if (version.major < kFirstOwnProfilesMajor) return kOldProfilesKey;
+  return L"Software\\Microsoft\\Office\\" + std::to_wstring(version.major) + L'.' +
+         std::to_wstring(version.minor) + L"\\Outlook\\Profiles";
 }
 
 std::wstring ProfileKeyPath(const std::wstring& profile) {
   return ProfilesKeyPath() + L'\\' + profile;
 }
 
-bool WriteDefaultValue(HKEY parent, const std::wstring& path, const std::wstring& text) {
-  RegistryKey key = RegistryKey::Create(parent, path);
-  return key.Open() && key.Write(L"", TextValue(text, REG_SZ));
+std::wstring SectionKeyPath(const std::wstring& profile, const Uid& section) {
+  return ProfileKeyPath(profile) + L'\\' + WideFromUtf8(UidText(section));
 }
 
-bool RemoveFromUidList(const std::wstring& profile, const Uid& section, uint32_t tag,
-                       const std::vector<Uid>& gone) {
-  std::vector<Uid> uids = ReadUidList(profile, section, tag);
-  const auto end = std::remove_if(uids.begin(), uids.end(), [&](const Uid& uid) {
-    return std::find(gone.begin(), gone.end(), uid) != gone.end();
-  });
-  if (end == uids.end()) return false;
-  uids.erase(end, uids.end());
-  return WriteUidList(profile, section, tag, uids);
+// "001f3d09" for 0x3D09001F.
+std::wstring ValueName(uint32_t tag) {
+  wchar_t name[16];
+  std::swprintf(name, std::size(name), L"%04x%04x", tag & 0xFFFF, tag >> 16);
+  return name;
+}
+
+RegistryKey OpenKey(const std::wstring& path, REGSAM access = KEY_READ) {
+  return RegistryKey::OpenExisting(HKEY_CURRENT_USER, path, access);
+}
+
+bool WriteDefaultValue(HKEY parent, const std::wstring& path, const std::wstring& text) {
+  return RegistryKey::Create(parent, path).Write(L"", TextValue(text, REG_SZ));
+}
+
+bool DeleteSection(const std::wstring& profile, const Uid& section) {
+  return DeleteKeyTree(HKEY_CURRENT_USER, SectionKeyPath(profile, section));
+}
+
+bool RemoveFromUidList(const std::wstring& profile, uint32_t tag, const std::vector<Uid>& gone) {
+  std::vector<Uid> uids = ReadUidList(profile, kAdminSectionUid, tag);
+  const size_t removed = std::erase_if(
+      uids, [&](const Uid& uid) { return std::find(gone.begin(), gone.end(), uid) != gone.end(); });
+  return removed != 0 && WriteUidList(profile, kAdminSectionUid, tag, uids);
+}
+
+// A value of so many bytes.
+RawValue BinaryValue(const void* data, size_t size) {
+  const auto* bytes = static_cast<const uint8_t*>(data);
+  return {.data = Bytes(bytes, bytes + size)};
+}
+
+Bytes ReadBinary(const std::wstring& profile, const Uid& section, uint32_t tag) {
+  const auto value = ReadRawValue(profile, section, tag);
+  return value ? value->data : Bytes();
 }
 
 }  // namespace
-
-OutlookVersion ReadOutlookVersion() {
-  OutlookVersion version;
-  RegistryKey key = RegistryKey::OpenExisting(HKEY_CLASSES_ROOT, kCurVerKey);
-  const auto value = key.Open() ? key.Read(L"") : std::nullopt;
-  if (!value || value->type != REG_SZ) return version;
-  const std::string text = FoldAscii(NarrowFromWide(TextOf(*value)));
-  OutlookVersion read{0, 0};
-  if (std::sscanf(text.c_str(), "outlook.application.%u.%u", &read.major, &read.minor) < 1) {
-    return version;
-  }
-  return read;
-}
 
 bool WriteOutlookVersion(std::optional<OutlookVersion> version) {
   const std::wstring userPath = std::wstring(kUserClasses) + kCurVerKey;
@@ -75,83 +97,52 @@ bool WriteOutlookVersion(std::optional<OutlookVersion> version) {
           WriteDefaultValue(HKEY_CLASSES_ROOT, kCurVerKey, text));
 }
 
-std::wstring ProfilesKeyPath() {
-  const OutlookVersion version = ReadOutlookVersion();
-  if (version.major < kFirstOwnProfilesMajor) return kOldProfilesKey;
-  return L"Software\\Microsoft\\Office\\" + std::to_wstring(version.major) + L'.' +
-         std::to_wstring(version.minor) + L"\\Outlook\\Profiles";
-}
-
-std::wstring SectionKeyPath(const std::wstring& profile, const Uid& section) {
-  return ProfileKeyPath(profile) + L'\\' + WideFromUtf8(UidText(section));
-}
-
-std::wstring ValueName(uint32_t tag) {
-  char name[16];
-  std::snprintf(name, sizeof(name), "%04x%04x", tag & 0xFFFF, tag >> 16);
-  return WideFromUtf8(name);
-}
-
 bool ProfileExists(const std::wstring& profile) {
-  return !profile.empty() &&
-         RegistryKey::OpenExisting(HKEY_CURRENT_USER, ProfileKeyPath(profile)).Open();
+  return !profile.empty() && OpenKey(ProfileKeyPath(profile)).Open();
 }
 
 bool CreateProfile(const std::wstring& profile) {
-  if (ProfileExists(profile)) return true;
-  return WriteText(profile, kAdminSectionUid, kTagProfileName, profile);
+  return ProfileExists(profile) || WriteText(profile, kAdminSectionUid, PR_PROFILE_NAME_W, profile);
 }
 
 bool DeleteProfile(const std::wstring& profile) {
   return !profile.empty() && DeleteKeyTree(HKEY_CURRENT_USER, ProfileKeyPath(profile));
 }
 
-std::vector<std::wstring> ListProfiles() {
-  RegistryKey key = RegistryKey::OpenExisting(HKEY_CURRENT_USER, ProfilesKeyPath());
-  return key.Open() ? key.SubkeyNames() : std::vector<std::wstring>();
-}
+std::vector<std::wstring> ListProfiles() { return OpenKey(ProfilesKeyPath()).SubkeyNames(); }
 
 bool SectionExists(const std::wstring& profile, const Uid& section) {
-  return OpenSection(profile, section).Open();
+  return OpenKey(SectionKeyPath(profile, section)).Open();
 }
 
 std::vector<Uid> ListSections(const std::wstring& profile) {
   std::vector<Uid> sections;
-  RegistryKey key = RegistryKey::OpenExisting(HKEY_CURRENT_USER, ProfileKeyPath(profile));
-  if (!key.Open()) return sections;
-  for (const std::wstring& name : key.SubkeyNames()) {
+  for (const std::wstring& name : OpenKey(ProfileKeyPath(profile)).SubkeyNames()) {
     if (const auto uid = UidFromText(Utf8FromWide(name))) sections.push_back(*uid);
   }
   return sections;
 }
 
-bool DeleteSection(const std::wstring& profile, const Uid& section) {
-  return DeleteKeyTree(HKEY_CURRENT_USER, SectionKeyPath(profile, section));
-}
-
 std::optional<RawValue> ReadRawValue(const std::wstring& profile, const Uid& section,
                                      uint32_t tag) {
-  RegistryKey key = OpenSection(profile, section);
-  return key.Open() ? key.Read(ValueName(tag)) : std::nullopt;
+  return OpenKey(SectionKeyPath(profile, section)).Read(ValueName(tag));
 }
 
 bool WriteRawValue(const std::wstring& profile, const Uid& section, uint32_t tag,
                    const RawValue& value) {
-  RegistryKey key = CreateSection(profile, section);
-  return key.Open() && key.Write(ValueName(tag), value);
+  return RegistryKey::Create(HKEY_CURRENT_USER, SectionKeyPath(profile, section))
+      .Write(ValueName(tag), value);
 }
 
 bool RemoveRawValue(const std::wstring& profile, const Uid& section, uint32_t tag) {
-  RegistryKey key = RegistryKey::OpenExisting(HKEY_CURRENT_USER, SectionKeyPath(profile, section),
-                                              KEY_ALL_ACCESS);
+  const RegistryKey key = OpenKey(SectionKeyPath(profile, section), KEY_ALL_ACCESS);
   return !key.Open() || key.Remove(ValueName(tag));
 }
 
 std::vector<std::pair<uint32_t, RawValue>> ReadSection(const std::wstring& profile,
                                                        const Uid& section) {
   std::vector<std::pair<uint32_t, RawValue>> values;
-  RegistryKey key = OpenSection(profile, section);
-  if (!key.Open()) return values;
+  const RegistryKey key = OpenKey(SectionKeyPath(profile, section));
   for (const std::wstring& name : key.ValueNames()) {
     const auto number = ParseNumber("0x" + Utf8FromWide(name));
     auto value = name.size() == 8 && number ? key.Read(name) : std::nullopt;
@@ -166,37 +157,26 @@ bool WriteText(const std::wstring& profile, const Uid& section, uint32_t tag,
 }
 
 bool WriteLong(const std::wstring& profile, const Uid& section, uint32_t tag, uint32_t number) {
-  RawValue value;
-  value.data.resize(sizeof(number));
-  std::memcpy(value.data.data(), &number, sizeof(number));
-  return WriteRawValue(profile, section, tag, value);
+  return WriteRawValue(profile, section, tag, BinaryValue(&number, sizeof(number)));
 }
 
 bool WriteBinary(const std::wstring& profile, const Uid& section, uint32_t tag,
                  const Bytes& bytes) {
-  RawValue value;
-  value.data = bytes;
-  return WriteRawValue(profile, section, tag, value);
+  return WriteRawValue(profile, section, tag, {.data = bytes});
 }
 
 std::optional<std::wstring> ReadText(const std::wstring& profile, const Uid& section,
                                      uint32_t tag) {
   const auto value = ReadRawValue(profile, section, tag);
-  if (!value) return std::nullopt;
-  return TextOf(*value);
+  return value ? std::optional(TextOf(*value)) : std::nullopt;
 }
 
 std::optional<uint32_t> ReadLong(const std::wstring& profile, const Uid& section, uint32_t tag) {
-  const auto value = ReadRawValue(profile, section, tag);
+  const Bytes bytes = ReadBinary(profile, section, tag);
   uint32_t number = 0;
-  if (!value || value->data.size() < sizeof(number)) return std::nullopt;
-  std::memcpy(&number, value->data.data(), sizeof(number));
+  if (bytes.size() < sizeof(number)) return std::nullopt;
+  std::memcpy(&number, bytes.data(), sizeof(number));
   return number;
-}
-
-Bytes ReadBinary(const std::wstring& profile, const Uid& section, uint32_t tag) {
-  const auto value = ReadRawValue(profile, section, tag);
-  return value ? value->data : Bytes();
 }
 
 std::vector<Uid> ReadUidList(const std::wstring& profile, const Uid& section, uint32_t tag) {
@@ -208,17 +188,15 @@ std::vector<Uid> ReadUidList(const std::wstring& profile, const Uid& section, ui
 
 bool WriteUidList(const std::wstring& profile, const Uid& section, uint32_t tag,
                   const std::vector<Uid>& uids) {
-  Bytes bytes;
-  for (const Uid& uid : uids) bytes.insert(bytes.end(), uid.begin(), uid.end());
-  return WriteBinary(profile, section, tag, bytes);
+  return WriteRawValue(profile, section, tag, BinaryValue(uids.data(), uids.size() * sizeof(Uid)));
 }
 
 bool DeleteService(const std::wstring& profile, const Uid& service) {
   bool deleted = false;
   WithProfilesLocked([&] {
-    const std::vector<Uid> providers = ReadUidList(profile, service, kTagProviderUids);
-    if (!RemoveFromUidList(profile, kAdminSectionUid, kTagServiceUids, {service})) return;
-    RemoveFromUidList(profile, kAdminSectionUid, kTagProviderUids, providers);
+    const std::vector<Uid> providers = ReadUidList(profile, service, PR_STORE_PROVIDERS);
+    if (!RemoveFromUidList(profile, PR_SERVICES, {service})) return;
+    RemoveFromUidList(profile, PR_STORE_PROVIDERS, providers);
     for (const Uid& provider : providers) DeleteSection(profile, provider);
     deleted = DeleteSection(profile, service);
   });

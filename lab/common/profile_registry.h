@@ -6,6 +6,11 @@
 // its terminating zero, 4-byte longs and 2-byte booleans in little-endian order, binary as it is.
 #pragma once
 
+#include <windows.h>
+// After windows.h.
+#include <mapidefs.h>
+#include <mapitags.h>
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -18,27 +23,13 @@
 
 namespace lab {
 
-// Property tags that the profile sections hold. The last four digits are the type.
-inline constexpr uint32_t kTagServiceName = 0x3D09001F;
-inline constexpr uint32_t kTagServiceUid = 0x3D0C0102;
-inline constexpr uint32_t kTagServiceUids = 0x3D0E0102;  // of the administration section
-inline constexpr uint32_t kTagProviderUids =
-    0x3D000102;  // of a service, and of all store providers
-inline constexpr uint32_t kTagProviderUid = 0x300C0102;
-inline constexpr uint32_t kTagDisplayName = 0x3001001F;
-inline constexpr uint32_t kTagResourceType = 0x3E030003;
-inline constexpr uint32_t kTagResourceFlags = 0x30090003;
-inline constexpr uint32_t kTagEntryId = 0x0FFF0102;
-inline constexpr uint32_t kTagStorePath = 0x6700001F;
-inline constexpr uint32_t kTagCorruptionMark = 0x66890003;
-inline constexpr uint32_t kTagRootAddress = 0x6646001F;  // the owner's address, of the root service
-inline constexpr uint32_t kTagStoreAddress = 0x6650001F;  // ... and of the other services
-inline constexpr uint32_t kTagProfileName = 0x3D12001F;
-inline constexpr uint32_t kTagLastCounter =
-    0x6FFE0003;  // the lab's own, of the administration section
-
-// STATUS_DEFAULT_STORE of the resource flags.
-inline constexpr uint32_t kStatusDefaultStore = 0x00000001;
+// Property tags of the profile sections that the platform's headers do not name.
+inline constexpr ULONG kTagStorePath = 0x6700001F;
+inline constexpr ULONG kTagCorruptionMark = 0x66890003;
+inline constexpr ULONG kTagRootAddress = 0x6646001F;   // the owner's address, of the root service
+inline constexpr ULONG kTagStoreAddress = 0x6650001F;  // ... and of the other services
+// The lab's own, of the administration section.
+inline constexpr ULONG kTagLastCounter = 0x6FFE0003;
 
 // The profile's administration section.
 inline constexpr Uid kAdminSectionUid = {0x92, 0x07, 0xF3, 0xE0, 0xA3, 0xB1, 0x10, 0x19,
@@ -51,20 +42,11 @@ struct OutlookVersion {
   bool operator==(const OutlookVersion&) const = default;
 };
 
-// From the default value of HKEY_CLASSES_ROOT\Outlook.Application\CurVer,
-// "Outlook.Application.<major>[.<minor>]" in any letter case; 11.0 when there is none.
-OutlookVersion ReadOutlookVersion();
-
-// Makes the registered classes say that `version` is installed; none removes what they say.
-// The profiles of one version are not those of another: set it before making profiles.
+// Makes the registered classes say that `version` is installed, as the default value
+// "Outlook.Application.<major>[.<minor>]" of HKEY_CLASSES_ROOT\Outlook.Application\CurVer; none
+// removes what they say, which then counts as 11.0. The profiles of one version are not those of
+// another: set it before making profiles.
 bool WriteOutlookVersion(std::optional<OutlookVersion> version);
-
-// The key below HKEY_CURRENT_USER that holds the profiles, without a trailing backslash.
-std::wstring ProfilesKeyPath();
-// The key of a section of a profile.
-std::wstring SectionKeyPath(const std::wstring& profile, const Uid& section);
-// The name of a property's value: "001f3d09" for 0x3D09001F.
-std::wstring ValueName(uint32_t tag);
 
 // A registry value as it is.
 struct RawValue {
@@ -82,7 +64,6 @@ std::vector<std::wstring> ListProfiles();
 bool SectionExists(const std::wstring& profile, const Uid& section);
 // In the order in which the registry enumerates them; keys that are no UID are left out.
 std::vector<Uid> ListSections(const std::wstring& profile);
-bool DeleteSection(const std::wstring& profile, const Uid& section);
 
 // Values of a section. Writing creates the section; removing what is not there succeeds.
 std::optional<RawValue> ReadRawValue(const std::wstring& profile, const Uid& section, uint32_t tag);
@@ -100,7 +81,6 @@ bool WriteLong(const std::wstring& profile, const Uid& section, uint32_t tag, ui
 bool WriteBinary(const std::wstring& profile, const Uid& section, uint32_t tag, const Bytes& bytes);
 std::optional<std::wstring> ReadText(const std::wstring& profile, const Uid& section, uint32_t tag);
 std::optional<uint32_t> ReadLong(const std::wstring& profile, const Uid& section, uint32_t tag);
-Bytes ReadBinary(const std::wstring& profile, const Uid& section, uint32_t tag);
 
 // A property of concatenated UIDs as a list; a remainder of fewer than 16 bytes is left out.
 std::vector<Uid> ReadUidList(const std::wstring& profile, const Uid& section, uint32_t tag);

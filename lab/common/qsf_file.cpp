@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <mutex>
 #include <utility>
 
@@ -32,9 +31,7 @@ std::string Checksum(std::string_view data) {
   static constexpr auto kTable = MakeCrcTable();
   uint32_t crc = 0xFFFFFFFFu;
   for (unsigned char c : data) crc = crc >> 8 ^ kTable[(crc ^ c) & 0xFF];
-  char text[16];
-  std::snprintf(text, sizeof(text), "%08x", ~crc);
-  return text;
+  return HexResult(~crc).substr(2);
 }
 
 void AppendBlock(std::string* text, const char* key, uint32_t size, char fill) {
@@ -99,9 +96,8 @@ void ReadLine(std::string_view text, size_t* at, Reading* reading) {
   const size_t end = std::min(text.find('\n', start), text.size());
   const std::string line(text.substr(start, end - start));
   *at = std::min(end + 1, text.size());
-  const size_t blank = std::min(line.find(' '), line.size());
-  const std::string key = line.substr(0, blank);
-  const std::string value = line.substr(std::min(blank + 1, line.size()));
+  const std::string key = line.substr(0, line.find(' '));
+  const std::string value = line.substr(std::min(key.size() + 1, line.size()));
   if (key == "checksum") {
     reading->ended = true;
     if (value != Checksum(text.substr(0, start))) {
@@ -156,9 +152,11 @@ QsfStatus ReadFileAt(const std::wstring& path, Reading* reading) {
   return QsfStatus::kOk;
 }
 
-bool AllMinor(const std::vector<QsfProblem>& problems) {
-  return std::all_of(problems.begin(), problems.end(),
-                     [](const QsfProblem& problem) { return problem.minor; });
+// What the file is, by its problems.
+QsfStatus StatusOf(const std::vector<QsfProblem>& problems) {
+  const bool opens = std::all_of(problems.begin(), problems.end(),
+                                 [](const QsfProblem& problem) { return problem.minor; });
+  return opens ? QsfStatus::kOk : QsfStatus::kDamaged;
 }
 
 // The mailbox of `owner`, which is entered as an embedded one when the file does not hold it.
@@ -192,15 +190,17 @@ std::string Damaged(std::string text, QsfDamage damage) {
   return text;
 }
 
-struct DamageName {
-  QsfDamage damage;
-  const char* text;
-};
-constexpr DamageName kDamageNames[] = {
+constexpr NamedValue<QsfDamage> kDamageNames[] = {
     {QsfDamage::kChecksum, "checksum"},
     {QsfDamage::kTruncated, "truncated"},
     {QsfDamage::kHeader, "header"},
     {QsfDamage::kCount, "count"},
+};
+
+constexpr NamedValue<QsfStatus> kStatusNames[] = {
+    {QsfStatus::kOk, "ok"},         {QsfStatus::kMissing, "missing"},
+    {QsfStatus::kLocked, "locked"}, {QsfStatus::kDamaged, "damaged"},
+    {QsfStatus::kFailed, "failed"},
 };
 
 }  // namespace
@@ -210,8 +210,8 @@ QsfStatus ReadQsf(const std::wstring& path, QsfContent* content) {
   Reading reading;
   const QsfStatus status = ReadFileAt(path, &reading);
   if (status != QsfStatus::kOk) return status;
-  if (content != nullptr) *content = std::move(reading.content);
-  return AllMinor(reading.problems) ? QsfStatus::kOk : QsfStatus::kDamaged;
+  if (content) *content = std::move(reading.content);
+  return StatusOf(reading.problems);
 }
 
 QsfStatus WriteQsf(const std::wstring& path, const QsfContent& content) {
@@ -248,8 +248,7 @@ QsfStatus CheckQsf(const std::wstring& path, std::vector<QsfProblem>* problems) 
   Reading reading;
   const QsfStatus status = ReadFileAt(path, &reading);
   *problems = std::move(reading.problems);
-  if (status != QsfStatus::kOk) return status;
-  return AllMinor(*problems) ? QsfStatus::kOk : QsfStatus::kDamaged;
+  return status == QsfStatus::kOk ? StatusOf(*problems) : status;
 }
 
 bool DamageQsf(const std::wstring& path, QsfDamage damage) {
@@ -262,8 +261,7 @@ QsfStatus RepairQsf(const std::wstring& path) {
   std::lock_guard lock(g_filesMutex);
   Reading reading;
   const QsfStatus status = ReadFileAt(path, &reading);
-  if (status != QsfStatus::kOk) return status;
-  return WriteQsf(path, reading.content);
+  return status == QsfStatus::kOk ? WriteQsf(path, reading.content) : status;
 }
 
 QsfStatus CompactQsf(const std::wstring& path, uint64_t* gained) {
@@ -274,7 +272,7 @@ QsfStatus CompactQsf(const std::wstring& path, uint64_t* gained) {
   const uint64_t before = QsfSize(path).value_or(0);
   content.freeBytes = 0;
   status = WriteQsf(path, content);
-  if (gained != nullptr) *gained = before - std::min(before, QsfSize(path).value_or(0));
+  if (gained) *gained = before - std::min(before, QsfSize(path).value_or(0));
   return status;
 }
 
@@ -285,32 +283,14 @@ std::optional<uint64_t> QsfSize(const std::wstring& path) {
 }
 
 std::optional<QsfDamage> QsfDamageFromText(std::string_view text) {
-  for (const DamageName& name : kDamageNames) {
-    if (text == name.text) return name.damage;
-  }
-  return std::nullopt;
+  return ValueNamed(kDamageNames, text);
 }
+const char* QsfDamageText(QsfDamage damage) { return NameOf(kDamageNames, damage); }
+const char* QsfStatusText(QsfStatus status) { return NameOf(kStatusNames, status); }
 
-const char* QsfDamageText(QsfDamage damage) {
-  for (const DamageName& name : kDamageNames) {
-    if (damage == name.damage) return name.text;
-  }
-  return "?";
-}
-
-const char* QsfStatusText(QsfStatus status) {
-  static constexpr const char* kTexts[] = {"ok", "missing", "locked", "damaged", "failed"};
-  return kTexts[static_cast<size_t>(status)];
-}
-
-QsfLock::QsfLock(const std::wstring& path) {
-  HANDLE handle = CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
-                              FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (handle != INVALID_HANDLE_VALUE) handle_ = handle;
-}
-
-QsfLock::~QsfLock() {
-  if (handle_ != nullptr) CloseHandle(handle_);
-}
+QsfLock::QsfLock(const std::wstring& path)
+    : handle_(platform::TakeFileHandle(CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0,
+                                                   nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+                                                   nullptr))) {}
 
 }  // namespace lab

@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "lab/common/text.h"
+#include "src/platform/handle.h"
 
 namespace lab {
 
@@ -110,14 +111,11 @@ class QsfLock {
  public:
   // The lock is not held when the file is missing or in use: see Held().
   explicit QsfLock(const std::wstring& path);
-  QsfLock(const QsfLock&) = delete;
-  QsfLock& operator=(const QsfLock&) = delete;
-  ~QsfLock();
 
-  bool Held() const { return handle_ != nullptr; }
+  bool Held() const { return static_cast<bool>(handle_); }
 
  private:
-  void* handle_ = nullptr;
+  const platform::KernelHandle handle_;
 };
 
 }  // namespace lab

@@ -3,25 +3,38 @@
 #include <cstring>
 
 namespace lab {
+namespace {
+
+// The names that `next` enumerates; one that is longer than a key's can be is none of MAPI's.
+template <class Next>
+std::vector<std::wstring> Names(const Next& next) {
+  std::vector<std::wstring> names;
+  wchar_t name[256];
+  for (DWORD i = 0;; ++i) {
+    DWORD length = ARRAYSIZE(name);
+    const LSTATUS status = next(i, name, &length);
+    if (status == ERROR_SUCCESS) names.emplace_back(name, length);
+    if (status != ERROR_SUCCESS && status != ERROR_MORE_DATA) return names;
+  }
+}
+
+}  // namespace
 
 RegistryKey RegistryKey::OpenExisting(HKEY parent, const std::wstring& path, REGSAM access) {
-  RegistryKey key;
-  if (RegOpenKeyExW(parent, path.c_str(), 0, access, &key.key_) != ERROR_SUCCESS)
-    key.key_ = nullptr;
-  return key;
+  HKEY key = nullptr;
+  const LSTATUS status = RegOpenKeyExW(parent, path.c_str(), 0, access, &key);
+  return RegistryKey(status == ERROR_SUCCESS ? key : nullptr);
 }
 
 RegistryKey RegistryKey::Create(HKEY parent, const std::wstring& path) {
-  RegistryKey key;
-  if (RegCreateKeyExW(parent, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key.key_,
-                      nullptr) != ERROR_SUCCESS) {
-    key.key_ = nullptr;
-  }
-  return key;
+  HKEY key = nullptr;
+  const LSTATUS status =
+      RegCreateKeyExW(parent, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+  return RegistryKey(status == ERROR_SUCCESS ? key : nullptr);
 }
 
 RegistryKey::~RegistryKey() {
-  if (key_ != nullptr) RegCloseKey(key_);
+  if (key_) RegCloseKey(key_);
 }
 
 std::optional<RawValue> RegistryKey::Read(const std::wstring& name) const {
@@ -52,29 +65,15 @@ bool RegistryKey::Remove(const std::wstring& name) const {
 }
 
 std::vector<std::wstring> RegistryKey::SubkeyNames() const {
-  std::vector<std::wstring> names;
-  wchar_t name[256];  // the longest name that a key can have, and its zero
-  for (DWORD i = 0;; ++i) {
-    DWORD length = ARRAYSIZE(name);
-    if (RegEnumKeyExW(key_, i, name, &length, nullptr, nullptr, nullptr, nullptr) !=
-        ERROR_SUCCESS) {
-      return names;
-    }
-    names.emplace_back(name, length);
-  }
+  return Names([this](DWORD index, wchar_t* name, DWORD* length) {
+    return RegEnumKeyExW(key_, index, name, length, nullptr, nullptr, nullptr, nullptr);
+  });
 }
 
 std::vector<std::wstring> RegistryKey::ValueNames() const {
-  std::vector<std::wstring> names;
-  wchar_t name[256];  // longer names are none of MAPI's
-  for (DWORD i = 0;; ++i) {
-    DWORD length = ARRAYSIZE(name);
-    const LSTATUS status =
-        RegEnumValueW(key_, i, name, &length, nullptr, nullptr, nullptr, nullptr);
-    if (status == ERROR_MORE_DATA) continue;
-    if (status != ERROR_SUCCESS) return names;
-    names.emplace_back(name, length);
-  }
+  return Names([this](DWORD index, wchar_t* name, DWORD* length) {
+    return RegEnumValueW(key_, index, name, length, nullptr, nullptr, nullptr, nullptr);
+  });
 }
 
 bool DeleteKeyTree(HKEY parent, const std::wstring& path) {
@@ -92,9 +91,7 @@ RawValue TextValue(std::wstring_view text, uint32_t type) {
   RawValue value;
   value.type = type;
   value.data.resize((text.size() + 1) * sizeof(wchar_t));
-  if (!text.empty()) {
-    std::memcpy(value.data.data(), text.data(), text.size() * sizeof(wchar_t));
-  }
+  std::copy_n(text.data(), text.size(), reinterpret_cast<wchar_t*>(value.data.data()));
   return value;
 }
 

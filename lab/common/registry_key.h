@@ -14,7 +14,8 @@ namespace lab {
 
 class RegistryKey {
  public:
-  // Each gives a key that is not Open() when the registry refuses.
+  // Each gives a key that is not Open() when the registry refuses: one that holds nothing, and that
+  // nothing can be written to.
   static RegistryKey OpenExisting(HKEY parent, const std::wstring& path, REGSAM access = KEY_READ);
   static RegistryKey Create(HKEY parent, const std::wstring& path);
 
@@ -38,6 +39,8 @@ class RegistryKey {
   std::vector<std::wstring> ValueNames() const;
 
  private:
+  explicit RegistryKey(HKEY key) : key_(key) {}
+
   HKEY key_ = nullptr;
 };
 

@@ -4,9 +4,14 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <span>
+
+#include "src/platform/handle.h"
 
 namespace lab {
 namespace {
+
+using platform::KernelHandle;
 
 std::string ToMultiByte(UINT codePage, std::wstring_view text) {
   if (text.empty()) return {};
@@ -39,38 +44,15 @@ std::basic_string<Char> FoldText(std::basic_string_view<Char> text) {
   return result;
 }
 
-template <class Char>
-bool EqualFolded(std::basic_string_view<Char> left, std::basic_string_view<Char> right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
-                    [](Char a, Char b) { return Fold(a) == Fold(b); });
-}
-
 int HexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   c = Fold(c);
   return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
-struct Escape {
-  char plain;
-  char letter;
-};
-constexpr Escape kEscapes[] = {{'"', '"'}, {'\\', '\\'}, {'\r', 'r'}, {'\n', 'n'}, {'\t', 't'}};
-
-void AppendEscaped(std::string* text, char c) {
-  for (const Escape& escape : kEscapes) {
-    if (escape.plain == c) {
-      *text += '\\';
-      *text += escape.letter;
-      return;
-    }
-  }
-  if (static_cast<unsigned char>(c) < 0x20) {
-    *text += "\\x" + HexFromBytes(&c, 1);
-  } else {
-    *text += c;
-  }
-}
+// What is escaped by a letter, and the letters.
+constexpr std::string_view kEscaped = "\"\\\r\n\t";
+constexpr std::string_view kLetters = "\"\\rnt";
 
 // Resolves the escape whose backslash stands at `*at`, and moves `*at` to its last character.
 char Unescape(std::string_view line, size_t* at) {
@@ -82,28 +64,14 @@ char Unescape(std::string_view line, size_t* at) {
     *at += 2;
     return static_cast<char>(high * 16 + low);
   }
-  for (const Escape& escape : kEscapes) {
-    if (escape.letter == letter) return escape.plain;
-  }
-  return letter;
+  const size_t known = kLetters.find(letter);
+  return known != std::string_view::npos ? kEscaped[known] : letter;
 }
 
-class FileHandle {
- public:
-  FileHandle(const std::wstring& path, DWORD access, DWORD share, DWORD disposition)
-      : handle_(CreateFileW(path.c_str(), access, share, nullptr, disposition,
-                            FILE_ATTRIBUTE_NORMAL, nullptr)) {}
-  FileHandle(const FileHandle&) = delete;
-  FileHandle& operator=(const FileHandle&) = delete;
-  ~FileHandle() {
-    if (Valid()) CloseHandle(handle_);
-  }
-  bool Valid() const { return handle_ != INVALID_HANDLE_VALUE; }
-  HANDLE Get() const { return handle_; }
-
- private:
-  HANDLE handle_;
-};
+KernelHandle OpenFile(const std::wstring& path, DWORD access, DWORD share, DWORD disposition) {
+  return platform::TakeFileHandle(CreateFileW(path.c_str(), access, share, nullptr, disposition,
+                                              FILE_ATTRIBUTE_NORMAL, nullptr));
+}
 
 }  // namespace
 
@@ -115,20 +83,20 @@ std::wstring WideFromNarrow(std::string_view text) { return ToWide(CP_ACP, text)
 std::wstring FoldAscii(std::wstring_view text) { return FoldText(text); }
 std::string FoldAscii(std::string_view text) { return FoldText(text); }
 bool EqualsFolded(std::wstring_view left, std::wstring_view right) {
-  return EqualFolded(left, right);
+  return FoldText(left) == FoldText(right);
 }
 bool EqualsFolded(std::string_view left, std::string_view right) {
-  return EqualFolded(left, right);
+  return FoldText(left) == FoldText(right);
+}
+bool ContainsFolded(std::wstring_view text, std::wstring_view piece) {
+  return FoldText(text).find(FoldText(piece)) != std::wstring::npos;
 }
 
 std::string HexFromBytes(const void* data, size_t size) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  const auto* bytes = static_cast<const uint8_t*>(data);
   std::string result;
-  result.reserve(size * 2);
-  for (size_t i = 0; i < size; ++i) {
-    result += kDigits[bytes[i] >> 4];
-    result += kDigits[bytes[i] & 15];
+  const auto* bytes = static_cast<const uint8_t*>(data);
+  for (const uint8_t byte : std::span(bytes, size)) {
+    for (const int digit : {byte >> 4, byte & 15}) result += "0123456789abcdef"[digit];
   }
   return result;
 }
@@ -159,23 +127,18 @@ std::string HexResult(uint32_t result) {
   return text;
 }
 
-std::optional<uint32_t> ParseNumber(std::string_view text) {
-  const bool hex = text.size() > 2 && text[0] == '0' && Fold(text[1]) == 'x';
-  if (hex) text.remove_prefix(2);
-  if (text.empty()) return std::nullopt;
-  uint64_t number = 0;
-  for (char c : text) {
-    const int digit = HexDigit(c);
-    if (digit < 0 || (!hex && digit > 9)) return std::nullopt;
-    number = number * (hex ? 16 : 10) + static_cast<unsigned>(digit);
-    if (number > UINT32_MAX) return std::nullopt;
-  }
-  return static_cast<uint32_t>(number);
-}
-
 std::string Quote(std::string_view text) {
   std::string result = "\"";
-  for (char c : text) AppendEscaped(&result, c);
+  for (const char c : text) {
+    const size_t escape = kEscaped.find(c);
+    if (escape != std::string_view::npos) {
+      result += std::string("\\") + kLetters[escape];
+    } else if (static_cast<unsigned char>(c) < 0x20) {
+      result += "\\x" + HexFromBytes(&c, 1);
+    } else {
+      result += c;
+    }
+  }
   return result + '"';
 }
 
@@ -200,23 +163,29 @@ std::vector<std::string> SplitQuoted(std::string_view line) {
   return pieces;
 }
 
-std::vector<std::string> SplitLines(std::string_view text) {
-  std::vector<std::string> lines;
+std::vector<std::string> Split(std::string_view text, char end) {
+  std::vector<std::string> pieces;
   while (!text.empty()) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    std::string_view line = text.substr(0, end);
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    lines.emplace_back(line);
-    text.remove_prefix(std::min(end + 1, text.size()));
+    const size_t size = std::min(text.find(end), text.size());
+    pieces.emplace_back(text.substr(0, size));
+    text.remove_prefix(std::min(size + 1, text.size()));
+  }
+  return pieces;
+}
+
+std::vector<std::string> SplitLines(std::string_view text) {
+  std::vector<std::string> lines = Split(text, '\n');
+  for (std::string& line : lines) {
+    if (line.ends_with('\r')) line.pop_back();
   }
   return lines;
 }
 
 std::optional<std::string> ReadWholeFile(const std::wstring& path) {
-  FileHandle file(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                  OPEN_EXISTING);
+  const KernelHandle file = OpenFile(
+      path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, OPEN_EXISTING);
   LARGE_INTEGER size{};
-  if (!file.Valid() || !GetFileSizeEx(file.Get(), &size)) return std::nullopt;
+  if (!file || !GetFileSizeEx(file.Get(), &size)) return std::nullopt;
   std::string data(static_cast<size_t>(size.QuadPart), '\0');
   DWORD read = 0;
   if (!ReadFile(file.Get(), data.data(), static_cast<DWORD>(data.size()), &read, nullptr)) {
@@ -228,9 +197,10 @@ std::optional<std::string> ReadWholeFile(const std::wstring& path) {
 
 bool WriteWholeFile(const std::wstring& path, std::string_view data) {
   // Opened, not created anew: a file that others hold open keeps its identity.
-  FileHandle file(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS);
+  const KernelHandle file =
+      OpenFile(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, OPEN_ALWAYS);
   DWORD written = 0;
-  return file.Valid() &&
+  return file &&
          WriteFile(file.Get(), data.data(), static_cast<DWORD>(data.size()), &written, nullptr) &&
          SetEndOfFile(file.Get());
 }

@@ -19,12 +19,8 @@ bool stayPending = false;
 SERVICE_STATUS_HANDLE statusHandle = nullptr;
 HANDLE stopEvent = nullptr;
 
-void Journal(std::string_view call) {
-  lab::JournalEntry entry;
-  entry.call = call;
-  entry.startMicros = lab::NowMicros();
-  entry.endMicros = entry.startMicros;
-  lab::AppendJournal(lab::JournalPath(labDirectory), entry);
+void Journal(const char* call) {
+  lab::AppendJournalNow(lab::JournalPath(labDirectory), {.call = call});
 }
 
 void Report(DWORD state) {

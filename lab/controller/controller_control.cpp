@@ -1,7 +1,6 @@
 #include "lab/controller/controller_control.h"
 
-#include <memory>
-#include <type_traits>
+#include "src/platform/handle.h"
 
 namespace lab {
 
@@ -9,28 +8,23 @@ const wchar_t kControllerService[] = L"BlackBerry Controller";
 
 namespace {
 
-constexpr DWORD kPollMilliseconds = 10;
+using platform::KernelHandle;
+using platform::ServiceHandle;
 
-struct ServiceHandleCloser {
-  void operator()(SC_HANDLE handle) const { CloseServiceHandle(handle); }
-};
-using ServiceHandle = std::unique_ptr<std::remove_pointer_t<SC_HANDLE>, ServiceHandleCloser>;
+constexpr DWORD kPollMilliseconds = 10;
 
 ServiceHandle OpenManager() {
   return ServiceHandle(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
 }
 
+// None when there is no manager either.
 ServiceHandle OpenController() {
-  const ServiceHandle manager = OpenManager();
-  return ServiceHandle(manager ? OpenServiceW(manager.get(), kControllerService, SERVICE_ALL_ACCESS)
-                               : nullptr);
+  return ServiceHandle(OpenServiceW(OpenManager().Get(), kControllerService, SERVICE_ALL_ACCESS));
 }
 
 std::optional<DWORD> CurrentState(SC_HANDLE service) {
   SERVICE_STATUS status = {};
-  if (!QueryServiceStatus(service, &status)) {
-    return std::nullopt;
-  }
+  if (!QueryServiceStatus(service, &status)) return std::nullopt;
   return status.dwCurrentState;
 }
 
@@ -42,12 +36,8 @@ std::wstring CommandLineOf(ControllerState state, const std::wstring& program,
 }
 
 ServiceHandle Install(ControllerState state, const std::wstring& commandLine) {
-  const ServiceHandle manager = OpenManager();
-  if (!manager) {
-    return nullptr;
-  }
   const DWORD start = state == ControllerState::kDisabled ? SERVICE_DISABLED : SERVICE_DEMAND_START;
-  return ServiceHandle(CreateServiceW(manager.get(), kControllerService, kControllerService,
+  return ServiceHandle(CreateServiceW(OpenManager().Get(), kControllerService, kControllerService,
                                       SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS, start,
                                       SERVICE_ERROR_NORMAL, commandLine.c_str(), nullptr, nullptr,
                                       nullptr, nullptr, nullptr));
@@ -64,9 +54,7 @@ bool Pause(SC_HANDLE service) {
 }
 
 bool Stop(SC_HANDLE service) {
-  if (CurrentState(service) == SERVICE_STOPPED) {
-    return true;
-  }
+  if (CurrentState(service) == SERVICE_STOPPED) return true;
   SERVICE_STATUS status = {};
   ControlService(service, SERVICE_CONTROL_STOP, &status);
   return WaitForController(SERVICE_STOPPED);
@@ -80,18 +68,16 @@ void EndProcess(SC_HANDLE service) {
                             sizeof(status), &needed)) {
     return;
   }
-  if (const HANDLE process = OpenProcess(PROCESS_TERMINATE, FALSE, status.dwProcessId)) {
-    TerminateProcess(process, 0);
-    CloseHandle(process);
-  }
+  const KernelHandle process(OpenProcess(PROCESS_TERMINATE, FALSE, status.dwProcessId));
+  if (process) TerminateProcess(process.Get(), 0);
 }
 
-bool WaitUntilAbsent(std::chrono::milliseconds timeout) {
+// Asks again and again; false when the time is over.
+template <class Condition>
+bool WaitUntil(const Condition& holds, std::chrono::milliseconds timeout) {
   const ULONGLONG end = GetTickCount64() + static_cast<ULONGLONG>(timeout.count());
-  while (OpenController()) {
-    if (GetTickCount64() > end) {
-      return false;
-    }
+  while (!holds()) {
+    if (GetTickCount64() > end) return false;
     Sleep(kPollMilliseconds);
   }
   return true;
@@ -101,23 +87,17 @@ bool WaitUntilAbsent(std::chrono::milliseconds timeout) {
 
 bool SetController(ControllerState state, const std::wstring& program,
                    const std::wstring& labDirectory) {
-  if (!RemoveController()) {
-    return false;
-  }
-  if (state == ControllerState::kAbsent) {
-    return true;
-  }
+  if (!RemoveController()) return false;
+  if (state == ControllerState::kAbsent) return true;
   const ServiceHandle service = Install(state, CommandLineOf(state, program, labDirectory));
-  if (!service) {
-    return false;
-  }
+  if (!service) return false;
   switch (state) {
     case ControllerState::kRunning:
-      return Start(service.get(), SERVICE_RUNNING);
+      return Start(service.Get(), SERVICE_RUNNING);
     case ControllerState::kPaused:
-      return Start(service.get(), SERVICE_RUNNING) && Pause(service.get());
+      return Start(service.Get(), SERVICE_RUNNING) && Pause(service.Get());
     case ControllerState::kStartPending:
-      return Start(service.get(), SERVICE_START_PENDING);
+      return Start(service.Get(), SERVICE_START_PENDING);
     default:
       return true;
   }
@@ -126,33 +106,19 @@ bool SetController(ControllerState state, const std::wstring& program,
 bool RemoveController() {
   {
     const ServiceHandle service = OpenController();
-    if (!service) {
-      return GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST;
-    }
-    if (!Stop(service.get())) {
-      EndProcess(service.get());
-    }
-    if (!DeleteService(service.get()) && GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE) {
+    if (!service) return GetLastError() == ERROR_SERVICE_DOES_NOT_EXIST;
+    if (!Stop(service.Get())) EndProcess(service.Get());
+    if (!DeleteService(service.Get()) && GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE) {
       return false;
     }
   }
-  return WaitUntilAbsent(std::chrono::seconds(15));
+  return WaitUntil([] { return !OpenController(); }, std::chrono::seconds(15));
 }
 
-std::optional<DWORD> QueryController() {
-  const ServiceHandle service = OpenController();
-  return service ? CurrentState(service.get()) : std::nullopt;
-}
+std::optional<DWORD> QueryController() { return CurrentState(OpenController().Get()); }
 
 bool WaitForController(DWORD state, std::chrono::milliseconds timeout) {
-  const ULONGLONG end = GetTickCount64() + static_cast<ULONGLONG>(timeout.count());
-  while (QueryController() != state) {
-    if (GetTickCount64() > end) {
-      return false;
-    }
-    Sleep(kPollMilliseconds);
-  }
-  return true;
+  return WaitUntil([state] { return QueryController() == state; }, timeout);
 }
 
 }  // namespace lab

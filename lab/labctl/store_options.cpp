@@ -1,118 +1,102 @@
 #include "lab/labctl/store_options.h"
 
+#include <algorithm>
+
+#include "lab/common/rule_file.h"
+
 namespace lab {
 namespace {
 
-// Applies a switch's value, empty for one that takes none; false when the value is wrong.
-using Apply = bool (*)(const std::wstring& value, StoreOptions* options);
+// Takes a switch's value, empty for one that has none; false when the value is wrong.
+using Apply = bool (*)(std::string_view value, StoreOptions* options);
 
 struct StoreSwitch {
-  const wchar_t* name;
+  const char* name;
   const char* value;  // what stands for the value in the help, null for a switch without
   const char* help;
   Apply apply;
 };
 
-// Sets a number option; the member's type may be narrower or optional.
-template <auto kMember>
-bool SetNumber(const std::wstring& value, StoreOptions* options) {
-  const auto number = ParseNumber(Utf8FromWide(value));
-  if (number) options->*kMember = *number;
-  return number.has_value();
-}
-
 template <auto kMember, bool kValue>
-bool SetFlag(const std::wstring&, StoreOptions* options) {
+bool SetFlag(std::string_view, StoreOptions* options) {
   options->*kMember = kValue;
   return true;
 }
 
-template <auto kMember>
-bool SetText(const std::wstring& value, StoreOptions* options) {
-  options->*kMember = value;
-  return true;
+// A member of a kind that only `kRead` knows.
+template <auto kMember, auto kRead>
+bool SetRead(std::string_view value, StoreOptions* options) {
+  options->*kMember = kRead(value);
+  return (options->*kMember).has_value();
 }
 
-bool SetEntryId(const std::wstring& value, StoreOptions* options) {
-  options->entryId = BytesFromHex(Utf8FromWide(value));
-  return options->entryId.has_value();
+bool SetOrder(std::string_view value, StoreOptions* options) {
+  return ReadMember<&StoreOptions::order>(value, options) && *options->order < kOrderLimit;
 }
 
-bool SetOrder(const std::wstring& value, StoreOptions* options) {
-  return SetNumber<&StoreOptions::order>(value, options) && *options->order < kOrderLimit;
-}
-
-bool SetParent(const std::wstring& value, StoreOptions* options) {
-  options->parentProviderUid = UidFromText(Utf8FromWide(value));
-  return options->parentProviderUid.has_value();
-}
-
-bool AddMessage(const std::wstring& value, StoreOptions* options) {
-  const auto size = ParseNumber(Utf8FromWide(value));
-  if (size) options->messageSizes.push_back(*size);
-  return size.has_value();
+bool AddMessage(std::string_view value, StoreOptions* options) {
+  return ReadWord(value, &options->messageSizes.emplace_back());
 }
 
 using O = StoreOptions;
 constexpr StoreSwitch kSwitches[] = {
-    {L"--service", "NAME", "another service name", SetText<&O::serviceName>},
-    {L"--name-as-string", nullptr, "keep the service name as REG_SZ",
+    {"--service", "NAME", "another service name", ReadMember<&O::serviceName>},
+    {"--name-as-string", nullptr, "keep the service name as REG_SZ",
      SetFlag<&O::serviceNameAsString, true>},
-    {L"--no-service-name", nullptr, "no service name", SetFlag<&O::withServiceName, false>},
-    {L"--no-address", nullptr, "no address property", SetFlag<&O::withAddress, false>},
-    {L"--no-provider", nullptr, "no provider", SetFlag<&O::withProvider, false>},
-    {L"--no-entry-id", nullptr, "no entry ID", SetFlag<&O::withEntryId, false>},
-    {L"--no-path", nullptr, "no store path", SetFlag<&O::withPath, false>},
-    {L"--no-file", nullptr, "do not create the store file", SetFlag<&O::withFile, false>},
-    {L"--stored-path", "PATH", "another path in the profile", SetText<&O::storedPath>},
-    {L"--entry-id", "HEX", "this entry ID", SetEntryId},
-    {L"--order", "N", "where the entry ID sorts", SetOrder},
-    {L"--parent", "UID", "the parent's provider UID", SetParent},
-    {L"--mark", "N", "a corruption mark", SetNumber<&O::corruptionMark>},
-    {L"--default", nullptr, "the profile's default store", SetFlag<&O::defaultStore, true>},
-    {L"--not-default", nullptr, "not the default store", SetFlag<&O::defaultStore, false>},
-    {L"--other-provider-first", nullptr, "a provider that is no store comes first",
+    {"--no-service-name", nullptr, "no service name", SetFlag<&O::withServiceName, false>},
+    {"--no-address", nullptr, "no address property", SetFlag<&O::withAddress, false>},
+    {"--no-provider", nullptr, "no provider", SetFlag<&O::withProvider, false>},
+    {"--no-entry-id", nullptr, "no entry ID", SetFlag<&O::withEntryId, false>},
+    {"--no-path", nullptr, "no store path", SetFlag<&O::withPath, false>},
+    {"--no-file", nullptr, "do not create the store file", SetFlag<&O::withFile, false>},
+    {"--stored-path", "PATH", "another path in the profile", ReadMember<&O::storedPath>},
+    {"--entry-id", "HEX", "this entry ID", SetRead<&O::entryId, BytesFromHex>},
+    {"--order", "N", "where the entry ID sorts", SetOrder},
+    {"--parent", "UID", "the parent's provider UID", SetRead<&O::parentProviderUid, UidFromText>},
+    {"--mark", "N", "a corruption mark", ReadMember<&O::corruptionMark>},
+    {"--default", nullptr, "the profile's default store", SetFlag<&O::defaultStore, true>},
+    {"--not-default", nullptr, "not the default store", SetFlag<&O::defaultStore, false>},
+    {"--other-provider-first", nullptr, "a provider that is no store comes first",
      SetFlag<&O::otherProviderFirst, true>},
-    {L"--extra-providers", "N", "further store providers", SetNumber<&O::extraProviders>},
-    {L"--position", "N", "place in the service table, from 0", SetNumber<&O::position>},
-    {L"--message", "BYTES", "one more message of that size", AddMessage},
-    {L"--free", "BYTES", "free space that compaction gains", SetNumber<&O::freeBytes>},
+    {"--extra-providers", "N", "further store providers", ReadMember<&O::extraProviders>},
+    {"--position", "N", "place in the service table, from 0",
+     SetRead<&O::position, ParseNumber<size_t>>},
+    {"--message", "BYTES", "one more message of that size", AddMessage},
+    {"--free", "BYTES", "free space that compaction gains", ReadMember<&O::freeBytes>},
 };
 
-const StoreSwitch* FindSwitch(const std::wstring& word) {
-  for (const StoreSwitch& candidate : kSwitches) {
-    if (word == candidate.name) return &candidate;
-  }
-  return nullptr;
+// Applies the switch at `*at` in `words`, and moves `*at` to its last word.
+bool TakeSwitch(const Words& words, size_t* at, StoreOptions* options) {
+  const std::string name = Utf8FromWide(words[*at]);
+  const auto* found = std::find_if(std::begin(kSwitches), std::end(kSwitches),
+                                   [&](const StoreSwitch& each) { return name == each.name; });
+  if (found == std::end(kSwitches)) return false;
+  if (!found->value) return found->apply({}, options);
+  return ++*at < words.size() && found->apply(Utf8FromWide(words[*at]), options);
 }
 
 }  // namespace
 
-bool TakeStoreOptions(std::vector<std::wstring>* words, StoreOptions* options, std::string* error) {
-  std::vector<std::wstring> rest;
+StoreOptions TakeStoreOptions(Words* words) {
+  StoreOptions options;
+  Words rest;
   for (size_t i = 0; i < words->size(); ++i) {
     const std::wstring& word = (*words)[i];
     if (!word.starts_with(L"--")) {
       rest.push_back(word);
-      continue;
-    }
-    *error = Utf8FromWide(word);
-    const StoreSwitch* found = FindSwitch(word);
-    if (found == nullptr) return false;
-    if (found->value != nullptr && ++i == words->size()) return false;
-    if (!found->apply(found->value != nullptr ? (*words)[i] : std::wstring(), options)) {
-      return false;
+    } else if (!TakeSwitch(*words, &i, &options)) {
+      throw NotUnderstood(Utf8FromWide(word) + " is no switch, or its value is wrong");
     }
   }
   *words = std::move(rest);
-  return true;
+  return options;
 }
 
 std::string DescribeStoreOptions() {
   std::string text;
   for (const StoreSwitch& each : kSwitches) {
-    std::string head = "  " + Utf8FromWide(each.name);
-    if (each.value != nullptr) head += std::string(" ") + each.value;
+    std::string head = std::string("  ") + each.name;
+    if (each.value) head += std::string(" ") + each.value;
     head.resize(std::max<size_t>(head.size() + 1, 28), ' ');
     text += head + each.help + "\n";
   }

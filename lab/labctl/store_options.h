@@ -1,6 +1,7 @@
 // The switches that say how an added store differs from an ordinary one.
 #pragma once
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -8,9 +9,17 @@
 
 namespace lab {
 
-// Takes the switches out of `words`, which keeps the rest in order. False, with the offending word
-// in `error`, when a switch is unknown or its value is missing or wrong.
-bool TakeStoreOptions(std::vector<std::wstring>* words, StoreOptions* options, std::string* error);
+// The words behind a verb.
+using Words = std::vector<std::wstring>;
+
+// Thrown when the words make no sense. Without a text the verb's usage is told.
+struct NotUnderstood : std::runtime_error {
+  explicit NotUnderstood(const std::string& text = {}) : std::runtime_error(text) {}
+};
+
+// Takes the switches out of `words`, which keeps the rest in order. Throws NotUnderstood with the
+// offending word when a switch is unknown or its value is missing or wrong.
+StoreOptions TakeStoreOptions(Words* words);
 
 // One line of help for each switch.
 std::string DescribeStoreOptions();

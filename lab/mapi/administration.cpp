@@ -43,7 +43,7 @@ Table* MakeProviderTable(const std::wstring& profile, const std::vector<Uid>& pr
 }
 
 std::vector<Uid> ServicesOf(const std::wstring& profile) {
-  return ReadUidList(profile, kAdminSectionUid, kTagServiceUids);
+  return ReadUidList(profile, kAdminSectionUid, PR_SERVICES);
 }
 
 bool HasService(const std::wstring& profile, const Uid& service) {
@@ -156,7 +156,7 @@ STDMETHODIMP ServiceAdmin::GetProviderTable(ULONG flags, LPMAPITABLE* table) {
   return call.Run([&] {
     std::vector<Uid> providers;
     for (const Uid& service : ServicesOf(profile_)) {
-      const std::vector<Uid> own = ReadUidList(profile_, service, kTagProviderUids);
+      const std::vector<Uid> own = ReadUidList(profile_, service, PR_STORE_PROVIDERS);
       providers.insert(providers.end(), own.begin(), own.end());
     }
     return call.HandOut(table, MakeProviderTable(profile_, providers));
@@ -168,7 +168,7 @@ STDMETHODIMP ProviderAdmin::GetProviderTable(ULONG flags, LPMAPITABLE* table) {
   call.Flags(flags, MAPI_UNICODE).Out(table);
   return call.Run([&] {
     return call.HandOut(
-        table, MakeProviderTable(profile_, ReadUidList(profile_, service_, kTagProviderUids)));
+        table, MakeProviderTable(profile_, ReadUidList(profile_, service_, PR_STORE_PROVIDERS)));
   });
 }
 

@@ -26,7 +26,7 @@ constexpr ULONG kStoreEntryIdFlags = 0x000003FF;
 PropertyList StoreRow(const std::wstring& profile, const Uid& provider) {
   PropertyList row = ReadSectionProperties(profile, provider);
   const uint32_t flags = ReadLong(profile, provider, PR_RESOURCE_FLAGS).value_or(0);
-  row.push_back({.tag = PR_DEFAULT_STORE, .number = (flags & kStatusDefaultStore) != 0});
+  row.push_back({.tag = PR_DEFAULT_STORE, .number = (flags & STATUS_DEFAULT_STORE) != 0});
   row.push_back(UidProperty(PR_INSTANCE_KEY, provider));
   return row;
 }
@@ -38,7 +38,7 @@ STDMETHODIMP MapiSession::GetMsgStoresTable(ULONG flags, LPMAPITABLE* table) {
   call.Flags(flags, MAPI_UNICODE).Out(table);
   return call.Run([&] {
     std::vector<PropertyList> rows;
-    for (const Uid& provider : ReadUidList(profile_, kAdminSectionUid, kTagProviderUids)) {
+    for (const Uid& provider : ReadUidList(profile_, kAdminSectionUid, PR_STORE_PROVIDERS)) {
       rows.push_back(StoreRow(profile_, provider));
     }
     return call.HandOut(table, new Table("MsgStoresTable",

@@ -207,7 +207,9 @@ TEST(StatementText, NamesColumnsAsTheStatementSpellsThem) {
   EXPECT_EQ(SelectListNames(L"UPDATE T SET a=1"), Texts());
 }
 
-TEST(ProviderOptionsText, IsReadWholeOrNotAtAll) {
+using ProviderOptionsText = DirectoryTest;
+
+TEST_F(ProviderOptionsText, IsReadWholeOrNotAtAll) {
   const auto options = ProviderOptions::Parse(
       L"rows=1;HOLD=yes;accessor=rowset;expressions=named;journal=brief;server=SRV;database=BES;"
       L"text=bstr;integer=i8;column:AgentId=numeric;");
@@ -224,6 +226,14 @@ TEST(ProviderOptionsText, IsReadWholeOrNotAtAll) {
   EXPECT_EQ(options->columnTypes.at(L"agentid"), DBTYPE_NUMERIC);
   EXPECT_FALSE(ProviderOptions::Parse(L"rows=many").has_value());
   EXPECT_FALSE(ProviderOptions::Parse(L"nonsense=1").has_value());
+}
+
+TEST_F(ProviderOptionsText, AMistakeStandsInTheJournal) {
+  SetEnvironmentVariableW(L"QRVLAB_OLEDB_OPTIONS", L"rows=1;hold=perhaps");
+  EXPECT_EQ(ProviderOptions::Load().rowsAtOnce, 0u);
+  SetEnvironmentVariableW(L"QRVLAB_OLEDB_OPTIONS", nullptr);
+  EXPECT_EQ(UnexpectedCalls(Journal()),
+            std::vector<std::string>{"options of the provider that are none: rows=1;hold=perhaps"});
 }
 
 TEST_F(OledbProvider, DatabaseKeepsForeignTextAndNullAndComparesWithoutCase) {

@@ -40,7 +40,8 @@ struct ProviderOptions {
   // None when a name or a value is unknown.
   static std::optional<ProviderOptions> Parse(std::wstring_view text);
 
-  // What is configured; the defaults when that is nothing or cannot be read.
+  // What is configured; the defaults when that is nothing, or is a mistake, of which the journal
+  // then has an UNEXPECTED line.
   static ProviderOptions Load();
 };
 

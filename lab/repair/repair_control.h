@@ -22,6 +22,24 @@ namespace lab {
 extern const wchar_t kRepairTool[];
 extern const wchar_t kMapiProvider[];
 
+// What the tool finds in a store file.
+struct StoreFinding {
+  RepairOutcome outcome = RepairOutcome::kSound;  // never kFromFile
+  std::wstring text;                              // for people: what is wrong
+  size_t problems = 0;
+};
+
+// Reads the file and judges it. A file that is missing, in use or no store file gives kErrorBox.
+StoreFinding ExamineStore(const std::wstring& path);
+
+// The backup file beside the store file: its name with the extension ".bak".
+std::wstring BackupPathOf(const std::wstring& path);
+bool BackupExists(const std::wstring& path);
+
+// Copies the file to its backup, replacing one that is there, then repairs it. False when either
+// fails or the file is not sound afterwards; `text` then says why.
+bool RepairStore(const std::wstring& path, std::wstring* text);
+
 // Copies the tool from `program` into `directory`, which is created when it does not exist, and
 // puts a provider beside it. False, with GetLastError, when the file system refuses.
 bool PlaceRepairTool(const std::wstring& directory, const std::wstring& program);

@@ -15,6 +15,8 @@
 #include <string_view>
 #include <vector>
 
+#include "lab/common/rule_file.h"
+
 namespace lab {
 
 // Where the tool's process ends all at once, with exit code 3.
@@ -78,12 +80,10 @@ struct RepairOptions {
   bool operator==(const RepairOptions&) const = default;
 };
 
-// Sets the option by its name in the plan ("scan-time"); false when there is none of that name or
-// it cannot have that value.
-bool SetRepairOption(RepairOptions* options, std::string_view name, std::string_view value);
-
-class RepairPlan {
+class RepairPlan : public PlanInFile<RepairPlan> {
  public:
+  static constexpr wchar_t kFileName[] = L"repair.txt";
+
   // The plan's head, for every file that no block is for.
   RepairOptions options;
 
@@ -98,12 +98,6 @@ class RepairPlan {
   // option it stops and returns false, and `error`, when given, names the line.
   std::string Format() const;
   bool Parse(std::string_view text, std::string* error = nullptr);
-
-  // Writes `repair.txt` in `directory`, which is created when it does not exist.
-  bool Save(const std::wstring& directory) const;
-
-  // The plan kept in `directory`; see LoadPlan.
-  static RepairPlan Load(const std::wstring& directory);
 
  private:
   struct Block {

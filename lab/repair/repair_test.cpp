@@ -7,42 +7,13 @@
 
 #include "lab/common/journal.h"
 #include "lab/common/lab_config.h"
-#include "lab/common/qsf_file.h"
 #include "lab/common/text.h"
 #include "lab/repair/repair_control.h"
-#include "lab/repair/store_check.h"
 #include "lab/stub/stub_plan.h"
+#include "lab/tests/store_file.h"
 
 namespace lab {
 namespace {
-
-std::wstring TemporaryFile(const wchar_t* name) {
-  wchar_t directory[MAX_PATH] = L"";
-  GetTempPathW(MAX_PATH, directory);
-  return directory + std::to_wstring(GetCurrentProcessId()) + name;
-}
-
-// A store file that goes away with its backup.
-class StoreFile {
- public:
-  StoreFile() {
-    QsfContent content;
-    content.main.owner = L"ann@example.com";
-    content.messageSizes = {512, 512};
-    WriteQsf(path_, content);
-  }
-  explicit StoreFile(QsfDamage damage) : StoreFile() { DamageQsf(path_, damage); }
-  StoreFile(const StoreFile&) = delete;
-  StoreFile& operator=(const StoreFile&) = delete;
-  ~StoreFile() {
-    DeleteFileW(path_.c_str());
-    DeleteFileW(BackupPathOf(path_).c_str());
-  }
-  const std::wstring& Path() const { return path_; }
-
- private:
-  const std::wstring path_ = TemporaryFile(L"ann.qsf");
-};
 
 TEST(RepairPlan, ComesBackAsItWasWritten) {
   RepairPlan plan;
@@ -72,27 +43,34 @@ TEST(RepairPlan, FileNamedAgainGoesOnWithItsBlock) {
   EXPECT_EQ(plan.Format(), "file \"ann\"\nscan-time 100\noutcome errors\n");
 }
 
-TEST(RepairPlan, NamesTheLineThatIsNoOption) {
-  for (const char* line : {"outcome nonsense", "scan-time -1", "scan-time", "unknown 1"}) {
-    RepairPlan plan;
+// Parses lines that are none behind one that is.
+template <class Plan>
+void ExpectMistakes(const std::string& good, const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) {
     std::string error;
-    EXPECT_FALSE(plan.Parse("window yes\n" + std::string(line) + "\n", &error));
+    EXPECT_FALSE(Plan().Parse(good + line + "\n", &error)) << line;
     EXPECT_EQ(error, line);
   }
 }
 
+TEST(RepairPlan, NamesTheLineThatIsNoOption) {
+  ExpectMistakes<RepairPlan>("window yes\n", {"outcome nonsense", "scan-time -1", "scan-time",
+                                              "unknown 1", "file", "window maybe"});
+}
+
 TEST(StoreCheck, FindsWhatTheFileHas) {
   EXPECT_EQ(ExamineStore(StoreFile().Path()).outcome, RepairOutcome::kSound);
-  EXPECT_EQ(ExamineStore(StoreFile(QsfDamage::kCount).Path()).outcome, RepairOutcome::kMinor);
-  for (const QsfDamage damage : {QsfDamage::kChecksum, QsfDamage::kTruncated, QsfDamage::kHeader}) {
-    EXPECT_EQ(ExamineStore(StoreFile(damage).Path()).outcome, RepairOutcome::kErrors)
-        << QsfDamageText(damage);
+  for (const auto& [damage, outcome] : {std::pair(QsfDamage::kCount, RepairOutcome::kMinor),
+                                        {QsfDamage::kChecksum, RepairOutcome::kErrors},
+                                        {QsfDamage::kTruncated, RepairOutcome::kErrors},
+                                        {QsfDamage::kHeader, RepairOutcome::kErrors}}) {
+    EXPECT_EQ(ExamineStore(StoreFile(damage).Path()).outcome, outcome) << QsfDamageText(damage);
   }
 }
 
 TEST(StoreCheck, RefusesWhatIsMissingForeignOrInUse) {
   EXPECT_EQ(ExamineStore(L"").outcome, RepairOutcome::kErrorBox);
-  EXPECT_EQ(ExamineStore(TemporaryFile(L"none.qsf")).outcome, RepairOutcome::kErrorBox);
+  EXPECT_EQ(ExamineStore(TemporaryPath(L"none.qsf")).outcome, RepairOutcome::kErrorBox);
   StoreFile file;
   {
     const QsfLock lock(file.Path());
@@ -181,7 +159,7 @@ void AskStub() {
 }
 
 TEST(StubModule, IsUnloadedWithAllItsHandles) {
-  const std::wstring directory = TemporaryFile(L"stub");
+  const std::wstring directory = TemporaryPath(L"stub");
   SetEnvironmentVariableW(L"QRVLAB_DIR", directory.c_str());
   ASSERT_TRUE(StubPlan().Path("null", "C:\\x.dll").Save(directory));
   AskStub();  // what the system itself opens the first time stays open
@@ -198,12 +176,7 @@ TEST(StubPlan, FailsWithoutRule) {
 }
 
 TEST(StubPlan, NamesTheLineThatIsNoRule) {
-  for (const char* line : {"1033", "1033 path", "1033 empty C:", "1033 nonsense"}) {
-    StubPlan plan;
-    std::string error;
-    EXPECT_FALSE(plan.Parse(std::string(line) + "\n", &error));
-    EXPECT_EQ(error, line);
-  }
+  ExpectMistakes<StubPlan>("* fail\n", {"1033", "1033 path", "1033 empty C:", "1033 nonsense"});
 }
 
 }  // namespace

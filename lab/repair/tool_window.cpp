@@ -18,11 +18,7 @@ constexpr int kRowHeight = 24;
 constexpr int kButtonWidth = 84;
 constexpr int kFirstCommandId = 100;
 
-struct MessageName {
-  UINT message;
-  const char* name;
-};
-constexpr MessageName kMessageNames[] = {
+constexpr NamedValue<UINT> kMessageNames[] = {
     {WM_SETTEXT, "WM_SETTEXT"},
     {WM_GETTEXT, "WM_GETTEXT"},
     {WM_LBUTTONDOWN, "WM_LBUTTONDOWN"},
@@ -31,13 +27,6 @@ constexpr MessageName kMessageNames[] = {
     {BM_CLICK, "BM_CLICK"},
     {WM_CLOSE, "WM_CLOSE"},
 };
-
-const char* NameOf(UINT message) {
-  for (const MessageName& name : kMessageNames) {
-    if (message == name.message) return name.name;
-  }
-  return nullptr;
-}
 
 // While one lives, the tool itself does something to a window.
 class OwnCall {
@@ -125,13 +114,10 @@ void HandlePostedClicks() {
 
 void JournalTool(std::string_view event, uint32_t object, ToolArguments arguments,
                  uint32_t result) {
-  JournalEntry entry;
-  entry.call = "SCANPST::" + std::string(event);
-  entry.object = object;
-  entry.arguments = std::move(arguments);
-  entry.result = result;
-  entry.startMicros = entry.endMicros = NowMicros();
-  AppendJournal(JournalPath(), entry);
+  AppendJournalNow(JournalPath(), {.call = "SCANPST::" + std::string(event),
+                                   .object = object,
+                                   .arguments = std::move(arguments),
+                                   .result = result});
 }
 
 ToolWindow::ToolWindow(uint32_t number, std::wstring title, ToolWindow* owner, const Page& page,
@@ -140,11 +126,10 @@ ToolWindow::ToolWindow(uint32_t number, std::wstring title, ToolWindow* owner, c
   RegisterWindowClass();
   JournalTool("Open", number_, {{"window", Utf8FromWide(title_)}});
   CreateWindowExW(0, kWindowClass, title_.c_str(), WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX,
-                  CW_USEDEFAULT, CW_USEDEFAULT, kWidth, 100,
-                  owner_ != nullptr ? owner_->window_ : nullptr, nullptr, GetModuleHandleW(nullptr),
-                  this);
+                  CW_USEDEFAULT, CW_USEDEFAULT, kWidth, 100, owner_ ? owner_->window_ : nullptr,
+                  nullptr, GetModuleHandleW(nullptr), this);
   Show(page);
-  if (owner_ != nullptr) EnableWindow(owner_->window_, FALSE);
+  if (owner_) EnableWindow(owner_->window_, FALSE);
   ShowWindow(window_, SW_SHOW);
   Raise();
 }
@@ -169,7 +154,7 @@ void ToolWindow::Show(const Page& page) {
   }
   for (const Child& child : old) DestroyWindow(child.window);
   for (Child& child : children_) {
-    if (child.window == nullptr) {
+    if (!child.window) {
       child.window = CreateChild(child.control);
     } else if (child.control.kind == ControlKind::kStatic) {
       SetTextOfWindow(child.window, child.control.text);
@@ -245,15 +230,15 @@ void ToolWindow::SetMessage(const std::wstring& text) {
   if (last != children_.rend()) SetTextOfWindow(last->window, text);
 }
 
-void ToolWindow::PutBehind(HWND other) {
-  SetWindowPos(window_, other, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
+void ToolWindow::Raise() {
+  SetWindowPos(window_, HWND_TOP, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
 }
 
 void ToolWindow::Close() {
-  if (window_ == nullptr) return;
+  if (!window_) return;
   const OwnCall own;
   // Before the window goes, so that the owner and no other program's window comes to the front.
-  if (owner_ != nullptr) EnableWindow(owner_->window_, TRUE);
+  if (owner_) EnableWindow(owner_->window_, TRUE);
   DestroyWindow(window_);
 }
 
@@ -266,7 +251,7 @@ LRESULT CALLBACK ToolWindow::WindowProcedure(HWND window, UINT message, WPARAM w
     SetPropW(window, kOwnerProperty, created);
   }
   auto* self = static_cast<ToolWindow*>(GetPropW(window, kOwnerProperty));
-  if (self == nullptr) return DefWindowProcW(window, message, wParam, lParam);
+  if (!self) return DefWindowProcW(window, message, wParam, lParam);
   self->JournalMessage(window, message, wParam, lParam);
   return self->OnMessage(message, wParam, lParam);
 }
@@ -274,26 +259,17 @@ LRESULT CALLBACK ToolWindow::WindowProcedure(HWND window, UINT message, WPARAM w
 LRESULT CALLBACK ToolWindow::ChildProcedure(HWND window, UINT message, WPARAM wParam,
                                             LPARAM lParam) {
   const auto* self = static_cast<const ToolWindow*>(GetPropW(window, kOwnerProperty));
-  if (self != nullptr) self->JournalMessage(window, message, wParam, lParam);
+  if (self) self->JournalMessage(window, message, wParam, lParam);
   if (message == WM_NCDESTROY) RemovePropW(window, kOwnerProperty);
   return CallWindowProcW(ClassProcedure(window), window, message, wParam, lParam);
 }
 
 LRESULT ToolWindow::OnMessage(UINT message, WPARAM wParam, LPARAM lParam) {
   const HWND window = window_;
-  switch (message) {
-    case WM_CLOSE:
-      return OnClose();
-    case WM_COMMAND:
-      OnCommand(wParam);
-      return 0;
-    case WM_NCDESTROY:
-      RemovePropW(window, kOwnerProperty);
-      OnDestroyed();
-      return DefWindowProcW(window, message, wParam, lParam);
-    default:
-      return DefWindowProcW(window, message, wParam, lParam);
-  }
+  if (message == WM_CLOSE) return OnClose();
+  if (message == WM_COMMAND) return OnCommand(wParam);
+  if (message == WM_NCDESTROY) OnDestroyed();
+  return DefWindowProcW(window, message, wParam, lParam);
 }
 
 LRESULT ToolWindow::OnClose() {
@@ -303,14 +279,16 @@ LRESULT ToolWindow::OnClose() {
   return 0;
 }
 
-void ToolWindow::OnCommand(WPARAM wParam) {
+LRESULT ToolWindow::OnCommand(WPARAM wParam) {
   const int command = LOWORD(wParam) - kFirstCommandId;
-  if (HIWORD(wParam) != BN_CLICKED || command <= static_cast<int>(ToolCommand::kNone)) return;
+  if (HIWORD(wParam) != BN_CLICKED || command <= static_cast<int>(ToolCommand::kNone)) return 0;
   // A disabled window cannot be clicked by hand, but posted clicks do reach it.
-  if (IsEnabled()) events_.command(static_cast<ToolCommand>(command));
+  if (IsWindowEnabled(window_)) events_.command(static_cast<ToolCommand>(command));
+  return 0;
 }
 
 void ToolWindow::OnDestroyed() {
+  RemovePropW(window_, kOwnerProperty);
   window_ = nullptr;
   children_.clear();
   JournalTool("Closed", number_, {{"window", Utf8FromWide(title_)}});
@@ -318,8 +296,8 @@ void ToolWindow::OnDestroyed() {
 }
 
 void ToolWindow::JournalMessage(HWND receiver, UINT message, WPARAM wParam, LPARAM lParam) const {
-  const char* name = NameOf(message);
-  if (name == nullptr || !IsFromOutside(message)) return;
+  const char* name = NameOf(kMessageNames, message);
+  if (!name || !IsFromOutside(message)) return;
   ToolArguments arguments = {{"how", IsSent() ? "sent" : "posted"},
                              {"window", Utf8FromWide(title_)}};
   if (receiver != window_) {
@@ -329,7 +307,7 @@ void ToolWindow::JournalMessage(HWND receiver, UINT message, WPARAM wParam, LPAR
   arguments.emplace_back("wParam", HexNumber(wParam));
   if (message == WM_SETTEXT) {
     const auto* text = reinterpret_cast<const wchar_t*>(lParam);
-    arguments.emplace_back("text", Utf8FromWide(text != nullptr ? text : L""));
+    arguments.emplace_back("text", Utf8FromWide(text ? text : L""));
   } else if (message != WM_GETTEXT) {
     arguments.emplace_back("lParam", HexNumber(static_cast<uint64_t>(lParam)));
   }

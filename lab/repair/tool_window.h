@@ -48,9 +48,6 @@ class ToolWindow {
   ~ToolWindow() { Close(); }
 
   bool IsOpen() const { return window_ != nullptr; }
-  bool IsEnabled() const { return IsWindowEnabled(window_) != FALSE; }
-  HWND Handle() const { return window_; }
-  uint32_t Number() const { return number_; }
 
   // Replaces the controls. Those that the new page has too stay what they are: no control of the
   // old page can be found afterwards that is not in the new one.
@@ -62,9 +59,7 @@ class ToolWindow {
   // Changes the text of the last static control.
   void SetMessage(const std::wstring& text);
 
-  void Raise() { PutBehind(HWND_TOP); }
-  // Puts the window right below another in the order of all top-level windows.
-  void PutBehind(HWND other);
+  void Raise();
 
   void Close();
 
@@ -80,7 +75,7 @@ class ToolWindow {
 
   LRESULT OnMessage(UINT message, WPARAM wParam, LPARAM lParam);
   LRESULT OnClose();
-  void OnCommand(WPARAM wParam);
+  LRESULT OnCommand(WPARAM wParam);
   void OnDestroyed();
 
   std::vector<Child>::iterator FindChild(std::vector<Child>* children,

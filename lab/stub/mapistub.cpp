@@ -22,24 +22,21 @@ std::string ModulePath() {
   return lab::Utf8FromWide(path);
 }
 
-std::string Shown(const char* text) { return text != nullptr ? text : "NULL"; }
+std::string Shown(const char* text) { return text ? text : "NULL"; }
 
 void Journal(const char* component, const char* qualifier, DWORD size, BOOL install,
-             const lab::StubAnswer& answer) {
-  lab::JournalEntry entry;
-  entry.call = "FGetComponentPath";
-  entry.arguments = {{"module", ModulePath()},
-                     {"component", Shown(component)},
-                     {"qualifier", Shown(qualifier)},
-                     {"size", std::to_string(size)},
-                     {"install", std::to_string(install)}};
-  entry.result = answer.succeeds ? TRUE : FALSE;
-  entry.startMicros = entry.endMicros = lab::NowMicros();
-  lab::AppendJournal(lab::JournalPath(), entry);
+             const lab::StubRule& answer) {
+  lab::AppendJournalNow(lab::JournalPath(), {.call = "FGetComponentPath",
+                                             .arguments = {{"module", ModulePath()},
+                                                           {"component", Shown(component)},
+                                                           {"qualifier", Shown(qualifier)},
+                                                           {"size", std::to_string(size)},
+                                                           {"install", std::to_string(install)}},
+                                             .result = answer.succeeds ? 1u : 0u});
 }
 
 void CopyBounded(const std::string& text, char* buffer, DWORD size) {
-  if (buffer == nullptr || size == 0) return;
+  if (!buffer || size == 0) return;
   const size_t length = std::min<size_t>(text.size(), size - 1);
   std::copy_n(text.data(), length, buffer);
   buffer[length] = '\0';
@@ -50,7 +47,7 @@ void CopyBounded(const std::string& text, char* buffer, DWORD size) {
 extern "C" __declspec(dllexport) BOOL WINAPI
     FGetComponentPath(const char* component, const char* qualifier, char* path, DWORD size,
                       BOOL install) {
-  const lab::StubAnswer answer = lab::StubPlan::Load(lab::LabDirectory()).For(qualifier);
+  const lab::StubRule answer = lab::StubPlan::Load(lab::LabDirectory()).For(qualifier);
   Journal(component, qualifier, size, install, answer);
   if (answer.path) CopyBounded(*answer.path, path, size);
   return answer.succeeds ? TRUE : FALSE;

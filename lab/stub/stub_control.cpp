@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "lab/common/text.h"
+
 namespace lab {
 namespace {
 
@@ -15,18 +17,13 @@ bool Exists(const std::wstring& path) {
 
 bool Remove(const std::wstring& path) { return DeleteFileW(path.c_str()) || !Exists(path); }
 
-bool MarkNothing(const std::wstring& path) {
-  const HANDLE file = CreateFileW((path + kNothingSuffix).c_str(), GENERIC_WRITE, 0, nullptr,
-                                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  return file != INVALID_HANDLE_VALUE && CloseHandle(file);
-}
-
 // Moves the original aside unless that was done before. It is moved and not copied: the file may
 // have other names, under which it must stay what it is.
 bool Keep(const std::wstring& path) {
   const std::wstring kept = path + kKeptSuffix;
   if (Exists(kept) || Exists(path + kNothingSuffix)) return true;
-  return Exists(path) ? MoveFileW(path.c_str(), kept.c_str()) != FALSE : MarkNothing(path);
+  return Exists(path) ? MoveFileW(path.c_str(), kept.c_str()) != FALSE
+                      : WriteWholeFile(path + kNothingSuffix, {});
 }
 
 bool Restore(const std::wstring& path) {

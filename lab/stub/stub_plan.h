@@ -12,48 +12,37 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
-#include <vector>
+
+#include "lab/common/rule_file.h"
 
 namespace lab {
 
-struct StubAnswer {
+// What the calls with a qualifier are answered.
+struct StubRule {
+  std::string qualifier = {};  // "null": the call without one; "*": any call
   bool succeeds = false;
-  std::optional<std::string> path;  // none leaves the caller's buffer alone
+  std::optional<std::string> path = {};  // in the ANSI code page; none leaves the buffer alone
+
+  bool operator==(const StubRule&) const = default;
 };
 
-class StubPlan {
+class StubPlan : public RulePlan<StubPlan, StubRule> {
  public:
-  // Each adds a rule and returns the plan, so that calls can be chained. "null" is the call without
-  // a qualifier, "*" any call. Paths are in the ANSI code page.
-  StubPlan& Path(std::string qualifier, std::string path);
-  StubPlan& Empty(std::string qualifier);
-  StubPlan& Fail(std::string qualifier);
-  StubPlan& FailWithPath(std::string qualifier, std::string path);
+  static constexpr wchar_t kFileName[] = L"mapistub.txt";
 
-  // `qualifier` may be null.
-  StubAnswer For(const char* qualifier) const;
+  StubPlan& Path(std::string qualifier, std::string path) {
+    return Add({std::move(qualifier), true, std::move(path)});
+  }
+  StubPlan& Empty(std::string qualifier) { return Path(std::move(qualifier), ""); }
+  StubPlan& Fail(std::string qualifier) { return Add({.qualifier = std::move(qualifier)}); }
+  StubPlan& FailWithPath(std::string qualifier, std::string path) {
+    return Add({std::move(qualifier), false, std::move(path)});
+  }
 
-  // The plan's text, and back. Parse adds what it reads to the plan; at the first line that is no
-  // rule it stops and returns false, and `error`, when given, names the line.
-  std::string Format() const;
-  bool Parse(std::string_view text, std::string* error = nullptr);
+  // The rule that answers the call; `qualifier` may be null.
+  StubRule For(const char* qualifier) const;
 
-  // Writes `mapistub.txt` in `directory`, which is created when it does not exist.
-  bool Save(const std::wstring& directory) const;
-
-  // The plan kept in `directory`; see LoadPlan.
-  static StubPlan Load(const std::wstring& directory);
-
- private:
-  struct Rule {
-    std::string qualifier;
-    StubAnswer answer;
-  };
-
-  StubPlan& Add(std::string qualifier, StubAnswer answer);
-
-  std::vector<Rule> rules_;
+  static RuleForms<StubRule> Forms();
 };
 
 }  // namespace lab

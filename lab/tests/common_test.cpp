@@ -9,28 +9,11 @@
 #include "lab/common/files.h"
 #include "lab/common/installation.h"
 #include "lab/common/journal.h"
-#include "lab/common/qsf_file.h"
 #include "lab/common/rule_file.h"
 #include "lab/common/text.h"
+#include "lab/tests/store_file.h"
 
 namespace {
-
-std::wstring TempPath(const wchar_t* name) {
-  wchar_t directory[MAX_PATH];
-  GetTempPathW(ARRAYSIZE(directory), directory);
-  const std::wstring path =
-      directory + std::wstring(L"qrvlab_tests_") + std::to_wstring(GetCurrentProcessId()) + name;
-  DeleteFileW(path.c_str());
-  return path;
-}
-
-lab::QsfContent SmallStore() {
-  lab::QsfContent content;
-  content.main.owner = L"ann@example.com";
-  content.messageSizes = {100, 200};
-  content.freeBytes = 4096;
-  return content;
-}
 
 TEST(Text, QuotedPiecesComeBackAsTheyWere) {
   const std::string odd = "a \"b\"\\ c\r\n\t\x01";
@@ -41,66 +24,78 @@ TEST(Text, QuotedPiecesComeBackAsTheyWere) {
 TEST(Text, NumbersAreWholeOrNothing) {
   EXPECT_EQ(lab::ParseNumber("0x80040111"), 0x80040111u);
   EXPECT_EQ(lab::ParseNumber("17"), 17u);
-  EXPECT_FALSE(lab::ParseNumber("1f"));
-  EXPECT_FALSE(lab::ParseNumber("4294967296"));
-  EXPECT_FALSE(lab::ParseNumber(""));
+  for (const char* none : {"1f", "4294967296", "", "0x", "-1", "+1", " 1", "1 "}) {
+    EXPECT_FALSE(lab::ParseNumber(none)) << none;
+  }
+  EXPECT_EQ(lab::ParseNumber<uint64_t>("4294967296"), 4294967296u);
 }
 
 TEST(Journal, ALineComesBackAsItWas) {
-  lab::JournalEntry entry;
-  entry.startMicros = 5;
-  entry.endMicros = 7;
-  entry.processId = 1;
-  entry.threadId = 2;
-  entry.call = "IMAPITable::Restrict";
-  entry.object = 3;
-  entry.ordinal = 4;
-  entry.arguments = {{"restriction", "or(\"x y\")"}, {"flags", "0x0"}, {"name", ""}};
-  entry.result = 0x80040111;
-  const std::string line = lab::FormatJournalLine(entry);
-  EXPECT_EQ(line,
-            "5 7 1 2 IMAPITable::Restrict #3 n=4 restriction=\"or(\\\"x y\\\")\" flags=0x0 "
-            "name=\"\" =0x80040111");
+  const lab::JournalEntry entry = {
+      .startMicros = 5,
+      .endMicros = 7,
+      .processId = 1,
+      .threadId = 2,
+      .call = "IMAPITable::Restrict",
+      .object = 3,
+      .ordinal = 4,
+      .arguments = {{"restriction", "or(\"x y\")"}, {"flags", "0x0"}, {"name", ""}},
+      .result = 0x80040111};
+  const std::string call =
+      "5 7 1 2 IMAPITable::Restrict #3 n=4 restriction=\"or(\\\"x y\\\")\" flags=0x0 "
+      "name=\"\" =0x80040111";
+  EXPECT_EQ(lab::FormatJournalLine(entry), call);
   lab::JournalEntry read;
-  ASSERT_TRUE(lab::ParseJournalLine(line, &read));
-  EXPECT_EQ(read.arguments, entry.arguments);
-  EXPECT_EQ(lab::FormatJournalLine(read), line);
-}
-
-TEST(Journal, ANoteComesBackAsItWas) {
-  for (const std::string line : {"5 5 1 2 LEAK row #3", "5 5 1 2 UNEXPECTED a \"b\"  c"}) {
-    lab::JournalEntry read;
-    ASSERT_TRUE(lab::ParseJournalLine(line, &read));
+  for (const std::string& line :
+       {call, std::string("5 5 1 2 LEAK row #3"), std::string("5 5 1 2 UNEXPECTED a \"b\"  c")}) {
+    ASSERT_TRUE(lab::ParseJournalLine(line, &read)) << line;
     EXPECT_EQ(lab::FormatJournalLine(read), line);
   }
-  lab::JournalEntry read;
-  EXPECT_FALSE(lab::ParseJournalLine("5 5 1 x LEAK row #3", &read));
-  EXPECT_FALSE(lab::ParseJournalLine("", &read));
+  ASSERT_TRUE(lab::ParseJournalLine(call, &read));
+  EXPECT_EQ(read.arguments, entry.arguments);
+  for (const char* none : {"5 5 1 x LEAK row #3", "5 5 1 2", ""}) {
+    EXPECT_FALSE(lab::ParseJournalLine(none, &read)) << none;
+  }
 }
 
 TEST(Journal, CountsWhatIsInFlightAtOnce) {
-  std::vector<lab::JournalEntry> journal(3);
-  const uint64_t times[][2] = {{0, 10}, {5, 15}, {10, 20}};
-  for (size_t i = 0; i < journal.size(); ++i) {
-    journal[i].call = "x";
-    journal[i].startMicros = times[i][0];
-    journal[i].endMicros = times[i][1];
-  }
+  const std::vector<lab::JournalEntry> journal = {
+      {.startMicros = 0, .endMicros = 10, .call = "x"},
+      {.startMicros = 5, .endMicros = 15, .call = "x"},
+      {.startMicros = 10, .endMicros = 20, .call = "x"}};
   EXPECT_EQ(lab::MaxInFlight(journal, "x"), 2u);
 }
 
 TEST(FaultPlan, ItsTextComesBackAsItWas) {
   lab::FaultPlan plan;
   plan.FailNth("MAPILogonEx", 2, 0x80040111)
+      .FailEach("MAPIInitialize", 0)
       .FailMatching("IMAPISession::OpenMsgStore", L"a b#c", 0x80040600)
+      .DelayNth("MAPILogonEx", 3, 70)
       .DelayEach("*", 5)
+      .DelayMatching("value-null:Two words", L"", 6)
       .SetOutParameters(lab::OutParameters::kKeep);
+  EXPECT_EQ(plan.Format(),
+            "MAPILogonEx 2 0x80040111\n"
+            "MAPIInitialize * 0x00000000\n"
+            "IMAPISession::OpenMsgStore match \"a b#c\" 0x80040600\n"
+            "MAPILogonEx 3 delay 70\n"
+            "* * delay 5\n"
+            "\"value-null:Two words\" match \"\" delay 6\n"
+            "option keep-out-parameters\n");
   lab::FaultPlan read;
   ASSERT_TRUE(read.Parse("# a comment\n" + plan.Format()));
-  EXPECT_EQ(read.Format(), plan.Format());
-  std::string error;
-  EXPECT_FALSE(read.Parse("MAPILogonEx 0 0x1", &error));
-  EXPECT_EQ(error, "MAPILogonEx 0 0x1");
+  EXPECT_EQ(read.Rules(), plan.Rules());
+  EXPECT_EQ(read.Treatment(), lab::OutParameters::kKeep);
+}
+
+TEST(FaultPlan, NamesTheLineThatIsNoRule) {
+  for (const char* line : {"MAPILogonEx 0 0x1", "MAPILogonEx 1", "MAPILogonEx 1 delay",
+                           "MAPILogonEx 1 0x1 2", "MAPILogonEx match 0x1", "option nonsense"}) {
+    std::string error;
+    EXPECT_FALSE(lab::FaultPlan().Parse(line, &error)) << line;
+    EXPECT_EQ(error, line);
+  }
 }
 
 TEST(FaultPlan, CountsByOperationByPlaceAndOverall) {
@@ -117,9 +112,11 @@ TEST(FaultPlan, CountsByOperationByPlaceAndOverall) {
 }
 
 TEST(RuleFile, APlanEndsWhereALineIsNoRuleAndTheJournalTells) {
-  const std::wstring directory = TempPath(L"plan");
-  ASSERT_TRUE(lab::SaveRuleFile(directory, L"faults.txt",
-                                "# a comment\r\n\r\nMAPILogonEx 1 0x1\r\nnonsense\r\n* 2 0x2\r\n"));
+  const std::wstring directory = lab::TemporaryPath(L"plan");
+  std::filesystem::create_directory(directory);
+  ASSERT_TRUE(lab::WriteWholeFile(directory + L"\\faults.txt",
+                                  "# a comment\r\n\r\nMAPILogonEx 1 "
+                                  "0x1\r\nnonsense\r\n* 2 0x2\r\n"));
   EXPECT_EQ(lab::FaultPlan::Load(directory).Format(), "MAPILogonEx 1 0x00000001\n");
   EXPECT_EQ(lab::UnexpectedCalls(lab::ReadJournal(lab::JournalPath(directory))),
             std::vector<std::string>{"a plan with a line that is no rule: nonsense"});
@@ -149,18 +146,16 @@ TEST(EntryId, AMailboxComesBackAsItWas) {
 class DamagedQsf : public ::testing::TestWithParam<lab::QsfDamage> {};
 
 TEST_P(DamagedQsf, IsFoundAndRepaired) {
-  const std::wstring path = TempPath(L"damaged.qsf");
-  ASSERT_EQ(lab::WriteQsf(path, SmallStore()), lab::QsfStatus::kOk);
-  ASSERT_TRUE(lab::DamageQsf(path, GetParam()));
+  const lab::StoreFile file(GetParam());
   std::vector<lab::QsfProblem> problems;
   const bool minor = GetParam() == lab::QsfDamage::kCount;
-  EXPECT_EQ(lab::CheckQsf(path, &problems), minor ? lab::QsfStatus::kOk : lab::QsfStatus::kDamaged);
+  EXPECT_EQ(lab::CheckQsf(file.Path(), &problems),
+            minor ? lab::QsfStatus::kOk : lab::QsfStatus::kDamaged);
   ASSERT_FALSE(problems.empty());
   EXPECT_EQ(problems[0].damage, GetParam());
-  EXPECT_EQ(lab::RepairQsf(path), lab::QsfStatus::kOk);
-  EXPECT_EQ(lab::CheckQsf(path, &problems), lab::QsfStatus::kOk);
+  EXPECT_EQ(lab::RepairQsf(file.Path()), lab::QsfStatus::kOk);
+  EXPECT_EQ(lab::CheckQsf(file.Path(), &problems), lab::QsfStatus::kOk);
   EXPECT_TRUE(problems.empty());
-  DeleteFileW(path.c_str());
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, DamagedQsf,
@@ -169,108 +164,104 @@ INSTANTIATE_TEST_SUITE_P(Kinds, DamagedQsf,
                          [](const auto& damage) { return lab::QsfDamageText(damage.param); });
 
 TEST(Qsf, CompactionGivesTheFreeSpaceBack) {
-  const std::wstring path = TempPath(L"compact.qsf");
-  ASSERT_EQ(lab::WriteQsf(path, SmallStore()), lab::QsfStatus::kOk);
+  const lab::StoreFile file;
   uint64_t gained = 0;
-  EXPECT_EQ(lab::CompactQsf(path, &gained), lab::QsfStatus::kOk);
+  EXPECT_EQ(lab::CompactQsf(file.Path(), &gained), lab::QsfStatus::kOk);
   EXPECT_GE(gained, 4096u);
   lab::QsfContent content;
-  EXPECT_EQ(lab::ReadQsf(path, &content), lab::QsfStatus::kOk);
-  EXPECT_EQ(content.messageSizes, SmallStore().messageSizes);
+  EXPECT_EQ(lab::ReadQsf(file.Path(), &content), lab::QsfStatus::kOk);
+  EXPECT_EQ(content.messageSizes, std::vector<uint32_t>({512, 512}));
   EXPECT_EQ(content.freeBytes, 0u);
-  DeleteFileW(path.c_str());
 }
 
 TEST(Qsf, AFolderIsEnteredOnce) {
-  const std::wstring path = TempPath(L"folder.qsf");
-  ASSERT_EQ(lab::WriteQsf(path, SmallStore()), lab::QsfStatus::kOk);
+  const lab::StoreFile file;
   bool existed = true;
-  EXPECT_EQ(lab::AddQsfFolder(path, L"BOB@example.com", {L"Info", true}, &existed),
+  EXPECT_EQ(lab::AddQsfFolder(file.Path(), L"BOB@example.com", {L"Info", true}, &existed),
             lab::QsfStatus::kOk);
   EXPECT_FALSE(existed);
-  lab::AddQsfFolder(path, L"bob@example.com", {L"Info", true}, &existed);
+  lab::AddQsfFolder(file.Path(), L"bob@example.com", {L"Info", true}, &existed);
   EXPECT_TRUE(existed);
   lab::QsfContent content;
-  lab::ReadQsf(path, &content);
+  lab::ReadQsf(file.Path(), &content);
   ASSERT_EQ(content.embedded.size(), 1u);
   EXPECT_EQ(content.embedded[0].folders.size(), 1u);
-  DeleteFileW(path.c_str());
 }
 
-TEST(Installation, TheSameStepsGiveTheSameBytes) {
-  const lab::Profile profile(L"QrvLabTestSame");
+class Installation : public ::testing::Test {
+ protected:
+  Installation() {
+    profile_.Delete();
+    options_.withFile = false;
+  }
+  ~Installation() override { EXPECT_TRUE(profile_.Delete()); }
+
+  lab::Service AddRoot() const {
+    return profile_.AddRootStore(L"bes@example.com", L"C:\\x\\bes.qsf", options_);
+  }
+  lab::Service AddSecondary(const std::wstring& address) const {
+    return profile_.AddSecondaryStore(address, L"C:\\x\\a.qsf", options_);
+  }
+
+  const lab::Profile profile_{L"QrvLabTestInstallation"};
+  lab::StoreOptions options_;
+};
+
+TEST_F(Installation, TheSameStepsGiveTheSameBytes) {
   std::vector<lab::Bytes> entryIds;
   for (int i = 0; i < 2; ++i) {
-    profile.Delete();
-    lab::StoreOptions options;
-    options.withFile = false;
-    const lab::Service root = profile.AddRootStore(L"bes@example.com", L"C:\\x\\bes.qsf", options);
-    profile.AddEmbeddedStore(L"bob@example.com", root, options);
-    entryIds.push_back(profile.Services().back().EntryId());
+    profile_.Delete();
+    profile_.AddEmbeddedStore(L"bob@example.com", AddRoot(), options_);
+    entryIds.push_back(profile_.Services().back().EntryId());
   }
   EXPECT_EQ(entryIds[0], entryIds[1]);
   EXPECT_TRUE(lab::ParentProviderOfEntryId(entryIds[0]));
-  EXPECT_TRUE(profile.Delete());
 }
 
-TEST(Installation, AnOrderThatDoesNotFitIsRefused) {
-  const lab::Profile profile(L"QrvLabTestOrder");
-  profile.Delete();
-  lab::StoreOptions options;
-  options.withFile = false;
-  options.order = lab::kOrderLimit;
-  EXPECT_THROW(profile.AddRootStore(L"bes@example.com", L"C:\\x\\bes.qsf", options),
-               std::runtime_error);
-  EXPECT_FALSE(profile.Exists());
-  options.order = lab::kOrderLimit - 1;
-  const lab::Bytes last =
-      profile.AddSecondaryStore(L"ann@example.com", L"C:\\x\\a.qsf", options).EntryId();
-  options.order.reset();
-  EXPECT_LT(profile.AddSecondaryStore(L"bob@example.com", L"C:\\x\\b.qsf", options).EntryId(),
-            last);
-  EXPECT_TRUE(profile.Delete());
+TEST_F(Installation, AnOrderThatDoesNotFitIsRefused) {
+  options_.order = lab::kOrderLimit;
+  EXPECT_THROW(AddRoot(), std::runtime_error);
+  EXPECT_FALSE(profile_.Exists());
+  options_.order = lab::kOrderLimit - 1;
+  const lab::Bytes last = AddSecondary(L"ann@example.com").EntryId();
+  options_.order.reset();
+  EXPECT_LT(AddSecondary(L"bob@example.com").EntryId(), last);
 }
 
-TEST(Installation, RemovingAServiceTakesItsSectionsAndPlaces) {
-  const lab::Profile profile(L"QrvLabTestRemove");
-  profile.Delete();
-  lab::StoreOptions options;
-  options.withFile = false;
-  const lab::Service root = profile.AddRootStore(L"bes@example.com", L"C:\\x\\bes.qsf", options);
-  const lab::Service ann = profile.AddSecondaryStore(L"ann@example.com", L"C:\\x\\a.qsf", options);
-  EXPECT_TRUE(profile.Remove(ann.uid));
-  EXPECT_FALSE(profile.Remove(ann.uid));
-  EXPECT_EQ(profile.Services().size(), 1u);
-  EXPECT_FALSE(lab::SectionExists(profile.Name(), ann.uid));
-  EXPECT_FALSE(lab::SectionExists(profile.Name(), ann.Store()->uid));
-  EXPECT_TRUE(profile.Get(root.uid));
-  EXPECT_TRUE(profile.Delete());
+TEST_F(Installation, RemovingAServiceTakesItsSectionsAndPlaces) {
+  const lab::Service root = AddRoot();
+  const lab::Service ann = AddSecondary(L"ann@example.com");
+  EXPECT_TRUE(profile_.Remove(ann.uid));
+  EXPECT_FALSE(profile_.Remove(ann.uid));
+  EXPECT_EQ(profile_.Services().size(), 1u);
+  EXPECT_FALSE(lab::SectionExists(profile_.Name(), ann.uid));
+  EXPECT_FALSE(lab::SectionExists(profile_.Name(), ann.Store()->uid));
+  EXPECT_TRUE(profile_.Get(root.uid));
 }
 
 TEST(Files, ABigFileIsNotReadAsAStore) {
-  const std::wstring path = TempPath(L"big.qsf");
+  const lab::TemporaryFile file;
   constexpr uint64_t kSize = (5ull << 30) + 1023;
-  ASSERT_TRUE(lab::WriteFileOfSize(path, kSize));
-  EXPECT_EQ(lab::QsfSize(path), kSize);
-  EXPECT_EQ(lab::ReadQsf(path, nullptr), lab::QsfStatus::kFailed);
-  DeleteFileW(path.c_str());
+  ASSERT_TRUE(lab::WriteFileOfSize(file.Path(), kSize));
+  EXPECT_EQ(lab::QsfSize(file.Path()), kSize);
+  EXPECT_EQ(lab::ReadQsf(file.Path(), nullptr), lab::QsfStatus::kFailed);
 }
 
 TEST(Files, TheLastAccessCanBeSet) {
-  const std::wstring path = TempPath(L"old.qsf");
-  ASSERT_TRUE(lab::WriteFileOfSize(path, 0));
+  const lab::TemporaryFile file;
+  ASSERT_TRUE(lab::WriteFileOfSize(file.Path(), 0));
   const lab::UtcTime time{2004, 2, 29, 23, 59, 58};
-  EXPECT_TRUE(lab::SetLastAccess(path, time));
-  EXPECT_EQ(lab::LastAccess(path), time);
+  EXPECT_TRUE(lab::SetLastAccess(file.Path(), time));
+  EXPECT_EQ(lab::LastAccess(file.Path()), time);
   EXPECT_EQ(lab::FormatUtcTime(time), "2004-02-29 23:59:58");
   EXPECT_EQ(lab::ParseUtcTime("2004-02-29 23:59:58"), time);
-  EXPECT_FALSE(lab::ParseUtcTime("2004-02-29 23:59"));
-  EXPECT_FALSE(lab::ParseUtcTime("2004-02-29 23:59:58Z"));
-  DeleteFileW(path.c_str());
+  for (const char* none : {"2004-02-29 23:59", "2004-02-29 23:59:58Z", ""}) {
+    EXPECT_FALSE(lab::ParseUtcTime(none)) << none;
+  }
 }
 
 TEST(Files, CompanionsLieUnderTheBaseName) {
-  const std::wstring directory = TempPath(L"companions");
+  const std::wstring directory = lab::TemporaryPath(L"companions");
   CreateDirectoryW(directory.c_str(), nullptr);
   const auto paths = lab::WriteCompanions(directory + L"\\ann.QSF", {L".qsf.lock", L".idx"});
   EXPECT_EQ(lab::FilesIn(directory), (std::vector<std::wstring>{L"ann.idx", L"ann.qsf.lock"}));

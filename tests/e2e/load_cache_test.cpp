@@ -429,7 +429,7 @@ void AddWithoutProvider(const lab::Profile& profile, const std::wstring& path, l
 void AddWithTransportOnly(const lab::Profile& profile, const std::wstring& path, lab::FaultPlan&,
                           uint32_t) {
   const lab::Service ann = profile.AddSecondaryStore(kAnn, path);
-  lab::WriteLong(profile.Name(), ann.Store()->uid, lab::kTagResourceType, MAPI_TRANSPORT_PROVIDER);
+  lab::WriteLong(profile.Name(), ann.Store()->uid, PR_RESOURCE_TYPE, MAPI_TRANSPORT_PROVIDER);
 }
 
 void AddWithUnreadableProperties(const lab::Profile& profile, const std::wstring& path,
@@ -716,7 +716,7 @@ TEST_F(LoadCacheTest, AParentIsFoundByItsEntryIdsExactBytes) {
   const lab::Service dan = AddOrphan(L"dan");
   const auto giveParent = [&](const lab::Service& child, const lab::Bytes& entryId) {
     ASSERT_TRUE(lab::WriteBinary(profile_.Name(), *lab::ParentProviderOfEntryId(child.EntryId()),
-                                 lab::kTagEntryId, entryId));
+                                 PR_ENTRYID, entryId));
   };
   lab::Bytes longer = ann.EntryId();
   longer.push_back(0);

@@ -42,7 +42,7 @@ TEST_F(PurgeQsfTest, AProfileWithEmbeddedStoresOnlyAddsNoFolder) {
   const lab::Service bob = AddEmbedded(L"bob", ann);
   // Each the other's parent.
   const lab::Service cid = AddEmbedded(L"cid", bob);
-  ASSERT_TRUE(lab::WriteBinary(L"Main", bob.Store()->uid, lab::kTagEntryId,
+  ASSERT_TRUE(lab::WriteBinary(L"Main", bob.Store()->uid, PR_ENTRYID,
                                lab::EmbeddedStoreEntryId(2, bob.Store()->uid, cid.Store()->uid)));
   ASSERT_TRUE(profile_.Remove(ann.uid));
   EXPECT_EQ(Purge(), "");

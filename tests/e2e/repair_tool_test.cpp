@@ -11,7 +11,6 @@
 #include "lab/common/qsf_file.h"
 #include "lab/common/text.h"
 #include "lab/repair/repair_control.h"
-#include "lab/repair/store_check.h"
 #include "src/platform/handle.h"
 #include "tests/e2e/support/output.h"
 #include "tests/e2e/support/scan_lab_test.h"
