@@ -126,7 +126,7 @@ Strings CallTexts(const std::vector<lab::JournalEntry>& journal) {
     std::string text = entry.call;
     for (const auto& [name, value] : entry.arguments) {
       const bool isFree = entry.call == "IMAPITable::Restrict" && name == "flags";
-      if (name != "rows" && !isFree) text += " " + name + "=" + value;
+      if (name != "rows" && !isFree) text.append(" ").append(name).append("=").append(value);
     }
     texts.push_back(std::move(text));
   }
@@ -227,8 +227,8 @@ TEST_F(LoadCacheTest, StoresComeInTheOrderOfTheirEntryIdsBytes) {
   std::string expected;
   for (const auto& [name, entryId] : backwards) {
     Add(name, {.entryId = entryId});
-    expected =
-        QsfStore(Utf8FromWide(name) + "@example.com", Utf8FromWide(name) + ".qsf") + expected;
+    const std::string narrow = Utf8FromWide(name);
+    expected.insert(0, QsfStore(narrow + "@example.com", narrow + ".qsf"));
   }
   EXPECT_EQ(ListStores(), expected);
 }

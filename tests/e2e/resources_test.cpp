@@ -62,8 +62,8 @@ std::string ManifestOf(const std::wstring& path) {
   const HRSRC resource = ::FindResourceW(module.Get(), MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(24));
   const HGLOBAL loaded = resource ? ::LoadResource(module.Get(), resource) : nullptr;
   if (!loaded) return {};
-  return std::string(static_cast<const char*>(::LockResource(loaded)),
-                     ::SizeofResource(module.Get(), resource));
+  return {static_cast<const char*>(::LockResource(loaded)),
+          ::SizeofResource(module.Get(), resource)};
 }
 
 size_t Count(const std::string& text, const std::string& part) {

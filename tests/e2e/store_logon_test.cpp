@@ -58,7 +58,7 @@ Strings Passed(const std::vector<lab::JournalEntry>& calls) {
     std::string text = entry.call;
     for (const auto& [name, value] : entry.arguments) {
       const bool isLabs = std::find(std::begin(kLabs), std::end(kLabs), name) != std::end(kLabs);
-      if (!isLabs) text += ' ' + name + '=' + value;
+      if (!isLabs) text.append(" ").append(name).append("=").append(value);
     }
     texts.push_back(text);
   }

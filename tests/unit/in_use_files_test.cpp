@@ -14,7 +14,7 @@ namespace {
 class InUseFilesTest : public ::testing::Test {
  protected:
   std::filesystem::path Make(const char* name) const {
-    const std::filesystem::path path = directory_ / name;
+    std::filesystem::path path = directory_ / name;
     std::ofstream(path) << "x";
     return path;
   }

@@ -36,7 +36,7 @@ std::wstring DirectPath(const std::wstring& path) {
       GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name"));
   char* const name = getUnixFileName ? getUnixFileName(path.c_str()) : nullptr;
   if (!name) return path;
-  const std::wstring direct = L"\\\\?\\unix" + platform::FromCodePage(name, CP_UTF8);
+  std::wstring direct = L"\\\\?\\unix" + platform::FromCodePage(name, CP_UTF8);
   HeapFree(GetProcessHeap(), 0, name);
   return direct;
 }

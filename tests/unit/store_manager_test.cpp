@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace {
 
 StoreRecord FileStoreAt(const std::string& path) {
@@ -20,8 +22,8 @@ TEST(StoreMap, IsOrderedByUnsignedBytesAShorterKeyFirst) {
   CStoreManager::StoreMap stores;
   const std::vector<EntryIdBytes> inOrder = {
       {}, {0x00}, {0x00, 0x00}, {0x01}, {0x7F}, {0x7F, 0xFF}, {0x80}, {0xFF}, {0xFF, 0x00}};
-  for (auto key = inOrder.rbegin(); key != inOrder.rend(); ++key)
-    stores.emplace(*key, StoreRecord{});
+  std::for_each(inOrder.rbegin(), inOrder.rend(),
+                [&](const EntryIdBytes& key) { stores.emplace(key, StoreRecord{}); });
   std::vector<EntryIdBytes> keys;
   for (const auto& [key, record] : stores) keys.push_back(key);
   EXPECT_EQ(keys, inOrder);

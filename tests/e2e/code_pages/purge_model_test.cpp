@@ -204,9 +204,9 @@ class Generator {
       store.address = L"user" + std::to_wstring(++users_) + L"@example.com";
       const std::wstring name = missing ? L"missing.qsf" : file.name;
       store.plain = folder.path + L"\\" + name;
-      const std::wstring detour = MakeDetour();
-      const std::wstring tail = dice_.Pick(kTails);
-      store.path = dice_.Spell(folder.path + detour + name + tail);
+      std::wstring path = folder.path;
+      path.append(MakeDetour()).append(name).append(dice_.Pick(kTails));
+      store.path = dice_.Spell(path);
       stores.push_back(store);
     }
     return stores;

@@ -127,7 +127,7 @@ constexpr LetterCase kLetters[] = {
     {1252, L"\u00c4", L"\u00e4"}, {1251, L"\u0416", L"\u0436"}, {932, L"\uff21", L"\uff41"}};
 
 TEST_F(PurgeNameTest, CapitalsBeyondZAreTheSameFile) {
-  const auto letters =
+  const auto* const letters =
       std::find_if(std::begin(kLetters), std::end(kLetters),
                    [](const LetterCase& each) { return each.codePage == GetACP(); });
   ASSERT_NE(letters, std::end(kLetters));
