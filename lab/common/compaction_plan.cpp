@@ -11,24 +11,24 @@ constexpr NamedValue<DialogTime> kTimes[] = {
 constexpr NamedValue<bool> kNoDialog[] = {{false, "no-dialog"}};
 
 using Word = RuleWord<CompactionRule>;
-constexpr Word kStore = Value<&CompactionRule::store>;
-constexpr Word kTime = Choice<&CompactionRule::time, kTimes>;
-constexpr Word kTitle = Value<&CompactionRule::title>;
-constexpr Word kEndsAfter = Value<&CompactionRule::endsAfter>;
-constexpr Word kIgnoring = Value<&CompactionRule::ignoresCloseFor>;
+constexpr Word kStore = kValue<&CompactionRule::store>;
+constexpr Word kTime = kChoice<&CompactionRule::time, kTimes>;
+constexpr Word kTitle = kValue<&CompactionRule::title>;
+constexpr Word kEndsAfter = kValue<&CompactionRule::endsAfter>;
+constexpr Word kIgnoring = kValue<&CompactionRule::ignoresCloseFor>;
 
 constexpr RuleForm<CompactionRule> kForms[] = {
-    {kStore, "takes", Value<&CompactionRule::milliseconds>},
-    {kStore, "fails", Value<&CompactionRule::result, WriteResult>},
+    {kStore, "takes", kValue<&CompactionRule::milliseconds>},
+    {kStore, "fails", kValue<&CompactionRule::result, WriteResult>},
     {kStore, "title", kTitle},
     {kStore, "ignores-close", kIgnoring},
-    {kStore, Choice<&CompactionRule::withDialog, kNoDialog>},
+    {kStore, kChoice<&CompactionRule::withDialog, kNoDialog>},
     {kStore, "dialog", kTime, kTitle},
     {kStore, "dialog", kTime, kTitle, "ends", kEndsAfter},
     {kStore, "dialog", kTime, kTitle, "ignores-close", kIgnoring},
     {kStore, "dialog", kTime, kTitle, "ends", kEndsAfter, "ignores-close", kIgnoring},
     {kStore, "dialog", kTime, kTitle, "ignores-close", kIgnoring, "ends", kEndsAfter},
-    {kStore, "window", Value<&CompactionRule::window>},
+    {kStore, "window", kValue<&CompactionRule::window>},
 };
 
 template <class Type>

@@ -23,14 +23,14 @@ constexpr NamedValue<OutParameters> kTreatments[] = {
 };
 
 using Word = RuleWord<FaultRule>;
-constexpr Word kOperation = Value<&FaultRule::operation, WriteOperation>;
+constexpr Word kOperation = kValue<&FaultRule::operation, WriteOperation>;
 constexpr Word kNth = {&ReadOrdinal, &WriteMember<&FaultRule::nth, WriteWord>};
-constexpr Word kMatch = Value<&FaultRule::match>;
-constexpr Word kResult = Value<&FaultRule::result, WriteResult>;
-constexpr Word kTime = Value<&FaultRule::milliseconds>;
+constexpr Word kMatch = kValue<&FaultRule::match>;
+constexpr Word kResult = kValue<&FaultRule::result, WriteResult>;
+constexpr Word kTime = kValue<&FaultRule::milliseconds>;
 
 constexpr RuleForm<FaultRule> kForms[] = {
-    {"option", Choice<&FaultRule::treatment, kTreatments>},
+    {"option", kChoice<&FaultRule::treatment, kTreatments>},
     {kOperation, kNth, kResult},
     {kOperation, kNth, "delay", kTime},
     {kOperation, "*", kResult},

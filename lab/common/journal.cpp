@@ -3,7 +3,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <mutex>
 
 #include "lab/common/lab_config.h"
 #include "lab/common/text.h"
@@ -16,7 +15,7 @@ namespace {
 SessionMutex g_appendMutex(L"Local\\QrvLabJournal", 5000);
 
 void AppendLine(const std::wstring& path, const std::string& line) {
-  const std::lock_guard lock(g_appendMutex);
+  const SessionLock lock(g_appendMutex);
   const platform::KernelHandle file = platform::TakeFileHandle(CreateFileW(
       path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
       nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));

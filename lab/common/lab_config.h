@@ -26,7 +26,7 @@ bool SetLabDirectory(const std::wstring& directory);
 std::wstring JournalPath(const std::wstring& directory = LabDirectory());
 
 // A mutex that all processes of a session share by its name. A thread that holds it may take it
-// again. std::lock_guard takes it.
+// again.
 //
 // Belongs at namespace scope: a function's own static variable needs the thread library, which
 // keeps two handles when a DLL is unloaded.
@@ -36,12 +36,25 @@ class SessionMutex {
   explicit SessionMutex(const wchar_t* name, DWORD patience = INFINITE)
       : handle_(CreateMutexW(nullptr, FALSE, name)), patience_(patience) {}
 
-  void lock() { WaitForSingleObject(handle_.Get(), patience_); }
-  void unlock() { ReleaseMutex(handle_.Get()); }
-
  private:
+  friend class SessionLock;
+
   const platform::KernelHandle handle_;
   const DWORD patience_;
+};
+
+// Holds a mutex for as long as it lives.
+class SessionLock {
+ public:
+  explicit SessionLock(const SessionMutex& mutex) : handle_(mutex.handle_.Get()) {
+    WaitForSingleObject(handle_, mutex.patience_);
+  }
+  SessionLock(const SessionLock&) = delete;
+  SessionLock& operator=(const SessionLock&) = delete;
+  ~SessionLock() { ReleaseMutex(handle_); }
+
+ private:
+  const HANDLE handle_;
 };
 
 }  // namespace lab

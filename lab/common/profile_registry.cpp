@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 
 #include "lab/common/lab_config.h"
 #include "lab/common/registry_key.h"
@@ -204,7 +203,7 @@ bool DeleteService(const std::wstring& profile, const Uid& service) {
 }
 
 void WithProfilesLocked(const std::function<void()>& change) {
-  const std::lock_guard lock(g_profilesMutex);
+  const SessionLock lock(g_profilesMutex);
   change();
 }
 

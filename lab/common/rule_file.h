@@ -7,7 +7,7 @@
 //
 //   constexpr RuleForm<FaultRule> kForms[] = {
 //       {kOperation, "*", kResult},
-//       {kOperation, "match", Value<&FaultRule::match>, kResult}};
+//       {kOperation, "match", kValue<&FaultRule::match>, kResult}};
 #pragma once
 
 #include <cstdint>
@@ -96,8 +96,8 @@ std::string WriteMember(const RuleWith<kMember>& rule) {
 
 // A member: a number or a text, of which an optional one has no word when it is not set.
 template <auto kMember, class Writer = WriteWord>
-inline constexpr RuleWord<RuleWith<kMember>> Value = {&ReadMember<kMember>,
-                                                      &WriteMember<kMember, Writer>};
+inline constexpr RuleWord<RuleWith<kMember>> kValue = {&ReadMember<kMember>,
+                                                       &WriteMember<kMember, Writer>};
 
 inline constexpr NamedValue<bool> kYesNo[] = {{true, "yes"}, {false, "no"}};
 
@@ -116,8 +116,8 @@ std::string WriteName(const RuleWith<kMember>& rule) {
 
 // A member whose values have names; the case of A to Z does not count.
 template <auto kMember, const auto& kNames>
-inline constexpr RuleWord<RuleWith<kMember>> Choice = {&ReadName<kMember, kNames>,
-                                                       &WriteName<kMember, kNames>};
+inline constexpr RuleWord<RuleWith<kMember>> kChoice = {&ReadName<kMember, kNames>,
+                                                        &WriteName<kMember, kNames>};
 
 // A line's words; those behind the last one are empty.
 template <class Rule>

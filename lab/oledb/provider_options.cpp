@@ -21,15 +21,15 @@ constexpr NamedValue<uint16_t> kTypes[] = {
 };
 
 constexpr RuleForm<ProviderOptions> kOptions[] = {
-    {"rows", Value<&ProviderOptions::rowsAtOnce>},
-    {"hold", Choice<&ProviderOptions::holdRows, kYesNo>},
-    {"accessor", Choice<&ProviderOptions::commandAccessor, kAccessors>},
-    {"expressions", Choice<&ProviderOptions::nameExpressions, kExpressions>},
-    {"journal", Choice<&ProviderOptions::briefJournal, kJournals>},
-    {"server", Value<&ProviderOptions::server>},
-    {"database", Value<&ProviderOptions::database>},
-    {"text", Choice<&ProviderOptions::textType, kTypes>},
-    {"integer", Choice<&ProviderOptions::integerType, kTypes>},
+    {"rows", kValue<&ProviderOptions::rowsAtOnce>},
+    {"hold", kChoice<&ProviderOptions::holdRows, kYesNo>},
+    {"accessor", kChoice<&ProviderOptions::commandAccessor, kAccessors>},
+    {"expressions", kChoice<&ProviderOptions::nameExpressions, kExpressions>},
+    {"journal", kChoice<&ProviderOptions::briefJournal, kJournals>},
+    {"server", kValue<&ProviderOptions::server>},
+    {"database", kValue<&ProviderOptions::database>},
+    {"text", kChoice<&ProviderOptions::textType, kTypes>},
+    {"integer", kChoice<&ProviderOptions::integerType, kTypes>},
 };
 
 // `name` is folded.

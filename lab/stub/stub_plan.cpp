@@ -14,12 +14,12 @@ bool ReadEmpty(std::string_view word, StubRule* rule) {
 std::string WriteEmpty(const StubRule&) { return "empty"; }
 
 using Word = RuleWord<StubRule>;
-constexpr Word kQualifier = Value<&StubRule::qualifier>;
-constexpr Word kPath = Value<&StubRule::path>;
+constexpr Word kQualifier = kValue<&StubRule::qualifier>;
+constexpr Word kPath = kValue<&StubRule::path>;
 
 constexpr RuleForm<StubRule> kForms[] = {
     {kQualifier, {&ReadEmpty, &WriteEmpty}},
-    {kQualifier, Choice<&StubRule::succeeds, kSuccess>, kPath},
+    {kQualifier, kChoice<&StubRule::succeeds, kSuccess>, kPath},
     {kQualifier, "fail"},
     {kQualifier, "fail", kPath},
 };
