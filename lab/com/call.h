@@ -63,7 +63,7 @@ class Call {
   // the plan says. A required one that is null makes the call fail.
   template <class T>
   Call& Out(T* out, bool required = true) {
-    return AddOut(out, sizeof(T), required);
+    return AddOut(out, sizeof(T), required);  // NOLINT(bugprone-sizeof-expression): T is a pointer
   }
 
   // Fails the call when `holds` is false: an argument that the callee does not take.

@@ -13,7 +13,7 @@ namespace {
 
 struct IntegerType {
   DBTYPE type;
-  DBLENGTH size;
+  uint16_t size;
   bool isSigned;
 };
 constexpr IntegerType kIntegerTypes[] = {

@@ -25,7 +25,7 @@ bool ServesRequested(const std::wstring& providerString) {
 
 std::wstring TextOf(const VARIANT& value) {
   if (value.vt != VT_BSTR) return {};
-  return std::wstring(value.bstrVal, SysStringLen(value.bstrVal));
+  return {value.bstrVal, SysStringLen(value.bstrVal)};
 }
 
 // Calls `work` with each property and the set that it is of.

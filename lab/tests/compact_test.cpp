@@ -47,6 +47,7 @@ std::vector<Window> WindowsOf(DWORD thread, bool dialogs) {
 
 std::vector<std::wstring> TitlesOf(const std::vector<Window>& windows) {
   std::vector<std::wstring> titles;
+  titles.reserve(windows.size());
   for (const Window& window : windows) titles.push_back(window.title);
   return titles;
 }
@@ -101,7 +102,7 @@ class CompactTest : public ModuleTest {
   }
 
   // Closes the thread's dialogs of that title whenever there are any.
-  static std::function<void(DWORD)> Close(std::wstring title) {
+  static std::function<void(DWORD)> Close(const std::wstring& title) {
     return [title](DWORD thread) {
       for (const Window& window : WindowsOf(thread, true)) {
         if (window.title == title) PostMessageW(window.handle, WM_CLOSE, 0, 0);
