@@ -169,7 +169,7 @@ Service AddToProfile(NewStore store) {
   return *Profile(store.profile).Get(store.service);
 }
 
-Service AddFileStore(NewStore store) {
+Service AddFileStore(const NewStore& store) {
   const StoreOptions& options = store.options;
   Service service = AddToProfile(store);
   if (options.withFile && !store.path.empty()) {

@@ -33,7 +33,7 @@ constexpr RuleForm<ProviderOptions> kOptions[] = {
 };
 
 // `name` is folded.
-bool SetOption(std::string name, std::string value, ProviderOptions* options) {
+bool SetOption(const std::string& name, const std::string& value, ProviderOptions* options) {
   if (!name.starts_with(kColumnPrefix)) return ReadRule(kOptions, {name, value}, options);
   ProviderOptions column;
   if (!ReadRule(kOptions, {"integer", value}, &column)) return false;

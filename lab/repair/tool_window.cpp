@@ -175,7 +175,7 @@ std::vector<ToolWindow::Child>::iterator ToolWindow::FindChild(std::vector<Child
 
 HWND ToolWindow::CreateChild(const Control& control) {
   const Look look = LookOf(control.kind);
-  const auto id = static_cast<INT_PTR>(kFirstCommandId + static_cast<int>(control.command));
+  const auto id = INT_PTR{kFirstCommandId} + static_cast<INT_PTR>(control.command);
   HWND child = CreateWindowExW(0, look.className, control.text.c_str(),
                                WS_CHILD | WS_VISIBLE | look.style, 0, 0, 10, 10, window_,
                                reinterpret_cast<HMENU>(id), GetModuleHandleW(nullptr), nullptr);
