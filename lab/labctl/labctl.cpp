@@ -7,6 +7,8 @@
 #include <optional>
 #include <variant>
 
+#include "lab/bes/bes_database.h"
+#include "lab/bes/registration.h"
 #include "lab/common/compaction_plan.h"
 #include "lab/common/dialog_record.h"
 #include "lab/common/fault_plan.h"
@@ -14,8 +16,6 @@
 #include "lab/common/installation.h"
 #include "lab/controller/controller_control.h"
 #include "lab/labctl/store_options.h"
-#include "lab/bes/bes_database.h"
-#include "lab/bes/registration.h"
 #include "lab/repair/repair_control.h"
 #include "lab/stub/stub_control.h"
 #include "lab/stub/stub_plan.h"
