@@ -21,15 +21,16 @@ bool WriteText(const std::wstring& key, const wchar_t* name, std::wstring_view t
   return opened.Open() && opened.Write(name, TextValue(text, REG_SZ));
 }
 
-std::wstring ProgramDirectory() {
+std::wstring DirectoryOfModule(HMODULE module) {
   std::wstring path(32768, L'\0');
-  path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+  path.resize(GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size())));
   return DirectoryOf(path);
 }
 
 }  // namespace
 
-bool RegisterOledbProvider(const std::wstring& path) {
+bool RegisterOledbProvider(HMODULE module) {
+  const std::wstring path = DirectoryOfModule(module) + L'\\' + kModuleName;
   const std::wstring server = ClassKey() + L"\\InprocServer32";
   return WriteText(ProgIdKey(), L"", kDescription) &&
          WriteText(ProgIdKey() + L"\\CLSID", L"", kProviderClassText) &&
@@ -37,10 +38,6 @@ bool RegisterOledbProvider(const std::wstring& path) {
          WriteText(server, L"ThreadingModel", L"Both") &&
          WriteText(ClassKey() + L"\\ProgID", L"", kProviderName) &&
          WriteText(ClassKey() + L"\\OLE DB Provider", L"", kDescription);
-}
-
-bool RegisterOledbProvider() {
-  return RegisterOledbProvider(ProgramDirectory() + L'\\' + kModuleName);
 }
 
 bool UnregisterOledbProvider() {

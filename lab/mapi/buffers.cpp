@@ -16,6 +16,7 @@ namespace {
 constexpr size_t kPage = 4096;
 constexpr size_t kAlignment = 8;
 constexpr size_t kArenaSize = size_t{1} << 30;
+constexpr const char* kKindTexts[] = {"MAPI buffer", "row set", "row"};  // by BufferKind
 
 constexpr size_t RoundUp(size_t size, size_t unit) { return (size + unit - 1) / unit * unit; }
 
@@ -86,18 +87,14 @@ void Drop(void* address) {
   Buffers().erase(address);
 }
 
-const char* KindText(BufferKind kind) {
-  static constexpr const char* kTexts[] = {"MAPI buffer", "row set", "row"};
-  return kTexts[static_cast<size_t>(kind)];
-}
-
 }  // namespace
 
 void* AllocateBuffer(size_t size, const std::string& madeBy, BufferKind kind) {
   const std::lock_guard lock(g_mutex);
   void* start = Allocate(size, {.kind = kind});
-  Runtime::Get().Held().AddMemory(start, std::string(KindText(kind)) + " of " +
-                                             std::to_string(size) + " bytes made by " + madeBy);
+  Runtime::Get().Held().AddMemory(start, std::string(kKindTexts[static_cast<size_t>(kind)]) +
+                                             " of " + std::to_string(size) + " bytes made by " +
+                                             madeBy);
   return start;
 }
 

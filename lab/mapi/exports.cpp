@@ -24,12 +24,6 @@ constexpr ULONG kInitializeFlags = MAPI_MULTITHREAD_NOTIFICATIONS | MAPI_NT_SERV
 // FORCE_DOWNLOAD, SERVICE_UI_ALWAYS, NO_MAIL, NT_SERVICE, PASSWORD_UI, TIMEOUT_SHORT, UNICODE.
 constexpr ULONG kLogonFlags = 0x8013B07B;
 
-// What stands for one of the lab's own objects behind an interface pointer, or null.
-template <class Own, class Interface>
-Own* OwnObject(Interface* object) {
-  return object ? dynamic_cast<Own*>(object) : nullptr;
-}
-
 }  // namespace
 }  // namespace lab
 
@@ -109,7 +103,7 @@ void WINAPI FreeProws(LPSRowSet rows) {
 HRESULT WINAPI HrQueryAllRows(LPMAPITABLE table, LPSPropTagArray columns,
                               LPSRestriction restriction, LPSSortOrderSet order, LONG most,
                               LPSRowSet* rows) {
-  auto* own = lab::OwnObject<lab::Table>(table);
+  auto* own = dynamic_cast<lab::Table*>(table);
   lab::Call call("HrQueryAllRows", own);
   call.On(own ? own->Name() : "?").Words("columns", lab::DescribeTags(columns));
   call.Words("restriction", lab::DescribeRestriction(restriction));
@@ -124,7 +118,7 @@ HRESULT WINAPI HrQueryAllRows(LPMAPITABLE table, LPSPropTagArray columns,
 }
 
 HRESULT WINAPI HrGetOneProp(LPMAPIPROP object, ULONG tag, LPSPropValue* value) {
-  const auto* own = lab::OwnObject<lab::ProfileSection>(object);
+  const auto* own = dynamic_cast<lab::ProfileSection*>(object);
   lab::Call call("HrGetOneProp", own);
   call.On(own ? own->Kind() : "?").Hex("tag", tag).Out(value);
   call.Require(own, "no profile section of the lab's");

@@ -55,13 +55,10 @@ STDMETHODIMP ProfileSection::GetProps(LPSPropTagArray tags, ULONG flags, ULONG* 
                                       LPSPropValue* values) {
   Call call("IProfSect::GetProps", this);
   call.On(kind_).Binary("section", uid_.data(), uid_.size()).Words("tags", DescribeTags(tags));
-  call.Flags(flags, MAPI_UNICODE).Out(count).Out(values);
+  call.Flags(flags, MAPI_UNICODE).Out(count).Out(values).Require(tags, "no tags");
   return call.Run([&] {
     std::vector<Property> properties;
-    if (!tags) properties = ReadSectionProperties(profile_, uid_);
-    for (ULONG i = 0; tags && i < tags->cValues; ++i) {
-      properties.push_back(Read(tags->aulPropTag[i]));
-    }
+    for (ULONG i = 0; i < tags->cValues; ++i) properties.push_back(Read(tags->aulPropTag[i]));
     properties.resize(AnsweredCount(kind_ + ".PropCount", properties.size()));
     *values = MakeValues(properties, call.Name());
     *count = static_cast<ULONG>(properties.size());

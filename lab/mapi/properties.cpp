@@ -96,7 +96,7 @@ Uid UidFromMapi(const MAPIUID& uid) {
 Property Lookup(const PropertyList& list, ULONG tag) {
   for (const Property& property : list) {
     if (PROP_ID(property.tag) != PROP_ID(tag)) continue;
-    if (property.tag == tag || PROP_TYPE(tag) == PT_UNSPECIFIED) return property;
+    if (property.tag == tag) return property;
     if (!IsText(property.tag) || !IsText(tag)) continue;
     Property converted = property;
     converted.tag = tag;
@@ -107,10 +107,6 @@ Property Lookup(const PropertyList& list, ULONG tag) {
 
 std::optional<Property> ReadSectionProperty(const std::wstring& profile, const Uid& section,
                                             ULONG tag) {
-  if (PROP_TYPE(tag) == PT_UNSPECIFIED) {
-    const Property found = Lookup(ReadSectionProperties(profile, section), tag);
-    return PROP_TYPE(found.tag) == PT_ERROR ? std::nullopt : std::optional(found);
-  }
   auto property = ReadExact(profile, section, tag);
   if (property || !IsText(tag)) return property;
   const ULONG other = PROP_TYPE(tag) == PT_UNICODE ? PT_STRING8 : PT_UNICODE;

@@ -45,7 +45,7 @@ bool IsText(ULONG tag);
 Uid UidFromMapi(const MAPIUID& uid);
 
 // The property of `list` that a caller who asks for `tag` gets: strings in the width asked for,
-// PT_UNSPECIFIED the type there is, otherwise PT_ERROR with MAPI_E_NOT_FOUND.
+// otherwise PT_ERROR with MAPI_E_NOT_FOUND.
 Property Lookup(const PropertyList& list, ULONG tag);
 
 // A property of a profile section; none when the section does not hold it.

@@ -63,7 +63,6 @@ void ShownWindow::TakeOver() {
 
 LRESULT CALLBACK ShownWindow::WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
   auto* self = reinterpret_cast<ShownWindow*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-  const WNDPROC itsProc = self->itsProc_;
   if (message == WM_CLOSE) {
     self->OnClose();
     return 0;
@@ -72,7 +71,7 @@ LRESULT CALLBACK ShownWindow::WindowProc(HWND window, UINT message, WPARAM wPara
     self->End(DialogEnd::kClosedFromOutside);
     return 0;
   }
-  return CallWindowProcW(itsProc, window, message, wParam, lParam);
+  return CallWindowProcW(self->itsProc_, window, message, wParam, lParam);
 }
 
 uint64_t ShownWindow::ShownMillis() const { return (NowMicros() - record_.shownMicros) / 1000; }

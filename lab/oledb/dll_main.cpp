@@ -34,12 +34,6 @@ class ClassFactory final : public IClassFactory {
   STDMETHODIMP LockServer(BOOL) override { return S_OK; }
 };
 
-std::wstring ModulePath() {
-  std::wstring path(32768, L'\0');
-  path.resize(GetModuleFileNameW(moduleHandle, path.data(), static_cast<DWORD>(path.size())));
-  return path;
-}
-
 }  // namespace
 }  // namespace lab
 
@@ -55,7 +49,7 @@ STDAPI DllGetClassObject(REFCLSID id, REFIID iid, void** object) {
 STDAPI DllCanUnloadNow() { return S_FALSE; }
 
 STDAPI DllRegisterServer() {
-  return lab::RegisterOledbProvider(lab::ModulePath()) ? S_OK : SELFREG_E_CLASS;
+  return lab::RegisterOledbProvider(lab::moduleHandle) ? S_OK : SELFREG_E_CLASS;
 }
 
 STDAPI DllUnregisterServer() { return lab::UnregisterOledbProvider() ? S_OK : SELFREG_E_CLASS; }

@@ -230,6 +230,7 @@ TEST_F(MapiStoreTest, AnEmbeddedStoreFailsWithItsParentsFile) {
 TEST_F(MapiStoreTest, FiveThreadsOpenStoresAtOnce) {
   BeginSession(lab::FaultPlan().DelayMatching("IMAPISession::OpenMsgStore", L"user", 300));
   std::vector<std::thread> threads;
+  threads.reserve(5);
   for (int i = 0; i < 5; ++i) {
     threads.emplace_back([this, i] {
       EXPECT_EQ(MAPIInitialize(nullptr), S_OK);
@@ -247,10 +248,6 @@ TEST_F(MapiStoreTest, FiveThreadsOpenStoresAtOnce) {
 constexpr ULONG kUnknownFlag = 0x04000000;
 constexpr IID kUnknownInterface = {
     0x12345678, 0x1234, 0x1234, {0x12, 0x34, 0x12, 0x34, 0x12, 0x34, 0x12, 0x34}};
-
-// Takes what a call hands out, for as long as the call lasts.
-template <class Interface>
-using Any = ComPtr<Interface>;
 
 // One of each object that a program gets, and what names the root store.
 struct Objects {
@@ -278,7 +275,7 @@ struct Objects {
   HRESULT CreateFolder(LPCIID iid, ULONG flags) {
     std::wstring name = L"Made";
     return folder->CreateFolder(FOLDER_GENERIC, reinterpret_cast<LPTSTR>(name.data()), nullptr, iid,
-                                MAPI_UNICODE | flags, &Any<IMAPIFolder>());
+                                MAPI_UNICODE | flags, &ComPtr<IMAPIFolder>());
   }
   HRESULT CreateStoreEntryId(ULONG flags) {
     std::string none;
@@ -309,20 +306,23 @@ const Refusal kRefusals[] = {
        return MAPIInitialize(&options);
      }},
     {"FlagAdminProfiles", kFlags,
-     [](Objects&) { return MAPIAdminProfiles(kUnknownFlag, &Any<IProfAdmin>()); }},
+     [](Objects&) { return MAPIAdminProfiles(kUnknownFlag, &ComPtr<IProfAdmin>()); }},
     {"FlagLogon", kFlags,
      [](Objects& o) {
-       return MAPILogonEx(0, o.profile, nullptr, MAPI_UNICODE | kUnknownFlag, &Any<IMAPISession>());
+       return MAPILogonEx(0, o.profile, nullptr, MAPI_UNICODE | kUnknownFlag,
+                          &ComPtr<IMAPISession>());
      }},
     {"FlagProfileTable", kFlags,
-     [](Objects& o) { return o.profiles->GetProfileTable(kUnknownFlag, &Any<IMAPITable>()); }},
+     [](Objects& o) { return o.profiles->GetProfileTable(kUnknownFlag, &ComPtr<IMAPITable>()); }},
     {"FlagAdminServices", kFlags,
      [](Objects& o) {
        return o.profiles->AdminServices(o.profile, nullptr, 0, MAPI_UNICODE | kUnknownFlag,
-                                        &Any<IMsgServiceAdmin>());
+                                        &ComPtr<IMsgServiceAdmin>());
      }},
     {"FlagServiceTable", kFlags,
-     [](Objects& o) { return o.services->GetMsgServiceTable(kUnknownFlag, &Any<IMAPITable>()); }},
+     [](Objects& o) {
+       return o.services->GetMsgServiceTable(kUnknownFlag, &ComPtr<IMAPITable>());
+     }},
     {"FlagConfigureService", kFlags,
      [](Objects& o) {
        SPropValue request{};
@@ -332,14 +332,15 @@ const Refusal kRefusals[] = {
      }},
     {"FlagProfileSection", kFlags,
      [](Objects& o) {
-       return o.services->OpenProfileSection(&o.service, nullptr, kUnknownFlag, &Any<IProfSect>());
+       return o.services->OpenProfileSection(&o.service, nullptr, kUnknownFlag,
+                                             &ComPtr<IProfSect>());
      }},
     {"FlagAdminProviders", kFlags,
      [](Objects& o) {
-       return o.services->AdminProviders(&o.service, kUnknownFlag, &Any<IProviderAdmin>());
+       return o.services->AdminProviders(&o.service, kUnknownFlag, &ComPtr<IProviderAdmin>());
      }},
     {"FlagProviderTable", kFlags,
-     [](Objects& o) { return o.providers->GetProviderTable(kUnknownFlag, &Any<IMAPITable>()); }},
+     [](Objects& o) { return o.providers->GetProviderTable(kUnknownFlag, &ComPtr<IMAPITable>()); }},
     {"FlagRestrict", kFlags, [](Objects& o) { return o.table->Restrict(nullptr, kUnknownFlag); }},
     {"FlagProperties", kFlags,
      [](Objects& o) {
@@ -348,23 +349,24 @@ const Refusal kRefusals[] = {
        return o.section->GetProps(nullptr, kUnknownFlag, &count, &values);
      }},
     {"FlagStoresTable", kFlags,
-     [](Objects& o) { return o.session->GetMsgStoresTable(kUnknownFlag, &Any<IMAPITable>()); }},
+     [](Objects& o) { return o.session->GetMsgStoresTable(kUnknownFlag, &ComPtr<IMAPITable>()); }},
     {"FlagStore", kFlags,
-     [](Objects& o) { return o.OpenStore(nullptr, kUnknownFlag, &Any<IMsgStore>()); }},
+     [](Objects& o) { return o.OpenStore(nullptr, kUnknownFlag, &ComPtr<IMsgStore>()); }},
     {"FlagStoreEntryId", kFlags, [](Objects& o) { return o.CreateStoreEntryId(kUnknownFlag); }},
     {"FlagEntry", kFlags,
-     [](Objects& o) { return o.OpenRootFolder(nullptr, kUnknownFlag, &Any<IUnknown>()); }},
+     [](Objects& o) { return o.OpenRootFolder(nullptr, kUnknownFlag, &ComPtr<IUnknown>()); }},
     {"FlagFolder", kFlags, [](Objects& o) { return o.CreateFolder(nullptr, kUnknownFlag); }},
     {"FlagContents", kFlags,
-     [](Objects& o) { return o.folder->GetContentsTable(kUnknownFlag, &Any<IMAPITable>()); }},
+     [](Objects& o) { return o.folder->GetContentsTable(kUnknownFlag, &ComPtr<IMAPITable>()); }},
     {"InterfaceProfileSection", kInterface,
      [](Objects& o) {
-       return o.services->OpenProfileSection(&o.service, &kUnknownInterface, 0, &Any<IProfSect>());
+       return o.services->OpenProfileSection(&o.service, &kUnknownInterface, 0,
+                                             &ComPtr<IProfSect>());
      }},
     {"InterfaceStore", kInterface,
-     [](Objects& o) { return o.OpenStore(&kUnknownInterface, 0, &Any<IMsgStore>()); }},
+     [](Objects& o) { return o.OpenStore(&kUnknownInterface, 0, &ComPtr<IMsgStore>()); }},
     {"InterfaceEntry", kInterface,
-     [](Objects& o) { return o.OpenRootFolder(&kUnknownInterface, 0, &Any<IUnknown>()); }},
+     [](Objects& o) { return o.OpenRootFolder(&kUnknownInterface, 0, &ComPtr<IUnknown>()); }},
     {"InterfaceFolder", kInterface,
      [](Objects& o) { return o.CreateFolder(&kUnknownInterface, 0); }},
 };
