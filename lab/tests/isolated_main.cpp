@@ -13,10 +13,10 @@ namespace {
 bool RunAlone(const char* program, const ::testing::TestInfo& test) {
   const std::string filter =
       std::string("--gtest_filter=") + test.test_suite_name() + '.' + test.name();
-  const bool passed = _spawnl(_P_WAIT, program, "tests", filter.c_str(), nullptr) == 0;
-  if (!passed) std::printf("failed: %s\n", filter.c_str());
+  const intptr_t code = _spawnl(_P_WAIT, program, "tests", filter.c_str(), nullptr);
+  if (code != 0) std::printf("failed with %d: %s\n", static_cast<int>(code), filter.c_str());
   std::fflush(stdout);
-  return passed;
+  return code == 0;
 }
 
 int RunEachAlone(const char* program) {

@@ -6,7 +6,7 @@
 # change a shared file inside a slot must replace it, never write into it.
 
 wine_root=${QRV_WINE_DIR:-$build_root/wine}
-slot_count=${QRV_LAB_SLOTS:-8}
+slot_count=${QRV_LAB_SLOTS:-12}
 lab_binaries=${QRV_LAB_BINARIES:-$build_root/release/lab}
 
 # Wine's servers stay this many seconds after the last program, which makes the next start quick.

@@ -1,7 +1,7 @@
 # Included by ctest, before it runs anything, for the GoogleTest `program`, which `launcher` starts
 # under `code_page`. Makes entries named as the suites are, "FindUsersTest"; a long suite has several,
 # "PurgeQsfTest.1" and so on. The code page stands behind: "FindUsersNamesTest.932". What measures time
-# has the machine to itself.
+# is slow, and has the machine to itself.
 
 set(cases_per_entry 8)
 # These have an entry for each case, and begin first: their cases run for ten seconds and more.
@@ -44,7 +44,7 @@ function(add_suite_entry name suite shard shards)
     set_tests_properties(${name} PROPERTIES COST 50)
   elseif(suite MATCHES "SpeedTest$")
     set_tests_properties(${name} PROPERTIES
-      RUN_SERIAL TRUE SKIP_REGULAR_EXPRESSION "\\[  SKIPPED \\]")
+      RUN_SERIAL TRUE LABELS slow SKIP_REGULAR_EXPRESSION "\\[  SKIPPED \\]")
   endif()
 endfunction()
 
