@@ -1,5 +1,5 @@
 // The frame of tests that call mapi32.dll as a program would. The module reads its fault plan at
-// the first call, so each test needs a process of its own, which is how ctest runs them.
+// the first call, so each test needs a process of its own: isolated_main.cpp sees to that.
 #pragma once
 
 #include <gtest/gtest.h>
