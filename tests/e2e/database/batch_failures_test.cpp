@@ -108,7 +108,7 @@ class BatchRuleTest : public BatchFailuresTest, public ::testing::WithParamInter
 TEST_P(BatchRuleTest, StatementsBeforeTheOneThatFailsStayDone) {
   AddSampleUsers(150);
   Hold(GetParam().condition);
-  EXPECT_EQ(Lines(Run({L"-assignAgents", L"-p", L"Main"})),
+  EXPECT_EQ(Lines(Run("-assignAgents -p Main")),
             Assignment(Strings{"Assigned 100 of 150 users ..."} + Failed(GetParam().result)));
   EXPECT_EQ(AgentsFrom(1, 2), (Agents{200, 201}));
   EXPECT_EQ(AgentsFrom(99, 104), (Agents{200, 201, 200, 201, 0, 0}));
@@ -140,7 +140,7 @@ TEST_F(BatchFailuresTest, AServerThatGoesAwayIsMissed) {
 
 TEST_F(BatchFailuresTest, ASingleStatementMissesTheServerToo) {
   Database().AddServer(kServerId + 1, L"~");
-  const Strings first = {"Id: 7", "Users: 0", "MachineName: " + ToUtf8(ComputerName()), " "};
+  const Strings first = {"Id: 7", "Users: 0", "MachineName: " + Utf8FromWide(ComputerName()), " "};
   EXPECT_EQ(RunAround({L"-listServers", L"-c"}, 3, first.front(), [&] { EndConnections(); }),
             first + Strings{"CBESDatabase::CountServerUsers: Failed to execute SQL : 0x80004005"});
 }
@@ -148,16 +148,16 @@ TEST_F(BatchFailuresTest, ASingleStatementMissesTheServerToo) {
 // The quotes of two addresses close each other: the batch ends well and is no SQL.
 TEST_F(BatchFailuresTest, ABatchThatIsNoSqlDoesNotRunAtAll) {
   for (const wchar_t* name : {L"user1@example.com", L"o'brien", L"o'hara"}) Add(name);
-  EXPECT_EQ(Lines(Run({L"-assignAgents", L"-p", L"Main"})), Assignment(Failed("0x80040e14")));
+  EXPECT_EQ(Lines(Run("-assignAgents -p Main")), Assignment(Failed("0x80040e14")));
   EXPECT_EQ(AgentsFrom(1, 1), (Agents{0}));
 }
 
 TEST_F(BatchFailuresTest, ListsMissTheirTables) {
   Database().Run(L"DROP TABLE UserConfig");
-  EXPECT_EQ(Run({L"-listServers", L"-c"}),
+  EXPECT_EQ(Run("-listServers -c"),
             Text({"CBESDatabase::CountServerUsers: Failed to execute SQL : 0x80040e37"}));
   Database().Run(L"DROP TABLE ServerConfig");
-  EXPECT_EQ(Run({L"-listServers"}),
+  EXPECT_EQ(Run("-listServers"),
             Text({"CBESDatabase::GetServers: Failed to execute SQL : 0x80040e37"}));
 }
 
@@ -171,14 +171,14 @@ TEST_P(NoConnectionTest, CannotBeOpened) {
   connection.replace(connection.find(name + L'='), name.size() + 1, name + L"=no-");
   RunOptions options;
   options.environment.emplace(L"QRVLAB_ODBC", connection);
-  EXPECT_EQ(Run({L"-listServers"}, options),
+  EXPECT_EQ(Run("-listServers", options),
             Text({"CBESDatabase::Connect: OpenFromInitializationString failed : 0x80004005",
                   "CBESDatabase::GetServers: Connect failed : 0x80004005"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Unknown, NoConnectionTest,
                          ::testing::Values(L"Server", L"Database", L"Uid"),
-                         [](const auto& test) { return ToUtf8(test.param); });
+                         [](const auto& test) { return Utf8FromWide(test.param); });
 
 }  // namespace
 }  // namespace e2e

@@ -2,7 +2,7 @@
 // the program fails.
 #include <gtest/gtest.h>
 
-#include "lab/oledb/odbc_connection.h"
+#include "lab/bes/odbc_connection.h"
 #include "tests/e2e/support/database_lab_test.h"
 
 namespace e2e {

@@ -24,9 +24,8 @@ class LettersTest : public DatabaseLabTest, public ::testing::WithParamInterface
     profile.AddRootStore(L"bes@example.com", StorePath(L"bes.qsf"));
     profile.AddSecondaryStore(address, StorePath(L"user.qsf"));
     Database().AddServer(7, ComputerName());
-    EXPECT_EQ(
-        Run({L"-assignAgents", L"-p", L"Main", L"-e"}),
-        Text({"Base Agentid=200", "Number of Agents=2", "Assigned 1 of 1 users ...", "Done"}));
+    EXPECT_EQ(Run("-assignAgents -p Main -e"), Text({"Base Agentid=200", "Number of Agents=2",
+                                                     "Assigned 1 of 1 users ...", "Done"}));
     return Database().Users(7).at(0).agentId.value_or(-1);
   }
 };
@@ -35,8 +34,8 @@ TEST_P(LettersTest, ServersAreShownAndFound) {
   const std::wstring name = std::wstring(L"BES-") + GetParam().word;
   Database().AddServer(7, name);
   AddUser(7, GetParam().word, 3);
-  EXPECT_EQ(Run({L"-listServers", L"-c"}),
-            Text({"Id: 7", "Users: 1", "MachineName: " + ToUtf8(name), " "}));
+  EXPECT_EQ(Run("-listServers -c"),
+            Text({"Id: 7", "Users: 1", "MachineName: " + Utf8FromWide(name), " "}));
   EXPECT_EQ(Run({L"-listAgents", L"-s", std::wstring(L"bes-") + GetParam().word}),
             Text({"AgentId: 3", "Users: 1", " "}));
 }
@@ -45,7 +44,7 @@ TEST_P(LettersTest, MailboxesAreFoundInCapitals) {
   AddUser(7, std::wstring(GetParam().capitals) + L"@EXAMPLE.com");
   EXPECT_EQ(AssignedAgent(std::wstring(GetParam().word) + L"@example.com"), 200);
   EXPECT_EQ(Updates(), (Strings{"UPDATE UserConfig SET AgentId=200 WHERE MailboxDN='" +
-                                ToUtf8(GetParam().word) + "@example.com';"}));
+                                Utf8FromWide(GetParam().word) + "@example.com';"}));
 }
 
 INSTANTIATE_TEST_SUITE_P(
