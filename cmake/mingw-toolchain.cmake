@@ -8,7 +8,6 @@ set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 set(QRV_DLLTOOL x86_64-w64-mingw32-dlltool)
 set(QRV_OBJCOPY x86_64-w64-mingw32-objcopy)
-set(QRV_OBJDUMP x86_64-w64-mingw32-objdump)
 
 set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

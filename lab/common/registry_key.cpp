@@ -1,5 +1,6 @@
 #include "lab/common/registry_key.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace lab {

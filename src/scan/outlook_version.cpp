@@ -29,8 +29,9 @@ void GetOutlookVersion(std::uint8_t& major, std::uint8_t& minor) {
   minor = 0;
   int numbers[2] = {};
   // Outlook itself writes "Outlook.Application.16".
-  const int read =
-      swscanf(CurrentVersion().c_str(), L"OUTLOOK.APPLICATION.%d.%d", &numbers[0], &numbers[1]);
+  const std::wstring version = CurrentVersion();
+  const int read = _snwscanf(version.c_str(), version.size(), L"OUTLOOK.APPLICATION.%d.%d",
+                             &numbers[0], &numbers[1]);
   if (read >= 1) major = static_cast<std::uint8_t>(numbers[0]);
   if (read >= 2) minor = static_cast<std::uint8_t>(numbers[1]);
 }

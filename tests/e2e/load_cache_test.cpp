@@ -5,6 +5,7 @@
 
 #include <mapidefs.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
