@@ -16,7 +16,8 @@ std::wstring VerbatimPath(const std::wstring& path) {
 
 std::optional<FileIdentity> IdentityIn(const BY_HANDLE_FILE_INFORMATION& information) {
   const auto index = (std::uint64_t{information.nFileIndexHigh} << 32) | information.nFileIndexLow;
-  if (index == 0) return std::nullopt;
+  // With all bits set it stands for one that takes more than 64.
+  if (index == 0 || index == UINT64_MAX) return std::nullopt;
   return FileIdentity{information.dwVolumeSerialNumber, index};
 }
 

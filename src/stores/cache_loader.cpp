@@ -144,7 +144,7 @@ CacheLoader::Outcome CacheLoader::LoadService(const SRow& row, int index) {
     return Outcome::kEndLoad;
   }
   Outcome outcome = ReadEmail(section.Get(), name.Value.lpszA, draft.email);
-  MAPIUID providerUid;
+  MAPIUID providerUid = {};
   if (outcome == Outcome::kGoOn) outcome = FindProvider(draft.serviceUid, providerUid);
   if (outcome == Outcome::kGoOn) outcome = ReadProvider(providerUid, std::move(draft));
   return outcome;

@@ -71,6 +71,8 @@ TEST(FileIdentity, IsNotToldByEveryFileSystem) {
   EXPECT_EQ(platform::IdentityIn(information), (platform::FileIdentity{7, 1ULL << 32}));
   information.nFileIndexLow = 2;
   EXPECT_EQ(platform::IdentityIn(information), (platform::FileIdentity{7, (1ULL << 32) + 2}));
+  information.nFileIndexHigh = information.nFileIndexLow = 0xFFFFFFFF;
+  EXPECT_FALSE(platform::IdentityIn(information));
   EXPECT_FALSE(platform::IdentityOf(L"nul"));
 }
 
