@@ -48,7 +48,7 @@ remove_installation() {
   { kill -KILL "$desktop" && wait "$desktop"; } 2>/dev/null || true
   drop_profiles
   wine reg delete 'HKLM\SOFTWARE\Research In Motion' /f </dev/null >/dev/null 2>&1 || true
-  wine regsvr32 /u "$lab_binaries/sqloledb.dll" </dev/null >/dev/null 2>&1 || true
+  wine regsvr32 /s /u "Z:${lab_binaries//\//\\}\\sqloledb.dll" </dev/null >/dev/null 2>&1 || true
   rm -rf "$directory"
 }
 
