@@ -56,14 +56,15 @@ admin_on_terminal() {
   on_terminal "$lab_binaries/qrvadmin.exe" "$@" </dev/null
 }
 
-# Types "y" once the question is there: what is typed before is lost.
+# Types "y" once the question is there, and again until it is taken: what is typed before the program
+# reads is lost.
 answer_when_asked() {
   local tries
   for ((tries = 0; tries < 100; tries++)); do
-    ! grep -qs '\[c\]ancel' "$answered" || break
-    sleep 0.1
+    ! grep -qs 'done\.' "$answered" || break
+    ! grep -qs '\[c\]ancel' "$answered" || printf 'y\r' || break
+    sleep 0.2
   done
-  printf 'y\r'
 }
 
 test_usage_is_shown_to_its_end() {
