@@ -97,7 +97,7 @@ make_template() {
   step "making the Wine prefix that the tests' prefixes are cloned from (about 15 seconds)"
   (
     export WINEPREFIX=$new
-    quietly wineboot -i
+    quietly wineboot -i || die "Wine cannot make a prefix: 'wineboot -i' says why"
     quietly wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
     drop_time_zones "$new"
     quietly wineserver -w
