@@ -14,6 +14,8 @@ set(CMAKE_C_COMPILER_TARGET x86_64-w64-mingw32)
 
 set(CMAKE_CXX_FLAGS_INIT
     "-isystem ${qrv_gcc_root}/include/c++ -isystem ${qrv_gcc_root}/include/c++/x86_64-w64-mingw32 -Qunused-arguments")
+# lld: ld notes at each link that the sections that clang and GCC share have different sizes.
 # -pthread: GCC's library needs winpthread behind it, which only GCC adds by itself.
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-B${qrv_gcc_root} -L${qrv_gcc_root} -pthread")
-set(CMAKE_SHARED_LINKER_FLAGS_INIT "-B${qrv_gcc_root} -L${qrv_gcc_root} -pthread")
+foreach(kind IN ITEMS EXE SHARED MODULE)
+  set(CMAKE_${kind}_LINKER_FLAGS_INIT "-fuse-ld=lld -B${qrv_gcc_root} -L${qrv_gcc_root} -pthread")
+endforeach()

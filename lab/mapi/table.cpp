@@ -190,7 +190,7 @@ STDMETHODIMP Table::QueryRows(LONG count, ULONG flags, LPSRowSet* rows) {
     const std::lock_guard lock(mutex_);
     // A negative count reads backwards: the rows that lie before the cursor, in table order.
     const size_t room = count > 0 ? shown_.size() - cursor_ : cursor_;
-    const size_t wanted = static_cast<size_t>(count > 0 ? count : -static_cast<int64_t>(count));
+    const auto wanted = static_cast<size_t>(count > 0 ? count : -static_cast<int64_t>(count));
     const size_t taken = std::min(room, wanted);
     const size_t first = count > 0 ? cursor_ : cursor_ - taken;
     *rows = MakeRowSet(call.Name(), first, taken);

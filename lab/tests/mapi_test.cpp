@@ -107,9 +107,10 @@ TEST_F(MapiTest, ACountFaultCutsARow) {
   BeginTable(lab::FaultPlan().FailNth("MsgServiceTable.ColumnCount", 2, 1));
   LPSRowSet rows = Services();
   ASSERT_EQ(rows->cRows, 2U);
-  EXPECT_EQ(rows->aRow[0].cValues, 2U);
-  ASSERT_EQ(rows->aRow[1].cValues, 1U);
-  EXPECT_EQ(rows->aRow[1].lpProps[0].ulPropTag, PR_SERVICE_UID);
+  const SRow* row = rows->aRow;
+  EXPECT_EQ(row[0].cValues, 2U);
+  ASSERT_EQ(row[1].cValues, 1U);
+  EXPECT_EQ(row[1].lpProps[0].ulPropTag, PR_SERVICE_UID);
   FreeProws(rows);
 }
 
