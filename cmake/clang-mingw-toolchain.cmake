@@ -12,8 +12,9 @@ set(CMAKE_C_COMPILER clang)
 set(CMAKE_CXX_COMPILER_TARGET x86_64-w64-mingw32)
 set(CMAKE_C_COMPILER_TARGET x86_64-w64-mingw32)
 
-set(CMAKE_CXX_FLAGS_INIT
-    "-isystem ${qrv_gcc_root}/include/c++ -isystem ${qrv_gcc_root}/include/c++/x86_64-w64-mingw32 -Qunused-arguments")
+# __GXX_TYPEINFO_EQUALITY_INLINE: as GCC sets it, whose library has that comparison out of line.
+set(CMAKE_CXX_FLAGS_INIT "-D__GXX_TYPEINFO_EQUALITY_INLINE=0 \
+-isystem ${qrv_gcc_root}/include/c++ -isystem ${qrv_gcc_root}/include/c++/x86_64-w64-mingw32 -Qunused-arguments")
 # lld: ld notes at each link that the sections that clang and GCC share have different sizes.
 # -pthread: GCC's library needs winpthread behind it, which only GCC adds by itself.
 foreach(kind IN ITEMS EXE SHARED MODULE)
