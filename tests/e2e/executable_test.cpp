@@ -70,7 +70,7 @@ class ExecutableFile {
   // What lies at `address` once the file is loaded.
   template <typename T>
   const T* Mapped(DWORD address) const {
-    const IMAGE_SECTION_HEADER* section = IMAGE_FIRST_SECTION(&Headers());
+    const auto* section = reinterpret_cast<const IMAGE_SECTION_HEADER*>(&Headers() + 1);
     while (address - section->VirtualAddress >= section->SizeOfRawData) ++section;
     return At<T>(address - section->VirtualAddress + section->PointerToRawData);
   }
