@@ -7,7 +7,8 @@ fresh_times=()
 # usage: make_system RELEASE FOLDER
 make_system() {
   mkdir -p "$2"
-  unshare --mount debootstrap --variant=minbase "$1" "$2" >"$2.log" 2>&1 || die "$(tail -n 20 "$2.log")"
+  unshare --mount debootstrap --variant=minbase "$1" "$2" >"$2.log" 2>&1 ||
+    die "debootstrap has failed: $(tail -n 20 "$2.log")"
 }
 
 # The machine's way to Debian's packages goes along, and whether warnings are errors.
@@ -16,7 +17,8 @@ run_in_system() {
   unshare --mount --pid --fork --kill-child -- bash -c '
     mount -t proc proc "$0/proc" && mount --rbind /dev "$0/dev" && exec chroot "$0" "$@"' "$1" \
     env -i HOME=/root PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin \
-    "QRV_WARNINGS_AS_ERRORS=$QRV_WARNINGS_AS_ERRORS" ${http_proxy:+"http_proxy=$http_proxy"} ${https_proxy:+"https_proxy=$https_proxy"} \
+    "QRV_WARNINGS_AS_ERRORS=$QRV_WARNINGS_AS_ERRORS" \
+    ${http_proxy:+"http_proxy=$http_proxy"} ${https_proxy:+"https_proxy=$https_proxy"} \
     bash -c "cd /root/qrvadmin && $2" </dev/null
 }
 
@@ -24,13 +26,14 @@ run_in_system() {
 timed() {
   local begin=$SECONDS
   step "$1"
-  "${@:2}"
+  "${@:2}" || die "$1: failed; the system stays in build/fresh"
   fresh_times+=("$((SECONDS - begin)) s  $1")
 }
 
-# The system stays when something fails, to look into; the next run makes a new one.
+# A system in which something has failed stays, to look into; the next run makes a new one.
 check_fresh() {
   local release=$1 system=$build_root/fresh/$1
+  [[ $release =~ ^[a-z]+$ ]] || die "fresh needs a release of Debian: bookworm or trixie"
   ((EUID == 0)) || die "a fresh system is made by root: sudo scripts/check fresh $release"
   scripts/setup fresh
   rm -rf --one-file-system "$system"
