@@ -100,17 +100,19 @@ TEST(ExecutableTest, HasUnforeseeableAddressesAndNoExecutableData) {
   EXPECT_EQ(file.Headers().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
 }
 
-// Nothing but a use of them brings these functions into the file.
+// Nothing but a use of them brings these functions into the file. Of our library calls the
+// optimiser of GCC 12 leaves three to be checked in the running program; GCC 14's finds all of them
+// safe.
 TEST(ExecutableTest, GuardsItsStackAndItsBuffers) {
   const std::set<std::string> symbols = ExecutableFile(FileWithSymbols()).Symbols();
   EXPECT_TRUE(symbols.contains("__stack_chk_fail"));
-#ifdef NDEBUG
+#if defined(NDEBUG) && defined(__OPTIMIZE__) && __GNUC__ < 14
   EXPECT_TRUE(symbols.contains("__memcpy_chk"));
 #endif
 }
 
 #ifdef NDEBUG
-// Nine tenths of a mebibyte are what the C++ library brings for wide streams.
+// Four fifths of it are what the C++ library brings along with wide streams.
 TEST(ExecutableTest, StaysNearOneMebibyte) {
   EXPECT_LE(std::filesystem::file_size(ShippedProgram()), (1U << 20) * 106 / 100);
 }
