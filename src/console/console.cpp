@@ -71,8 +71,7 @@ SRWLOCK lineLock = SRWLOCK_INIT;
 void SetUpConsole() {
   // Never destroyed: the process may end on any thread, and lines are printed and std::wcout is
   // flushed when the main thread's stack and the static objects are gone.
-  static ConsoleStreamBuffer& buffer = *new ConsoleStreamBuffer(GetStdHandle(STD_OUTPUT_HANDLE));
-  std::wcout.rdbuf(&buffer);
+  std::wcout.rdbuf(new ConsoleStreamBuffer(GetStdHandle(STD_OUTPUT_HANDLE)));
 }
 
 void PrintFormattedLine(const wchar_t* format, ...) {

@@ -10,7 +10,7 @@
 #include "src/console/console_format.h"
 
 // Puts a ConsoleStreamBuffer on standard output behind std::wcout, to the process's end. To be
-// called once, before anything is printed.
+// called before anything is printed, and again when standard output has become another.
 void SetUpConsole();
 
 // What PrintLine does when its format has been checked. Called by nothing else.
