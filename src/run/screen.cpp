@@ -43,6 +43,15 @@ void Screen::Show(const std::wstring& line) {
   PrintText(line);
 }
 
+// The standard handle may still be that of the console that was left.
+void Screen::ShowOnConsole() {
+  console_ = platform::TakeFileHandle(CreateFileW(L"CONOUT$", GENERIC_READ | GENERIC_WRITE,
+                                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                                  OPEN_EXISTING, 0, nullptr));
+  SetStdHandle(STD_OUTPUT_HANDLE, console_.Get());
+  SetUpConsole();
+}
+
 void Screen::Leave(const std::function<void()>& use) {
   const bool locked = TryLock(lock_);
   const std::vector<DWORD> neighbours = ProcessesOnConsole();
@@ -53,6 +62,6 @@ void Screen::Leave(const std::function<void()>& use) {
   if (!neighbours.empty() && std::none_of(neighbours.begin(), neighbours.end(), GoToConsoleOf)) {
     AllocConsole();
   }
-  if (showsOnConsole) SetUpConsole();
+  if (showsOnConsole) ShowOnConsole();
   if (locked) ReleaseSRWLockExclusive(&lock_);
 }

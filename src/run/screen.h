@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "src/platform/handle.h"
+
 // Shows lines, from any thread, and lends the process's place on its console out.
 class Screen {
  public:
@@ -19,5 +21,9 @@ class Screen {
   void Leave(const std::function<void()>& use);
 
  private:
+  void ShowOnConsole();
+
+  // Standard output, when the process has come back to a console.
+  platform::KernelHandle console_;
   SRWLOCK lock_ = SRWLOCK_INIT;
 };

@@ -63,10 +63,11 @@ KernelHandle OpenEmptyInput() {
 
 // The end of a new pipe to read from, and in `write` the one to write to.
 KernelHandle MakePipe(KernelHandle& write) {
+  constexpr DWORD kPipeSize = 65536;
   HANDLE readEnd = nullptr;
   HANDLE writeEnd = nullptr;
   SECURITY_ATTRIBUTES inheritable = Inheritable();
-  if (!CreatePipe(&readEnd, &writeEnd, &inheritable, 0)) return {};
+  if (!CreatePipe(&readEnd, &writeEnd, &inheritable, kPipeSize)) return {};
   write = KernelHandle(writeEnd);
   SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
   return KernelHandle(readEnd);
