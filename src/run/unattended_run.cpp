@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "src/console/console.h"
-#include "src/platform/handle.h"
 #include "src/platform/text.h"
 #include "src/run/ctrl_c.h"
 #include "src/run/run_judge.h"
@@ -20,6 +19,7 @@
 #include "src/run/screen.h"
 #include "src/run/single_run.h"
 #include "src/run/tool_process.h"
+#include "src/run/tool_watch.h"
 
 namespace {
 
@@ -50,93 +50,6 @@ std::wstring OnOneLine(std::wstring text) {
   }
   return text;
 }
-
-// How a run came to its end.
-struct RunEnd {
-  bool timeRanOut = false;
-  bool ctrlC = false;
-  // It did not end when it was asked to.
-  bool killed = false;
-};
-
-// Watches over the tool, on a thread of its own: nothing that happens to its lines may keep it.
-class Watch {
- public:
-  Watch(ToolProcess& tool, Screen& screen, HANDLE ctrlC, DWORD timeoutMilliseconds)
-      : tool_(tool),
-        screen_(screen),
-        ctrlC_(ctrlC),
-        deadline_(timeoutMilliseconds == INFINITE ? ~0ULL : GetTickCount64() + timeoutMilliseconds),
-        thread_(CreateThread(nullptr, 0, RunThread, this, 0, nullptr)) {}
-  Watch(const Watch&) = delete;
-  Watch& operator=(const Watch&) = delete;
-
-  // Waits until the tool and all that it has started have ended.
-  RunEnd WaitForEnd() {
-    WaitForSingleObject(thread_.Get(), INFINITE);
-    return end_;
-  }
-
- private:
-  static DWORD WINAPI RunThread(LPVOID watch) {
-    static_cast<Watch*>(watch)->Run();
-    return 0;
-  }
-
-  void Run() {
-    while (WaitForNext() != WAIT_OBJECT_0) {
-    }
-    // What it has left running, the repair tool above all.
-    tool_.EndAll();
-  }
-
-  // Returns WAIT_OBJECT_0 when the tool has ended.
-  DWORD WaitForNext() {
-    const std::array<HANDLE, 2> handles = {tool_.Process(), ctrlC_};
-    const DWORD waited = WaitForMultipleObjects(static_cast<DWORD>(handles.size()), handles.data(),
-                                                FALSE, MillisecondsLeft());
-    if (waited == WAIT_OBJECT_0 + 1) {
-      OnCtrlC();
-    } else if (waited == WAIT_TIMEOUT) {
-      OnTimeout();
-    }
-    return waited;
-  }
-
-  DWORD MillisecondsLeft() const {
-    const ULONGLONG now = GetTickCount64();
-    if (deadline_ == ~0ULL) return INFINITE;
-    return deadline_ > now ? static_cast<DWORD>(deadline_ - now) : 0;
-  }
-
-  // Pressed again, it says nothing new.
-  void OnCtrlC() {
-    if (!end_.ctrlC) AskToolToEnd();
-    end_.ctrlC = true;
-  }
-
-  void OnTimeout() {
-    constexpr ULONGLONG kToEndMilliseconds = 30000;
-    if (end_.timeRanOut) {
-      end_.killed = true;
-      tool_.EndAll();
-      return;
-    }
-    end_.timeRanOut = true;
-    AskToolToEnd();
-    deadline_ = GetTickCount64() + kToEndMilliseconds;
-  }
-
-  void AskToolToEnd() { SendCtrlC(tool_.Process(), tool_.ProcessId(), screen_); }
-
-  ToolProcess& tool_;
-  Screen& screen_;
-  const HANDLE ctrlC_;
-  ULONGLONG deadline_;
-  RunEnd end_;
-  // Last: it begins when all the rest is there.
-  platform::KernelHandle thread_;
-};
 
 class UnattendedRun {
  public:
@@ -174,7 +87,7 @@ class UnattendedRun {
 int UnattendedRun::Run() {
   const HANDLE ctrlC = CatchCtrlC();
   if (OpenLog() && FindTool() && TakeTurn() && StartTool()) {
-    Watch watch(tool_, screen_, ctrlC, options_.timeoutMilliseconds.value_or(INFINITE));
+    ToolWatch watch(tool_, screen_, ctrlC, options_.timeoutMilliseconds);
     PassLinesOn();
     Judge(watch.WaitForEnd());
   }
