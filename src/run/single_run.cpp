@@ -1,5 +1,7 @@
 #include "src/run/single_run.h"
 
+#include <utility>
+
 namespace {
 
 // Whether an object of that name is there, although it could not be opened.
@@ -14,9 +16,14 @@ bool SingleRun::Take() { return Take({L"Global\\qrvrun", L"Local\\qrvrun"}); }
 
 bool SingleRun::Take(std::initializer_list<const wchar_t*> names) {
   for (const wchar_t* name : names) {
-    mutex_ = platform::KernelHandle(CreateMutexW(nullptr, FALSE, name));
-    // A holder that was killed has left it.
-    if (mutex_) return WaitForSingleObject(mutex_.Get(), 0) != WAIT_TIMEOUT;
+    platform::KernelHandle mutex(CreateMutexW(nullptr, FALSE, name));
+    if (mutex) {
+      // A holder that was killed has left it. One that is refused keeps no handle, which would keep
+      // the lock alive, and taken, behind its holder's end.
+      if (WaitForSingleObject(mutex.Get(), 0) == WAIT_TIMEOUT) return false;
+      mutex_ = std::move(mutex);
+      return true;
+    }
     if (GetLastError() == ERROR_ACCESS_DENIED && IsClosedToUs(name)) return false;
   }
   return false;
