@@ -119,7 +119,7 @@ constexpr WantedLine kWantedLines[] = {
 };
 
 struct NotRunLine {
-  LineForm form;
+  std::wstring_view text;
   const wchar_t* reason;
 };
 
@@ -195,11 +195,25 @@ bool IsGoodLine(ToolCommand command, std::wstring_view line) {
   });
 }
 
+std::vector<LineForm> GoodForms(ToolCommand command) {
+  std::vector<LineForm> forms;
+  for (const CommandLines& good : kGoodLines) {
+    if ((good.commands & Set({command})) != 0) forms.push_back(good.form);
+  }
+  return forms;
+}
+
 std::span<const WantedLine> WantedLines() { return kWantedLines; }
 
 const wchar_t* ReasonNotRun(std::wstring_view line) {
   for (const NotRunLine& candidate : kNotRunLines) {
-    if (candidate.form == line) return candidate.reason;
+    if (candidate.text == line) return candidate.reason;
   }
   return nullptr;
+}
+
+std::vector<std::wstring_view> NotRunLines() {
+  std::vector<std::wstring_view> lines;
+  for (const NotRunLine& line : kNotRunLines) lines.push_back(line.text);
+  return lines;
 }

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // The tool's commands, in its own order of priority.
 enum class ToolCommand {
@@ -34,6 +35,9 @@ bool HasForm(std::wstring_view line, LineForm form);
 // Whether a good run of the command prints such a line. A line that nobody thought of is none.
 bool IsGoodLine(ToolCommand command, std::wstring_view line);
 
+// The forms of all such lines.
+std::vector<LineForm> GoodForms(ToolCommand command);
+
 // Lines that a good run of a command must have.
 struct WantedLine {
   ToolCommand command;
@@ -47,6 +51,9 @@ std::span<const WantedLine> WantedLines();
 // Why the tool did not do its work, when its first line is `line`; null when it did. All lines that
 // follow such a line belong to it.
 const wchar_t* ReasonNotRun(std::wstring_view line);
+
+// All such lines.
+std::vector<std::wstring_view> NotRunLines();
 
 // What -assignAgents says after each batch, with the numbers of those assigned and of all.
 inline constexpr LineForm kAssignedForm = L"Assigned # of # users ...";
