@@ -150,6 +150,7 @@ TEST(CommandOf, AWordCountsInAnyLetterCaseAndAnywhere) {
 // What the tool prints for these arguments. Those that let it do work are not for here.
 std::wstring ToolOutput(std::vector<std::wstring> arguments) {
   std::vector<wchar_t*> pointers;
+  pointers.reserve(arguments.size());
   for (std::wstring& argument : arguments) pointers.push_back(argument.data());
   const CapturedOutput output;
   Dispatch(static_cast<int>(pointers.size()), pointers.data(), L"qrvadmin");

@@ -1,20 +1,22 @@
 #include "src/run/single_run.h"
 
 #include <gtest/gtest.h>
+#include <windows.h>
 // sddl.h wants windows.h first.
 #include <sddl.h>
-#include <windows.h>
 
-#include <future>
 #include <string>
+#include <thread>
 
 namespace {
 
 // A thread has a lock as often as it takes it, and leaves it behind when it ends: so what others do
 // is done on threads of their own.
 template <typename Function>
-auto OnAnotherThread(Function function) {
-  return std::async(std::launch::async, function).get();
+bool OnAnotherThread(Function function) {
+  bool result = false;
+  std::thread([&] { result = function(); }).join();
+  return result;
 }
 
 bool OthersCanTake(std::initializer_list<const wchar_t*> names) {
