@@ -21,14 +21,15 @@ constexpr unsigned kAgents = Set({ToolCommand::kListAgents});
 constexpr unsigned kAssign = Set({ToolCommand::kAssignAgents});
 constexpr unsigned kServers = Set({ToolCommand::kListServers});
 constexpr unsigned kFind = Set({ToolCommand::kFindUsers});
-constexpr unsigned kAll = ~0U;
+constexpr unsigned kAll = Set({ToolCommand::kNone}) - 1;
 
 struct CommandLines {
   unsigned commands;
   LineForm form;
 };
 
-// What "-v" adds is here as far as a run without it is good: it must not change the result.
+// What "-v" adds is here as far as a run without it is good: it must not change the result. The one
+// exception is a profile whose registry key does not open, which only "-v" tells of with "-m".
 constexpr CommandLines kGoodLines[] = {
     {kAll, L"Exiting."},
     {kAll & ~(kAgents | kServers), L"The Control Handler is installed."},

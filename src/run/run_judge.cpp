@@ -42,7 +42,6 @@ void RunJudge::Add(std::wstring_view line) {
 void RunJudge::CountWanted(std::wstring_view line) {
   for (size_t i = 0; i < counts_.size(); ++i) {
     const WantedLine& wanted = WantedLines()[i];
-    if (wanted.command != command_) continue;
     if (HasForm(line, wanted.form)) ++counts_[i].seen;
     if (!wanted.forEach.empty() && HasForm(line, wanted.forEach)) ++counts_[i].wanted;
   }

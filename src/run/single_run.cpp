@@ -18,8 +18,8 @@ bool SingleRun::Take(std::initializer_list<const wchar_t*> names) {
   for (const wchar_t* name : names) {
     platform::KernelHandle mutex(CreateMutexW(nullptr, FALSE, name));
     if (mutex) {
-      // A holder that was killed has left it. One that is refused keeps no handle, which would keep
-      // the lock alive, and taken, behind its holder's end.
+      // A holder that was killed has left it. Who is refused keeps no handle: the lock ends with
+      // its holder's.
       if (WaitForSingleObject(mutex.Get(), 0) == WAIT_TIMEOUT) return false;
       mutex_ = std::move(mutex);
       return true;

@@ -230,6 +230,7 @@ TEST(GoodLines, ALineIsGoodForItsOwnCommandsOnly) {
   EXPECT_EQ(GoodFor(L"Users: 0"), (CommandSet{kListAgents, kListServers}));
   EXPECT_EQ(GoodFor(L"Email: ann"), CommandSet{kFindUsers});
   EXPECT_EQ(GoodFor(L"Exiting."), AllBut({}));
+  EXPECT_FALSE(IsGoodLine(kNone, L"Exiting."));
 }
 
 TEST(GoodLines, AnEmptyLineIsNotGood) { EXPECT_EQ(GoodFor(L""), CommandSet()); }
