@@ -110,6 +110,7 @@ class RunTest : public ScanLabTest {
   using LabTest::AddEmbedded;
   using LabTest::AddOrphan;
   using LabTest::AddRoot;
+  using LabTest::AllowLeaks;
   using LabTest::Directory;
   using LabTest::Faults;
   using LabTest::FileOf;
