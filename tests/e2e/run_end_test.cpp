@@ -5,8 +5,8 @@ namespace e2e {
 namespace {
 
 // How long a call takes during which the time ends.
-constexpr uint32_t kSlow = 4000;
-constexpr char kShort[] = "-timeout 0.015";
+constexpr uint32_t kSlow = 6000;
+constexpr char kShort[] = "-timeout 0.035";
 
 RunEnding TimeRanOut() { return {3, {"qrvrun: exit code 3, time ran out"}}; }
 RunEnding CtrlC() { return {4, {"qrvrun: exit code 4, Ctrl+C"}}; }
@@ -19,6 +19,8 @@ struct StopCase : NamedCase {
   // Users without a store.
   int users;
   const char* call;
+  // Which of these calls; 0: each.
+  uint32_t nth;
   Strings before;
   Strings after;
   // What is trouble among these.
@@ -35,10 +37,10 @@ class RunStopTest : public RunTest, public ::testing::WithParamInterface<StopCas
     for (int n = 1; n <= stop.users; ++n) AddUser(L"new" + std::to_wstring(n));
     if (std::string_view(stop.call) == "compaction") {
       PlanCompaction(lab::CompactionPlan().Takes(L"*", kSlow));
-    } else if (std::string_view(stop.call) == "scan") {
-      PlanTool({.scanTime = kSlow});
-    } else {
+    } else if (stop.nth == 0) {
       Faults().DelayEach(stop.call, kSlow);
+    } else {
+      Faults().DelayNth(stop.call, stop.nth, kSlow);
     }
     // A program that Windows ends gives nothing back.
     AllowLeaks();
@@ -80,45 +82,55 @@ TEST_P(RunStopTest, CtrlCStopsIt) {
 
 const std::string kServer = Utf8FromWide(ComputerName());
 
+const Strings kCheckBroken = {"CheckQsf: LogonToStores failed : 0x80040113"};
+const Strings kAssignBroken = {"AssignUsersToAgents: LogonToStores failed : 0x80040113"};
+
 // These end at it, the list commands at once.
 INSTANTIATE_TEST_SUITE_P(
     Ends, RunStopTest,
     ::testing::Values(
         StopCase{"CheckQsf",
-                 "-checkQsf -p Main -e user1",
+                 "-checkQsf -p Main -e user1 -v",
                  1,
                  0,
-                 "IMAPISession::OpenMsgStore",
-                 {"CheckQsf: Checking 1 MAPI stores...", "Checking store for 'user1@example.com'"},
-                 {kUserBreak, "All stores are OK", "Shutting down stores...", "Done"},
-                 {}},
+                 "HrQueryAllRows@MsgServiceTable",
+                 1,
+                 {kHandlerInstalled},
+                 Strings{kUserBreak, "CheckQsf: Checking 1 MAPI stores..."} + kCheckBroken +
+                     Strings{"Done", "Exiting."},
+                 kCheckBroken},
         StopCase{"CompactQsf",
                  "-compactQsf -p Main -e user",
                  2,
                  0,
                  "compaction",
+                 0,
                  {"compacting user1@example.com"},
                  {kUserBreak, "Compacting done"},
                  {}},
         StopCase{"AssignAgents",
                  "-assignAgents -p Main",
                  0,
-                 1,
+                 7,
                  "IExchangeManageStore::CreateStoreEntryID",
+                 0,
                  {"Base Agentid=200", "Number of Agents=2",
-                  "AssignUsersToAgents: Creating 1 MAPI stores...",
-                  "Creating store for 'new1@example.com'"},
-                 {kUserBreak, "Assigned 1 of 1 users ...", "Done"},
-                 {}},
+                  "AssignUsersToAgents: Creating 7 MAPI stores...",
+                  "Creating store for 'new1@example.com'", "Creating store for 'new2@example.com'",
+                  "Creating store for 'new3@example.com'", "Creating store for 'new4@example.com'",
+                  "Creating store for 'new5@example.com'"},
+                 Strings{kUserBreak} + kAssignBroken,
+                 kAssignBroken},
         StopCase{"ListAgents",
                  Words{L"-listAgents", L"-s", ComputerName()},
                  1,
                  0,
                  "ICommand::Execute",
+                 1,
                  {},
                  {},
                  {}},
-        StopCase{"ListServers", "-listServers", 0, 0, "ICommand::Execute", {}, {}, {}}),
+        StopCase{"ListServers", "-listServers", 0, 0, "ICommand::Execute", 1, {}, {}, {}}),
     kByName);
 
 // These go on to their end all the same.
@@ -129,6 +141,7 @@ INSTANTIATE_TEST_SUITE_P(
                                1,
                                0,
                                "HrQueryAllRows@MsgServiceTable",
+                               1,
                                {kHandlerInstalled},
                                {kUserBreak, "No unused QSFs found", "Exiting."},
                                {}},
@@ -137,6 +150,7 @@ INSTANTIATE_TEST_SUITE_P(
                                1,
                                0,
                                "HrQueryAllRows@MsgServiceTable",
+                               1,
                                {kHandlerInstalled},
                                {kUserBreak, "Email: user1@example.com", "Type: QSF store",
                                 "QSF: user1.qsf", "Embedded stores: none", " ", "Exiting."},
@@ -147,10 +161,91 @@ INSTANTIATE_TEST_SUITE_P(
                           0,
                           0,
                           "IProfAdmin::AdminServices",
+                          1,
                           {kHandlerInstalled},
                           Strings{kUserBreak} + Lines(NoProfile("FindUsers")) + Strings{"Exiting."},
                           Lines(NoProfile("FindUsers"))}),
     kByName);
+
+// The list commands are ended by Windows; in the time that the call takes they would have gone on.
+TEST_F(RunTest, AListCommandIsEndedAtOnce) {
+  Faults().DelayNth("ICommand::Execute", 1, 20000);
+  AllowLeaks();
+  const RunResult result = RunAdmin("-timeout 0.01 -listServers");
+  Expect(result, {}, TimeRanOut());
+  EXPECT_LT(result.elapsed, std::chrono::seconds(10));
+}
+
+// Scans.
+
+class RunScanStopTest : public RunTest {
+ protected:
+  void SetUp() override {
+    RunTest::SetUp();
+    Add(L"ann");
+    AllowLeaks();
+  }
+  std::string Scanning() const { return "scanning " + Utf8FromWide(FileOf(L"ann")); }
+  bool WaitForTool(const char* call) const {
+    for (int i = 0; i < 300 && Calls(call).empty(); ++i) Sleep(50);
+    return !Calls(call).empty();
+  }
+};
+
+TEST_F(RunScanStopTest, AtCtrlCTheScanIsCancelled) {
+  PlanTool({.scanTime = 30000, .cancelQuestion = false, .afterCancel = lab::AfterCancel::kSound});
+  RunningProgram program = StartAdmin("-scanQsf -p Main");
+  ASSERT_TRUE(WaitForTool("SCANPST::Scan"));
+  ASSERT_TRUE(program.SendCtrlC());
+  Expect(program.Wait(), {Scanning(), kUserBreak, "file scan done."}, CtrlC());
+  EXPECT_EQ(Calls("SCANPST::Cancel").size(), 1U);
+  EXPECT_TRUE(WaitForNoTools());
+}
+
+TEST_F(RunScanStopTest, WhenTheTimeIsOverTheScanIsCancelled) {
+  PlanTool({.scanTime = 60000, .cancelQuestion = false, .afterCancel = lab::AfterCancel::kSound});
+  ExpectRun("-timeout 0.1 -scanQsf -p Main", {Scanning(), kUserBreak, "file scan done."},
+            TimeRanOut());
+  EXPECT_EQ(Calls("SCANPST::Cancel").size(), 1U);
+  EXPECT_TRUE(WaitForNoTools());
+}
+
+// Nothing that Ctrl+C could reach ends these two: they are ended half a minute later.
+class RunForEverTest : public RunScanStopTest {
+ protected:
+  static RunEnding Killed() {
+    return {3, {"qrvrun: exit code 3, time ran out, and qrvadmin was ended"}};
+  }
+  static void ExpectHalfAMinute(const RunResult& result) {
+    EXPECT_GE(result.elapsed, std::chrono::seconds(32));
+    EXPECT_LT(result.elapsed, std::chrono::seconds(50));
+  }
+};
+
+TEST_F(RunForEverTest, ARepairToolThatStandsIsEndedWithTheTool) {
+  PlanTool({.startButton = false});
+  const RunResult result =
+      ExpectRun("-timeout 0.04 -scanQsf -p Main", {Scanning(), kUserBreak}, Killed());
+  ExpectHalfAMinute(result);
+  EXPECT_EQ(Calls("SCANPST::Start").size(), 1U);
+  EXPECT_TRUE(ProcessesOf(L"qrvadmin.exe").empty());
+  EXPECT_TRUE(ProcessesOf(L"SCANPST.EXE").empty());
+}
+
+TEST_F(RunForEverTest, ACompactionBehindTwoDialogsIsEnded) {
+  constexpr uint32_t kForEver = 120000;
+  PlanCompaction(lab::CompactionPlan()
+                     .Takes(L"*", kForEver)
+                     .Title(L"*", L"Settings")
+                     .IgnoresClose(L"*", kForEver)
+                     .Dialog(L"*", {.time = lab::DialogTime::kDuring,
+                                    .title = L"Beside",
+                                    .ignoresCloseFor = kForEver}));
+  const RunResult result = ExpectRun("-timeout 0.04 -compactQsf -p Main",
+                                     {"compacting ann@example.com", kUserBreak}, Killed());
+  ExpectHalfAMinute(result);
+  EXPECT_TRUE(ProcessesOf(L"qrvadmin.exe").empty());
+}
 
 }  // namespace
 }  // namespace e2e

@@ -32,6 +32,7 @@
 #include "tests/e2e/support/desktop.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
+#include "tests/e2e/support/processes.h"
 #include "tests/e2e/support/scan_lab_test.h"
 
 namespace e2e {
@@ -182,10 +183,38 @@ class RunTest : public ScanLabTest {
 
   bool ToolWasStarted() const { return !Journal().empty(); }
 
+  // Waits until neither the tool nor the repair tool runs; false when they go on.
+  static bool WaitForNoTools() {
+    for (int i = 0; i < 100; ++i) {
+      if (ProcessesOf(L"qrvadmin.exe").empty() && ProcessesOf(L"SCANPST.EXE").empty()) return true;
+      Sleep(50);
+    }
+    return false;
+  }
+
  private:
   std::wstring Connection() const { return lab::SqliteConnectionString(StorePath(L"bes.sqlite")); }
 
   std::unique_ptr<lab::BesDatabase> database_;
+};
+
+// Runs of a copy of qrvrun.exe that finds another program, echo_child, in the tool's place.
+class RunStandInTest : public RunTest {
+ protected:
+  void SetUp() override {
+    RunTest::SetUp();
+    std::filesystem::create_directories(Folder());
+    std::filesystem::copy_file(Runner(), Folder() / L"qrvrun.exe");
+    std::filesystem::copy_file(LabBinaries() / L"echo_child.exe", Folder() / L"qrvadmin.exe");
+  }
+
+  RunOptions Prepare(RunOptions options) const override {
+    if (options.program.empty()) options.program = Folder() / L"qrvrun.exe";
+    return RunTest::Prepare(std::move(options));
+  }
+
+ private:
+  std::filesystem::path Folder() const { return Directory() / L"stand-in"; }
 };
 
 // A row of a table of runs.

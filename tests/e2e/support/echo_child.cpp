@@ -7,6 +7,12 @@
 //   sleep MS             prints "sleeping" and ends after that time
 //   control              prints "ready", then each control event, until the second
 //   spawn                starts `sleep` as a process of its own and ends, leaving it behind
+//   leave                the same, with its own standard handles
+//   say LINE...          prints every argument as a line, up to one that begins with "-"
+//   begin TEXT           prints the text without a line end
+//   complain TEXT        prints the text as a line on standard error
+//   count NUMBER         prints the lines "line 1", "line 2" and so on
+//   refuse               starts `sleep`, prints "ready", and takes no notice of Ctrl+C
 #include <fcntl.h>
 #include <io.h>
 #include <windows.h>
@@ -71,16 +77,55 @@ int SleepFor(const std::wstring& duration) {
   return 0;
 }
 
-int LeaveProcessBehind(const std::wstring& program) {
+int LeaveProcessBehind(const std::wstring& program, bool withHandles) {
   std::wstring commandLine = L"\"" + program + L"\" sleep 60000";
   STARTUPINFOW startup = {};
   startup.cb = sizeof(startup);
-  // No standard handles: they would be passed on.
+  // Without any of their own they would be passed on all the same.
   startup.dwFlags = STARTF_USESTDHANDLES;
+  if (withHandles) {
+    startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+    startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+  }
   PROCESS_INFORMATION information = {};
-  CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                 &startup, &information);
+  CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, withHandles, 0, nullptr,
+                 nullptr, &startup, &information);
   Print(std::to_string(information.dwProcessId));
+  return 0;
+}
+
+int Say(const std::vector<std::wstring>& words) {
+  for (const std::wstring& word : words) {
+    if (word.starts_with(L'-')) break;
+    Print(lab::Utf8FromWide(word));
+  }
+  return 0;
+}
+
+int Begin(const std::wstring& text) {
+  std::cout << lab::Utf8FromWide(text) << std::flush;
+  return 0;
+}
+
+int Complain(const std::wstring& text) {
+  std::cerr << lab::Utf8FromWide(text) << "\n" << std::flush;
+  return 0;
+}
+
+int Count(const std::wstring& number) {
+  const unsigned long last = std::stoul(number);
+  for (unsigned long i = 1; i <= last; ++i) std::cout << "line " << i << "\r\n";
+  std::cout.flush();
+  return 0;
+}
+
+BOOL WINAPI TakeNoNotice(DWORD /*event*/) { return TRUE; }
+
+int Refuse(const std::wstring& program) {
+  SetConsoleCtrlHandler(TakeNoNotice, TRUE);
+  LeaveProcessBehind(program, false);
+  Print("ready");
+  Sleep(INFINITE);
   return 0;
 }
 
@@ -98,6 +143,12 @@ int wmain(int argc, wchar_t** argv) {
   if (command == L"environment") return PrintVariable(value);
   if (command == L"sleep") return SleepFor(value);
   if (command == L"control") return WaitForControlEvents();
-  if (command == L"spawn") return LeaveProcessBehind(argv[0]);
+  if (command == L"spawn") return LeaveProcessBehind(argv[0], false);
+  if (command == L"leave") return LeaveProcessBehind(argv[0], true);
+  if (command == L"say") return Say(std::vector<std::wstring>(argv + 2, argv + argc));
+  if (command == L"begin") return Begin(value);
+  if (command == L"complain") return Complain(value);
+  if (command == L"count") return Count(value);
+  if (command == L"refuse") return Refuse(argv[0]);
   return kUnknownCommand;
 }

@@ -91,6 +91,8 @@ class RunningProgram::State {
     }
   }
 
+  void KillAlone() { TerminateProcess(child_.process.Get(), kKilled); }
+
   RunResult Wait(milliseconds timeout) {
     CloseInput();
     RunResult result;
@@ -172,6 +174,7 @@ bool RunningProgram::SendCtrlBreak() {
 void RunningProgram::Write(std::string_view text) { state_->WriteInput(text); }
 void RunningProgram::CloseStdin() { state_->CloseInput(); }
 void RunningProgram::Kill() { state_->Kill(); }
+void RunningProgram::KillAlone() { state_->KillAlone(); }
 
 RunResult RunningProgram::Wait(std::optional<milliseconds> timeout) {
   return state_->Wait(timeout.value_or(state_->TimeLeft()));

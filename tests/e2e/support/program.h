@@ -73,8 +73,9 @@ class RunningProgram {
   void Write(std::string_view text);
   void CloseStdin();
 
-  // Ends the program at once.
+  // Ends the program at once, with all that it has started; the program alone.
   void Kill();
+  void KillAlone();
 
   // Waits for the program's end. The watchdog kills it after `timeout` (without a value: the time
   // that is left of the options' time limit), fails the test and shows what was printed.
