@@ -1,5 +1,5 @@
-// What the shipped file tells the loader: which functions it takes from MAPI, and that it is built
-// to make attacks on its memory hard.
+// What the shipped files tell the loader: which functions they take from MAPI, and that they are
+// built to make attacks on their memory hard.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -12,7 +12,9 @@
 #include <string_view>
 #include <vector>
 
+#include "lab/common/text.h"
 #include "tests/e2e/support/directory.h"
+#include "tests/e2e/support/output.h"
 
 namespace e2e {
 namespace {
@@ -44,6 +46,17 @@ class ExecutableFile {
       }
     }
     return imports;
+  }
+
+  // The libraries that something is taken from, in small letters.
+  std::set<std::string> Libraries() const {
+    std::set<std::string> names;
+    const auto& directory =
+        Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    for (auto* entry = Mapped<IMAGE_IMPORT_DESCRIPTOR>(directory); entry->Name; ++entry) {
+      names.insert(lab::FoldAscii(std::string_view(Mapped<char>(entry->Name))));
+    }
+    return names;
   }
 
   // The names that are defined in the file.
@@ -79,8 +92,8 @@ class ExecutableFile {
 };
 
 // The symbols are split off a release, and stay in a debug build.
-std::filesystem::path FileWithSymbols() {
-  const std::filesystem::path program = LabBinaries() / L"..\\bin\\qrvadmin.exe";
+std::filesystem::path FileWithSymbols(const std::wstring& name) {
+  const std::filesystem::path program = LabBinaries() / L"..\\bin" / (name + L".exe");
   const std::filesystem::path symbols = program.native() + L".debug";
   return std::filesystem::exists(symbols) ? symbols : program;
 }
@@ -91,30 +104,46 @@ TEST(ExecutableTest, TakesMapiByNumber) {
             (std::multiset<std::string>{"#11", "#17", "#19", "#21", "#23", "#75", "#135", "#140"}));
 }
 
-TEST(ExecutableTest, HasUnforeseeableAddressesAndNoExecutableData) {
+// It knows nothing of MAPI, and of Windows only what every program does.
+TEST(ExecutableTest, TheRunnerTakesNothingFromMapi) {
+  EXPECT_EQ(ExecutableFile(LabBinaries() / L"qrvrun.exe").Libraries(),
+            (std::set<std::string>{"advapi32.dll", "kernel32.dll", "msvcrt.dll"}));
+}
+
+class HardenedTest : public ::testing::TestWithParam<std::wstring> {
+ protected:
+  std::filesystem::path path_ = LabBinaries() / (GetParam() + L".exe");
+};
+
+TEST_P(HardenedTest, HasUnforeseeableAddressesAndNoExecutableData) {
   constexpr WORD kHardened = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE |
                              IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA |
                              IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
-  const ExecutableFile file(ShippedProgram());
+  const ExecutableFile file(path_);
   EXPECT_EQ(file.Headers().OptionalHeader.DllCharacteristics & kHardened, kHardened);
   EXPECT_EQ(file.Headers().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
 }
 
-// Nothing but a use of them brings these functions into the file. Of our library calls the
-// optimiser of GCC 12 leaves three to be checked in the running program; GCC 14's finds all of them
-// safe.
-TEST(ExecutableTest, GuardsItsStackAndItsBuffers) {
-  const std::set<std::string> symbols = ExecutableFile(FileWithSymbols()).Symbols();
-  EXPECT_TRUE(symbols.contains("__stack_chk_fail"));
-#if defined(NDEBUG) && defined(__OPTIMIZE__) && __GNUC__ < 14
-  EXPECT_TRUE(symbols.contains("__memcpy_chk"));
-#endif
+// Nothing but a use of it brings this function into the file.
+TEST_P(HardenedTest, GuardsItsStack) {
+  EXPECT_TRUE(ExecutableFile(FileWithSymbols(GetParam())).Symbols().contains("__stack_chk_fail"));
 }
 
 #ifdef NDEBUG
 // Four fifths of it are what the C++ library brings along with wide streams.
-TEST(ExecutableTest, StaysNearOneMebibyte) {
-  EXPECT_LE(std::filesystem::file_size(ShippedProgram()), (1U << 20) * 106 / 100);
+TEST_P(HardenedTest, StaysNearOneMebibyte) {
+  EXPECT_LE(std::filesystem::file_size(path_), (1U << 20) * 106 / 100);
+}
+#endif
+
+INSTANTIATE_TEST_SUITE_P(Files, HardenedTest, ::testing::Values(L"qrvadmin", L"qrvrun"),
+                         [](const auto& test) { return Utf8FromWide(test.param); });
+
+// Of our library calls the optimiser of GCC 12 leaves three to be checked in the running program;
+// GCC 14's finds all of them safe.
+#if defined(NDEBUG) && defined(__OPTIMIZE__) && __GNUC__ < 14
+TEST(ExecutableTest, GuardsItsBuffers) {
+  EXPECT_TRUE(ExecutableFile(FileWithSymbols(L"qrvadmin")).Symbols().contains("__memcpy_chk"));
 }
 #endif
 

@@ -1,5 +1,5 @@
-// What Windows reads in the two files before it runs them: the version that it shows, and what they
-// ask of the system.
+// What Windows reads in the three files before it runs them: the version that it shows, and what
+// they ask of the system.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -72,9 +72,15 @@ size_t Count(const std::string& text, const std::string& part) {
   return count;
 }
 
-class ResourcesTest : public ::testing::TestWithParam<std::wstring> {
+struct FileCase {
+  const wchar_t* name;
+  const wchar_t* originalName;
+  const wchar_t* description;
+};
+
+class ResourcesTest : public ::testing::TestWithParam<FileCase> {
  protected:
-  std::wstring path_ = LabBinaries() / (GetParam() + L".exe");
+  std::wstring path_ = LabBinaries() / (std::wstring(GetParam().name) + L".exe");
 };
 
 TEST_P(ResourcesTest, ShowTheProjectsVersion) {
@@ -87,8 +93,8 @@ TEST_P(ResourcesTest, ShowTheProjectsVersion) {
 TEST_P(ResourcesTest, NameTheProduct) {
   const VersionResource version(path_);
   EXPECT_EQ(version.Text(L"ProductName"), L"qrvadmin");
-  EXPECT_EQ(version.Text(L"OriginalFilename"), L"qrvadmin.exe");
-  EXPECT_EQ(version.Text(L"FileDescription"), L"Administers a QRV installation");
+  EXPECT_EQ(version.Text(L"OriginalFilename"), GetParam().originalName);
+  EXPECT_EQ(version.Text(L"FileDescription"), GetParam().description);
 }
 
 // The rights of whoever starts it, no prompt for others.
@@ -109,8 +115,14 @@ TEST_P(ResourcesTest, LeaveTheCodePageAlone) {
   EXPECT_EQ(Count(manifest, "<activeCodePage"), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Both, ResourcesTest, ::testing::Values(L"qrvadmin", L"qsfscan"),
-                         [](const auto& test) { return Utf8FromWide(test.param); });
+constexpr wchar_t kAdministers[] = L"Administers a QRV installation";
+
+INSTANTIATE_TEST_SUITE_P(Files, ResourcesTest,
+                         ::testing::Values(FileCase{L"qrvadmin", L"qrvadmin.exe", kAdministers},
+                                           FileCase{L"qsfscan", L"qrvadmin.exe", kAdministers},
+                                           FileCase{L"qrvrun", L"qrvrun.exe",
+                                                    L"Runs qrvadmin unattended"}),
+                         [](const auto& test) { return Utf8FromWide(test.param.name); });
 
 }  // namespace
 }  // namespace e2e

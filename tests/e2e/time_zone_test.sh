@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # -purgeQsf shows last access times in local time, by the offset that holds today: a winter's and a
-# summer's time are moved alike.
+# summer's time are moved alike. The log of an unattended run has local time and its offset.
 # usage: scripts/lab-exec --host tests/e2e/time_zone_test.sh LAB_BINARIES
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/support/terminal.sh"
@@ -49,9 +49,34 @@ test_both_times_move_by_the_offset_of_today() {
 2024-01-31 $offset:10:30" "$(shown_in Europe/Berlin)"
 }
 
+# The day, the hour and the offset of the time in the time zone `$1`: as a log's first line has them,
+# and as this machine has them.
+logged_in() {
+  rm -f "$directory/night.log"
+  TZ=$1 wine "$lab_binaries/qrvrun.exe" -log "Z:${directory//\//\\}\\night.log" -purgeQsf >/dev/null
+  sed -nE '1s/^([-0-9]+T[0-9]{2}):[0-9:.]+([+-][0-9]{2}:[0-9]{2}) .*/\1 \2/p' "$directory/night.log"
+}
+hour_in() {
+  TZ=$1 date +'%Y-%m-%dT%H %:z'
+}
+
+# The hour may end meanwhile.
+test_a_log_has_local_time_and_its_offset() {
+  local zone before logged
+  for zone in UTC Asia/Kolkata Pacific/Honolulu Europe/Berlin; do
+    before=$(hour_in "$zone")
+    logged=$(logged_in "$zone")
+    [[ $logged == "$before" ]] || expect_equal "$(hour_in "$zone")" "$logged"
+  done
+  [[ $(logged_in Asia/Kolkata) == *' +05:30' ]] || expect_equal '+05:30' "$(logged_in Asia/Kolkata)"
+  [[ $(logged_in Pacific/Honolulu) == *' -10:00' ]] ||
+    expect_equal '-10:00' "$(logged_in Pacific/Honolulu)"
+}
+
 make_installation
 test_utc
 test_a_zone_without_daylight_saving
 test_both_times_move_by_the_offset_of_today
+test_a_log_has_local_time_and_its_offset
 labctl drop Main
 finish
