@@ -37,9 +37,9 @@ class ExecutableFile {
     std::multiset<std::string> imports;
     const auto& directory =
         Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-    for (auto* entry = Mapped<IMAGE_IMPORT_DESCRIPTOR>(directory); entry->Name; ++entry) {
+    for (const auto* entry = Mapped<IMAGE_IMPORT_DESCRIPTOR>(directory); entry->Name; ++entry) {
       if (_stricmp(Mapped<char>(entry->Name), std::string(library).c_str()) != 0) continue;
-      for (auto* thunk = Mapped<ULONGLONG>(entry->OriginalFirstThunk); *thunk; ++thunk) {
+      for (const auto* thunk = Mapped<ULONGLONG>(entry->OriginalFirstThunk); *thunk; ++thunk) {
         imports.insert(IMAGE_SNAP_BY_ORDINAL64(*thunk)
                            ? "#" + std::to_string(IMAGE_ORDINAL64(*thunk))
                            : Mapped<IMAGE_IMPORT_BY_NAME>(static_cast<DWORD>(*thunk))->Name);
@@ -53,7 +53,7 @@ class ExecutableFile {
     std::set<std::string> names;
     const auto& directory =
         Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-    for (auto* entry = Mapped<IMAGE_IMPORT_DESCRIPTOR>(directory); entry->Name; ++entry) {
+    for (const auto* entry = Mapped<IMAGE_IMPORT_DESCRIPTOR>(directory); entry->Name; ++entry) {
       names.insert(lab::FoldAscii(std::string_view(Mapped<char>(entry->Name))));
     }
     return names;

@@ -1,6 +1,8 @@
 // The log of unattended runs: what stands in it, how it is written, and when it cannot be.
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <regex>
 #include <string>
@@ -63,16 +65,15 @@ TEST_F(RunLogTest, TheTimesAreThoseOfTheRun) {
   const auto after = system_clock::now();
   std::vector<system_clock::time_point> times;
   for (const std::string& line : Lines(BytesOf(Log()))) {
-    int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0, milli = 0, behind = 0,
-        behindMinutes = 0;
+    std::array<int, 9> n = {};
     char sign = 0;
-    ASSERT_EQ(std::sscanf(line.c_str(), "%d-%d-%dT%d:%d:%d.%d%c%d:%d ", &year, &month, &day, &hour,
-                          &minute, &second, &milli, &sign, &behind, &behindMinutes),
+    ASSERT_EQ(std::sscanf(line.c_str(), "%d-%d-%dT%d:%d:%d.%d%c%d:%d ", &n[0], &n[1], &n[2], &n[3],
+                          &n[4], &n[5], &n[6], &sign, &n[7], &n[8]),
               10);
-    const int offset = (sign == '-' ? -1 : 1) * (behind * 60 + behindMinutes);
+    const int offset = (sign == '-' ? -1 : 1) * (n[7] * 60 + n[8]);
     EXPECT_EQ(offset, -BiasOfToday());
-    times.emplace_back(sys_days(std::chrono::year(year) / month / day) + hours(hour) +
-                       minutes(minute - offset) + seconds(second) + milliseconds(milli));
+    times.emplace_back(sys_days(year(n[0]) / n[1] / n[2]) + hours(n[3]) + minutes(n[4] - offset) +
+                       seconds(n[5]) + milliseconds(n[6]));
   }
   ASSERT_EQ(times.size(), 5U);
   EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
