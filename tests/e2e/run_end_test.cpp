@@ -4,9 +4,9 @@
 namespace e2e {
 namespace {
 
-// How long a call takes during which the time ends.
-constexpr uint32_t kSlow = 6000;
-constexpr char kShort[] = "-timeout 0.035";
+// How long a call takes during which the time ends, which leaves a busy machine some to get there.
+constexpr uint32_t kSlow = 12000;
+constexpr char kShort[] = "-timeout 0.1";
 
 RunEnding TimeRanOut() { return {3, {"qrvrun: exit code 3, time ran out"}}; }
 RunEnding CtrlC() { return {4, {"qrvrun: exit code 4, Ctrl+C"}}; }
@@ -169,11 +169,11 @@ INSTANTIATE_TEST_SUITE_P(
 
 // The list commands are ended by Windows; in the time that the call takes they would have gone on.
 TEST_F(RunTest, AListCommandIsEndedAtOnce) {
-  Faults().DelayNth("ICommand::Execute", 1, 20000);
+  Faults().DelayNth("ICommand::Execute", 1, 30000);
   AllowLeaks();
-  const RunResult result = RunAdmin("-timeout 0.01 -listServers");
+  const RunResult result = RunAdmin("-timeout 0.05 -listServers");
   Expect(result, {}, TimeRanOut());
-  EXPECT_LT(result.elapsed, std::chrono::seconds(10));
+  EXPECT_LT(result.elapsed, std::chrono::seconds(25));
 }
 
 // Scans.
@@ -204,7 +204,7 @@ TEST_F(RunScanStopTest, AtCtrlCTheScanIsCancelled) {
 
 TEST_F(RunScanStopTest, WhenTheTimeIsOverTheScanIsCancelled) {
   PlanTool({.scanTime = 60000, .cancelQuestion = false, .afterCancel = lab::AfterCancel::kSound});
-  ExpectRun("-timeout 0.1 -scanQsf -p Main", {Scanning(), kUserBreak, "file scan done."},
+  ExpectRun("-timeout 0.15 -scanQsf -p Main", {Scanning(), kUserBreak, "file scan done."},
             TimeRanOut());
   EXPECT_EQ(Calls("SCANPST::Cancel").size(), 1U);
   EXPECT_TRUE(WaitForNoTools());
@@ -213,19 +213,21 @@ TEST_F(RunScanStopTest, WhenTheTimeIsOverTheScanIsCancelled) {
 // Nothing that Ctrl+C could reach ends these two: they are ended half a minute later.
 class RunForEverTest : public RunScanStopTest {
  protected:
+  static inline const RunOptions kPatient = {.timeout = std::chrono::seconds(100)};
+
   static RunEnding Killed() {
     return {3, {"qrvrun: exit code 3, time ran out, and qrvadmin was ended"}};
   }
   static void ExpectHalfAMinute(const RunResult& result) {
-    EXPECT_GE(result.elapsed, std::chrono::seconds(32));
-    EXPECT_LT(result.elapsed, std::chrono::seconds(50));
+    EXPECT_GE(result.elapsed, std::chrono::seconds(36));
+    EXPECT_LT(result.elapsed, std::chrono::seconds(70));
   }
 };
 
 TEST_F(RunForEverTest, ARepairToolThatStandsIsEndedWithTheTool) {
   PlanTool({.startButton = false});
   const RunResult result =
-      ExpectRun("-timeout 0.04 -scanQsf -p Main", {Scanning(), kUserBreak}, Killed());
+      ExpectRun("-timeout 0.1 -scanQsf -p Main", {Scanning(), kUserBreak}, Killed(), kPatient);
   ExpectHalfAMinute(result);
   EXPECT_EQ(Calls("SCANPST::Start").size(), 1U);
   EXPECT_TRUE(ProcessesOf(L"qrvadmin.exe").empty());
@@ -241,8 +243,9 @@ TEST_F(RunForEverTest, ACompactionBehindTwoDialogsIsEnded) {
                      .Dialog(L"*", {.time = lab::DialogTime::kDuring,
                                     .title = L"Beside",
                                     .ignoresCloseFor = kForEver}));
-  const RunResult result = ExpectRun("-timeout 0.04 -compactQsf -p Main",
-                                     {"compacting ann@example.com", kUserBreak}, Killed());
+  const RunResult result =
+      ExpectRun("-timeout 0.1 -compactQsf -p Main", {"compacting ann@example.com", kUserBreak},
+                Killed(), kPatient);
   ExpectHalfAMinute(result);
   EXPECT_TRUE(ProcessesOf(L"qrvadmin.exe").empty());
 }
