@@ -115,17 +115,19 @@ bool RemoveMapiProvider(const std::wstring& directory) {
 
 void KeepDesktopWarm() { GetDesktopWindow(); }
 
-std::vector<DWORD> RunningRepairTools() {
+std::vector<DWORD> ProcessesOf(std::wstring_view fileName) {
   std::vector<DWORD> ids;
   const auto snapshot = platform::TakeFileHandle(CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
   PROCESSENTRY32W process = {};
   process.dwSize = sizeof(process);
   for (BOOL more = Process32FirstW(snapshot.Get(), &process); more;
        more = Process32NextW(snapshot.Get(), &process)) {
-    if (EqualsFolded(process.szExeFile, kRepairTool)) ids.push_back(process.th32ProcessID);
+    if (EqualsFolded(process.szExeFile, fileName)) ids.push_back(process.th32ProcessID);
   }
   return ids;
 }
+
+std::vector<DWORD> RunningRepairTools() { return ProcessesOf(kRepairTool); }
 
 size_t EndRepairTools() {
   size_t ended = 0;

@@ -11,6 +11,7 @@
 #include <windows.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "lab/common/journal.h"
@@ -55,7 +56,10 @@ bool RemoveMapiProvider(const std::wstring& directory);
 // the tests calls this once, before it starts the program that starts the tool.
 void KeepDesktopWarm();
 
-// The ids of the processes that run a program file named SCANPST.EXE.
+// The ids of the processes that run a program file of that name.
+std::vector<DWORD> ProcessesOf(std::wstring_view fileName);
+
+// The same of the repair tool's.
 std::vector<DWORD> RunningRepairTools();
 
 // Ends them all; returns how many there were. A tool whose window was not found is left running by

@@ -35,7 +35,7 @@ void RaiseCtrlC() {
 }  // namespace
 
 HANDLE CatchCtrlC() {
-  // Kept to the process's end: the handler may be called as long.
+  // Never closed: the handler may be called to the process's end.
   ctrlC = CreateEventW(nullptr, FALSE, FALSE, nullptr);
   SetConsoleCtrlHandler(nullptr, FALSE);
   SetConsoleCtrlHandler(NoteCtrlC, TRUE);

@@ -56,9 +56,9 @@ DWORD ToolWatch::MillisecondsLeft() const {
   return *deadline_ > now ? static_cast<DWORD>(*deadline_ - now) : 0;
 }
 
-// Pressed again, it says nothing new.
+// Pressed again, or when the time is over, it says nothing new to the tool.
 void ToolWatch::OnCtrlC() {
-  if (!end_.ctrlC) AskToolToEnd();
+  if (!end_.ctrlC && !end_.timeRanOut) AskToolToEnd();
   end_.ctrlC = true;
 }
 

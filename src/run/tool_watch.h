@@ -19,8 +19,8 @@ struct RunEnd {
 };
 
 // Watches over the tool on a thread of its own, so that a line that is stuck on its way to the
-// screen keeps nothing. The first time that `ctrlC` is signalled, and when the time is over, the
-// tool is asked to end; it is ended 30 seconds after its time. When it has ended, whatever it left
+// screen keeps nothing. The first time that `ctrlC` is signalled in its time, and when that is
+// over, the tool is asked to end; it is ended 30 seconds later. When it has ended, whatever it left
 // running is ended too.
 class ToolWatch {
  public:

@@ -27,15 +27,17 @@
 #include "lab/bes/odbc_connection.h"
 #include "lab/bes/registration.h"
 #include "lab/common/compaction_plan.h"
+#include "lab/repair/repair_control.h"
 #include "tests/e2e/common_lines.h"
 #include "tests/e2e/support/database_lab_test.h"
 #include "tests/e2e/support/desktop.h"
 #include "tests/e2e/support/named_case.h"
 #include "tests/e2e/support/output.h"
-#include "tests/e2e/support/processes.h"
 #include "tests/e2e/support/scan_lab_test.h"
 
 namespace e2e {
+
+using lab::ProcessesOf;
 
 // How the run ended: the exit code, and the lines of qrvrun's own behind the tool's.
 struct RunEnding {
@@ -216,6 +218,12 @@ class RunStandInTest : public RunTest {
  private:
   std::filesystem::path Folder() const { return Directory() / L"stand-in"; }
 };
+
+// The root store, and one of a user.
+inline void AddAnn(RunTest& test) {
+  test.AddRoot();
+  test.AddWithUser(L"ann");
+}
 
 // A row of a table of runs.
 struct RunCase : NamedCase {

@@ -14,11 +14,6 @@ TEST_P(RunGoodTest, EndsWithZero) {
   ExpectRun(GetParam().words, GetParam().toolLines, GetParam().ending);
 }
 
-void AddAnn(RunTest& test) {
-  test.AddRoot();
-  test.AddWithUser(L"ann");
-}
-
 void AddAnnAndStoppedController(RunTest& test) {
   AddAnn(test);
   test.SetController(lab::ControllerState::kStopped);

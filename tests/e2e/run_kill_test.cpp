@@ -3,6 +3,7 @@
 #include <random>
 
 #include "lab/repair/repair_control.h"
+#include "src/platform/handle.h"
 #include "tests/e2e/run_frame.h"
 
 namespace e2e {
@@ -38,6 +39,14 @@ TEST_F(RunTurnsTest, TheSecondEndsAtOnceAndTheFirstGoesOn) {
   Expect(first.Wait(), {kHandlerInstalled, "Exiting."}, Good());
   Faults() = {};
   ExpectRun("-findUsers -p Main -e nobody", {}, Good());
+}
+
+// The lock is the computer's: in a session's own name space it would be another.
+TEST_F(RunTurnsTest, WhoeverHoldsTheComputersLockIsAtWork) {
+  const platform::KernelHandle lock(CreateMutexW(nullptr, TRUE, L"Global\\qrvrun"));
+  ASSERT_TRUE(lock);
+  ExpectRun("-findUsers -p Main -e nobody", {}, AtWork());
+  EXPECT_FALSE(ToolWasStarted());
 }
 
 TEST_F(RunTurnsTest, AfterOneThatWasKilledTheNextRuns) {

@@ -141,6 +141,18 @@ TEST_F(RunStandInTest, TheTimesCtrlCReachesNobodyElse) {
   other.Kill();
 }
 
+TEST_F(RunStandInTest, CtrlCAfterTheTimeIsOverSaysNothingNewToTheTool) {
+  RunningProgram program = StartAdmin("-timeout 0.08 control");
+  ASSERT_TRUE(program.WaitForOutput("Ctrl+C\r\n"));
+  Sleep(1500);
+  ASSERT_TRUE(program.SendCtrlC());
+  Sleep(1500);
+  // A second one would end it.
+  EXPECT_TRUE(program.IsRunning());
+  EXPECT_EQ(CountLines(program.OutputSoFar(), "Ctrl+C"), 1);
+  program.Kill();
+}
+
 class RunRefusalTest : public RunStandInTest {};
 
 TEST_F(RunRefusalTest, AToolThatIgnoresCtrlCIsEndedWithAllThatItStarted) {

@@ -17,11 +17,6 @@ TEST_P(RunTroubleTest, EndsWithTwo) {
   ExpectRun(GetParam().words, GetParam().toolLines, GetParam().ending);
 }
 
-void AddAnn(RunTest& test) {
-  test.AddRoot();
-  test.AddWithUser(L"ann");
-}
-
 // Ann's store, and an orphan of bob's.
 void AddAnnAndOrphan(RunTest& test) {
   AddAnn(test);
