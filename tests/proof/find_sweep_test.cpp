@@ -10,7 +10,7 @@
 
 #include "lab/common/installation.h"
 #include "lab/common/journal.h"
-#include "tests/e2e/fault_sweep.h"
+#include "tests/proof/fault_sweep.h"
 #include "tests/e2e/support/lab_test.h"
 #include "tests/e2e/support/output.h"
 

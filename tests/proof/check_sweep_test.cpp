@@ -10,7 +10,7 @@
 
 #include "lab/common/lab_config.h"
 #include "tests/e2e/check_qsf_frame.h"
-#include "tests/e2e/fault_sweep.h"
+#include "tests/proof/fault_sweep.h"
 
 namespace e2e {
 namespace {
