@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <barrier>
 #include <cstddef>
 #include <cstdint>
+#include <iostream>
+#include <mutex>
+#include <streambuf>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -154,25 +158,68 @@ TEST(PrintLine, ShowsLettersOfEveryScript) {
   EXPECT_EQ(Printed(L"%s", L"\u00E4\u03A9\u4E2D\U0001F600"), L"\u00E4\u03A9\u4E2D\U0001F600\n");
 }
 
-TEST(PrintLine, LinesOfManyThreadsNeverMix) {
-  constexpr int kThreads = 8;
-  constexpr int kLines = 400;
-  const std::wstring text(60, L'x');
-  std::wstring all;
+// Takes a while over each piece that it is given, so that whoever does not wait for the line's end
+// gets its own in between.
+class SlowOutput : public std::wstreambuf {
+ public:
+  SlowOutput() : previous_(std::wcout.rdbuf(this)) {}
+  ~SlowOutput() override { std::wcout.rdbuf(previous_); }
+  SlowOutput(const SlowOutput&) = delete;
+  SlowOutput& operator=(const SlowOutput&) = delete;
+
+  std::wstring Text() const { return text_; }
+
+ protected:
+  std::streamsize xsputn(const wchar_t* text, std::streamsize count) override {
+    {
+      const std::scoped_lock lock(mutex_);
+      text_.append(text, static_cast<size_t>(count));
+    }
+    Sleep(1);
+    return count;
+  }
+  int_type overflow(int_type letter) override {
+    const wchar_t piece = traits_type::to_char_type(letter);
+    xsputn(&piece, 1);
+    return letter;
+  }
+
+ private:
+  std::wstreambuf* const previous_;
+  std::mutex mutex_;
+  std::wstring text_;
+};
+
+// What threads print with `print` that begin together.
+template <typename Print>
+std::wstring PrintedByThreads(int threadCount, int lines, Print print) {
+  const SlowOutput output;
+  std::barrier start(threadCount);
   {
-    const CapturedOutput output;
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < kThreads; ++thread) {
+    std::vector<std::jthread> threads;
+    for (int thread = 0; thread < threadCount; ++thread) {
       threads.emplace_back([&] {
-        for (int line = 0; line < kLines; ++line) PrintLine(L"<%s>", text.c_str());
+        start.arrive_and_wait();
+        for (int line = 0; line < lines; ++line) print();
       });
     }
-    for (std::thread& thread : threads) thread.join();
-    all = output.Text();
   }
-  std::wstring expected;
-  for (int i = 0; i < kThreads * kLines; ++i) expected += L"<" + text + L">\n";
-  EXPECT_TRUE(all == expected);
+  return output.Text();
+}
+
+std::wstring Repeated(int times, const std::wstring& line) {
+  std::wstring text;
+  for (int i = 0; i < times; ++i) text += line;
+  return text;
+}
+
+TEST(PrintLine, LinesOfManyThreadsNeverMix) {
+  EXPECT_EQ(PrintedByThreads(4, 25, [] { PrintLine(L"<%s>", L"line"); }),
+            Repeated(100, L"<line>\n"));
+}
+
+TEST(PrintText, LinesOfManyThreadsNeverMix) {
+  EXPECT_EQ(PrintedByThreads(4, 25, [] { PrintText(L"<text>"); }), Repeated(100, L"<text>\n"));
 }
 
 }  // namespace
