@@ -9,6 +9,7 @@ import shutil
 
 from . import entries
 from .context import Failure
+from .report import table
 
 NAME = "coverage"
 SUMMARY = "all tests with a product that counts which of its lines and branches run"
@@ -27,8 +28,8 @@ def run(context):
     figures = {"done": len(results), "left": state["left"], "failed": failed}
     if state["left"]:
         return figures
-    write_lines(context, results)
     summary = merge(context)
+    write_lines(context, results)
     unexplained, stale, explained = judge(context, summary)
     for text in unexplained:
         context.step(f"coverage: no reason for {text}")
@@ -78,6 +79,10 @@ def folder(context):
     return context.build / "coverage"
 
 
+def merged_folder(context):
+    return context.build / "coverage.merged"
+
+
 def run_entry(context, entry):
     """Runs an entry, twice when it fails: on a busy machine Wine now and then does."""
     for _ in range(2):
@@ -96,8 +101,9 @@ def run_entry(context, entry):
     return {"passed": outcome.passed, "seconds": round(outcome.seconds, 1), "lost": lost}
 
 
-def executed_lines(context, data):
-    """The lines of src/ that have run, by file."""
+def executed_lines(context, data, least=1):
+    """The lines of src/ that have run at least so often, by file. The compiler made code of each that has run at least
+    0 times."""
     objects = link_notes(context, data)
     if not objects:
         return {}
@@ -107,7 +113,7 @@ def executed_lines(context, data):
         for file in json.loads(line)["files"]:
             if file["file"].startswith("src/"):
                 executed.setdefault(file["file"], set()).update(
-                    item["line_number"] for item in file["lines"] if item["count"])
+                    item["line_number"] for item in file["lines"] if item["count"] >= least)
     return {file: sorted(numbers) for file, numbers in sorted(executed.items())}
 
 
@@ -132,12 +138,14 @@ def write_lines(context, results):
             lines = files.setdefault(file, {})
             for number in numbers:
                 lines.setdefault(str(number), []).append(index)
-    context.save("lines", {"entries": [{"name": name, **results[name]} for name in names], "files": files})
+    context.save("lines", {"key": context.state_of(*FOLDERS), "files": files,
+                           "code": executed_lines(context, merged_folder(context), least=0),
+                           "entries": [{"name": name, **results[name]} for name in names]})
 
 
 def merge(context):
     """All entries' counts in one, and gcovr's pages of them; answers its summary."""
-    merged = context.build / "coverage.merged"
+    merged = merged_folder(context)
     shutil.rmtree(merged, ignore_errors=True)
     single = [data for data in sorted(folder(context).iterdir()) if any(data.rglob("*.gcda"))]
     for data in single:
@@ -205,3 +213,20 @@ def read_reasons(context):
             raise Failure(f"{REASONS}:{number}: FILE | line or branch | TEXT | REASON is expected")
         reasons[match[1], match[2], match[3]] = match[4]
     return reasons
+
+
+def result(record):
+    lines, branches = record["lines"], record["branches"]
+    return f"{percent(lines)} of {lines[1]:,} lines and {percent(branches)} of {branches[1]:,} branches run"
+
+
+def percent(counts):
+    return f"{100 * counts[0] / max(counts[1], 1):.1f} %"
+
+
+def describe(record):
+    rows = [(f"`{file}`", f"{row[0]:,} of {row[1]:,}", f"{row[2]:,} of {row[3]:,}")
+            for file, row in record["files"].items() if row[0] < row[1] or row[2] < row[3]]
+    return (f"{record['done']:,} entries of ctest ran, the slow ones apart. Each line and branch that none of them runs has its reason in\n"
+            f"`{REASONS}`: {record['reasons']['line']:,} lines, {record['reasons']['branch']:,} lines with a branch. "
+            "Files that are not covered whole:\n\n" + table(("file", "lines", "branches"), rows))

@@ -6,10 +6,14 @@ import os
 import re
 import signal
 import subprocess
+import tempfile
 import time
 
 # The machine's own scripts, and what looks at the shipped file instead of running it.
 WITHOUT_PRODUCT = re.compile(r"^(build_script|ExecutableTest|Files/HardenedTest)")
+
+# What is kept of an entry's output, in bytes: a broken program may print for ever.
+MOST_OUTPUT = 10_000_000
 
 
 @dataclasses.dataclass
@@ -27,6 +31,7 @@ class Outcome:
     timed_out: bool
     seconds: float
     output: str
+    stopped: bool = False
 
     def failed_cases(self):
         """The names of the GoogleTest cases that failed; none when the program did not get that far."""
@@ -51,25 +56,33 @@ def suite(name):
     return re.sub(r"(\.\d+)+$", "", name)
 
 
-def run(entry, timeout, environment, replaced=(), arguments=()):
-    """Runs an entry. `replaced` are pairs of texts that are exchanged in its command and its folder."""
+def run(entry, timeout, environment, replaced=(), stop=None, prepare=None):
+    """Runs an entry until the event `stop` at the latest. `replaced` are pairs of texts that are exchanged in its
+    command and its folder; `prepare` is called in the new process."""
     def exchange(word):
         for old, new in replaced:
             word = word.replace(str(old), str(new))
         return word
 
     begin = time.monotonic()
-    process = subprocess.Popen(
-        [*map(exchange, entry.command), *arguments], cwd=exchange(entry.folder), stdin=subprocess.DEVNULL,
-        stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, errors="replace", start_new_session=True,
-        env={**os.environ, **entry.environment, **environment})
-    timed_out = False
-    try:
-        output, _ = process.communicate(timeout=timeout)
-    except subprocess.TimeoutExpired:
-        timed_out = True
-        output = _stop(process)
-    return Outcome(process.returncode == 0 and not timed_out, timed_out, time.monotonic() - begin, output or "")
+    with tempfile.TemporaryFile() as output:
+        # A pipe, so that lab-exec waits for all output; and no more of it is kept than a file may hold.
+        process = subprocess.Popen(
+            ["bash", "-c", f'set -o pipefail; "$@" 2>&1 | head -c {MOST_OUTPUT}', "entry", *map(exchange, entry.command)],
+            cwd=exchange(entry.folder), stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.STDOUT,
+            start_new_session=True, preexec_fn=prepare, env={**os.environ, **entry.environment, **environment})
+        stopped = False
+        while process.poll() is None and not stopped:
+            stopped = bool(stop and stop.wait(0.1)) or time.monotonic() - begin > timeout
+            if not stop:
+                time.sleep(0.1)
+        if stopped:
+            _stop(process)
+        output.seek(0)
+        text = output.read().decode(errors="replace")
+    seconds = time.monotonic() - begin
+    return Outcome(process.returncode == 0 and not stopped, stopped and seconds > timeout, seconds, text,
+                   stopped and bool(stop) and stop.is_set())
 
 
 def _stop(process):
@@ -77,12 +90,10 @@ def _stop(process):
     for sign in (signal.SIGTERM, signal.SIGKILL):
         try:
             os.killpg(process.pid, sign)
-            return process.communicate(timeout=20)[0]
-        except subprocess.TimeoutExpired:
+            process.wait(timeout=20)
+            return
+        except (subprocess.TimeoutExpired, ProcessLookupError):
             continue
-        except ProcessLookupError:
-            break
-    return ""
 
 
 def file_name(name):
