@@ -22,8 +22,8 @@ Runtime* Runtime::Existing() { return g_runtime; }
 Runtime::Runtime()
     : journal_(JournalPath()), faults_(FaultPlan::Load(LabDirectory())), account_(journal_) {}
 
-std::optional<uint32_t> Runtime::Planned(std::string_view operation) {
-  const FaultInjector::Answer answer = faults_.NextValue(operation);
+std::optional<uint32_t> Runtime::Planned(std::string_view operation, std::wstring_view match) {
+  const FaultInjector::Answer answer = faults_.NextValue(operation, match);
   if (answer.milliseconds != 0) Sleep(answer.milliseconds);
   return answer.fails ? std::optional(answer.result) : std::nullopt;
 }

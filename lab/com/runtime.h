@@ -33,8 +33,9 @@ class Runtime {
   FaultInjector& Faults() { return faults_; }
   Account& Held() { return account_; }
 
-  // What the fault plan has for the pseudo operation, when it wants it this time.
-  std::optional<uint32_t> Planned(std::string_view operation);
+  // What the fault plan has for what "*" does not reach, when it wants it this time: a pseudo
+  // operation, or the call of a system function that is given the text `match`.
+  std::optional<uint32_t> Planned(std::string_view operation, std::wstring_view match = {});
 
   void Write(const JournalEntry& entry) const { AppendJournal(journal_, entry); }
   void Unexpected(const std::string& text) const;

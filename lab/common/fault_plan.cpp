@@ -1,5 +1,6 @@
 #include "lab/common/fault_plan.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace lab {
@@ -22,6 +23,8 @@ constexpr NamedValue<OutParameters> kTreatments[] = {
     {OutParameters::kNull, "null-out-parameters"},
 };
 
+constexpr NamedValue<bool> kJournals[] = {{true, "journal-system-calls"}};
+
 using Word = RuleWord<FaultRule>;
 constexpr Word kOperation = kValue<&FaultRule::operation, WriteOperation>;
 constexpr Word kNth = {&ReadOrdinal, &WriteMember<&FaultRule::nth, WriteWord>};
@@ -31,6 +34,7 @@ constexpr Word kTime = kValue<&FaultRule::milliseconds>;
 
 constexpr RuleForm<FaultRule> kForms[] = {
     {"option", kChoice<&FaultRule::treatment, kTreatments>},
+    {"option", kChoice<&FaultRule::journalsSystem, kJournals>},
     {kOperation, kNth, kResult},
     {kOperation, kNth, "delay", kTime},
     {kOperation, "*", kResult},
@@ -49,6 +53,11 @@ OutParameters FaultPlan::Treatment() const {
   return treatment;
 }
 
+bool FaultPlan::JournalsSystem() const {
+  return std::any_of(Rules().begin(), Rules().end(),
+                     [](const FaultRule& rule) { return rule.journalsSystem.value_or(false); });
+}
+
 FaultInjector::FaultInjector(FaultPlan plan) : plan_(std::move(plan)) {}
 
 FaultInjector::Answer FaultInjector::NextCall(std::string_view operation, std::wstring_view user,
@@ -58,8 +67,9 @@ FaultInjector::Answer FaultInjector::NextCall(std::string_view operation, std::w
   return Judge(names, user);
 }
 
-FaultInjector::Answer FaultInjector::NextValue(std::string_view operation) {
-  return Judge({std::string(operation)}, {});
+FaultInjector::Answer FaultInjector::NextValue(std::string_view operation,
+                                               std::wstring_view match) {
+  return Judge({std::string(operation)}, match);
 }
 
 FaultInjector::Answer FaultInjector::Judge(const std::vector<std::string>& names,

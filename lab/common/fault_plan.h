@@ -14,6 +14,8 @@
 //
 //   option keep-out-parameters                  failed calls leave out-parameters alone
 //   option poison-out-parameters                failed calls fill them with the byte 0xDD
+//   option journal-system-calls                 the program's calls of system functions too are
+//                                               journalled
 //
 // By default an injected failure sets pointer out-parameters to zero, as COM asks of every failing
 // call; poisoned ones crash a caller who uses or releases them. lab/README.md lists the operations,
@@ -42,6 +44,7 @@ struct FaultRule {
   std::optional<uint32_t> milliseconds = {};  // that it takes; otherwise it fails with `result`
   uint32_t result = 0;                        // HRESULT
   std::optional<OutParameters> treatment = {};
+  std::optional<bool> journalsSystem = {};  // as an option
 
   bool operator==(const FaultRule&) const = default;
 };
@@ -73,8 +76,11 @@ class FaultPlan : public RulePlan<FaultPlan, FaultRule> {
   }
   FaultPlan& SetOutParameters(OutParameters treatment) { return Add({.treatment = treatment}); }
 
+  FaultPlan& JournalSystemCalls() { return Add({.journalsSystem = true}); }
+
   // What the last option says.
   OutParameters Treatment() const;
+  bool JournalsSystem() const;
 
   static RuleForms<FaultRule> Forms();
 };
@@ -96,8 +102,9 @@ class FaultInjector {
   Answer NextCall(std::string_view operation, std::wstring_view user = {},
                   std::string_view place = {});
 
-  // Counts a value of a pseudo operation, which "*" does not reach.
-  Answer NextValue(std::string_view operation);
+  // Counts what "*" does not reach: a value of a pseudo operation, or the call of a system function
+  // that is given the text `match`.
+  Answer NextValue(std::string_view operation, std::wstring_view match = {});
 
   OutParameters Treatment() const { return plan_.Treatment(); }
 

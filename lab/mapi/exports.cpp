@@ -13,6 +13,7 @@
 #include "lab/mapi/store.h"
 #include "lab/mapi/table.h"
 #include "lab/mapi/threads.h"
+#include "lab/system/system_calls.h"
 
 namespace lab {
 namespace {
@@ -126,6 +127,7 @@ HRESULT WINAPI HrGetOneProp(LPMAPIPROP object, ULONG tag, LPSPropValue* value) {
 }
 
 BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID) {
+  if (reason == DLL_PROCESS_ATTACH) lab::TakeSystemCalls();
   if (!lab::Runtime::Existing()) return TRUE;
   if (reason == DLL_THREAD_DETACH) lab::ThreadEnds();
   if (reason == DLL_PROCESS_DETACH) lab::ProcessEnds();
