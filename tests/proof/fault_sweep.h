@@ -1,23 +1,90 @@
-// What the fault sweeps share: the result that they have one call of a run come back with, and
-// which call it was.
+// The frame of the fault sweeps: a command is run once for each call that it makes, and that call
+// fails. Each run prints exactly what the command's model says, ends well, gives back what it took
+// and leaves the installation as the model does.
+//
+//   class FindFaultSweepTest : public FaultSweepTest {
+//     Words Arguments() const override { return "-findUsers -e \"\""; }
+//     void Walk(ModelRun& run) const override;
+//   };
+//   TEST_P(FindFaultSweepTest, ...) { Sweep("-findUsers"); }
 #pragma once
 
-#include <algorithm>
+#include <gtest/gtest.h>
+
 #include <cstdint>
+#include <filesystem>
+#include <string>
 #include <vector>
 
+#include "lab/common/fault_plan.h"
+#include "lab/common/installation.h"
 #include "lab/common/journal.h"
+#include "tests/e2e/support/database_lab_test.h"
+#include "tests/proof/model_run.h"
 
 namespace e2e {
 
-inline constexpr uint32_t kInjected = 0x8004DEAD;
+// The call that one run sees fail: the nth of an operation.
+struct SweptFault {
+  std::string operation;
+  uint32_t nth;
+  lab::OutParameters outParameters;
+};
 
-// The call that a rule of the fault plan made fail; none when the run was over before it.
-inline const lab::JournalEntry* FailedCall(const std::vector<lab::JournalEntry>& journal) {
-  const auto failed = std::find_if(journal.begin(), journal.end(), [](const auto& entry) {
-    return entry.Argument("injected") == "yes";
-  });
-  return failed == journal.end() ? nullptr : &*failed;
-}
+// One of several runs side by side, with a profile, store files and a lab directory of its own,
+// which are gone when the object is.
+class SweptRun {
+ public:
+  SweptRun(const std::filesystem::path& parent, size_t number, SweptFault fault);
+  ~SweptRun();
+  SweptRun(const SweptRun&) = delete;
+  SweptRun& operator=(const SweptRun&) = delete;
+
+  const SweptFault& Fault() const { return fault_; }
+  const lab::Profile& Profile() const { return profile_; }
+  std::wstring Directory() const { return directory_.wstring(); }
+  std::vector<lab::JournalEntry> Journal() const;
+
+ private:
+  const SweptFault fault_;
+  const lab::Profile profile_;
+  const std::filesystem::path directory_;
+};
+
+// The faults are shared out among the tests of a suite, so that these can run side by side.
+inline constexpr uint32_t kSweepShares = 4;
+inline auto SweepShares() { return ::testing::Range(0U, kSweepShares); }
+inline constexpr auto kByShare = [](const auto& test) {
+  return "Share" + std::to_string(test.param + 1);
+};
+
+// The parameter is the test's share, from 0.
+class FaultSweepTest : public DatabaseLabTest, public ::testing::WithParamInterface<uint32_t> {
+ protected:
+  // The controller service runs.
+  void SetUp() override;
+
+  // The command line but for the profile.
+  virtual Words Arguments() const = 0;
+  // Takes the command's steps.
+  virtual void Walk(ModelRun& run) const = 0;
+
+  // What a run finds, its model, and what it leaves, as World::Describe has it.
+  virtual void Install(const SweptRun& run) const;
+  virtual World FirstWorld() const { return NewWorld(); }
+  virtual Strings Observe(const SweptRun& run) const;
+
+  // Runs the command with each fault of this test's share, and once more for each operation beyond
+  // its last call. In the short form only an operation's first call fails.
+  void Sweep(const char* command);
+
+ private:
+  std::vector<SweptFault> FaultsOfShare() const;
+  void RunSideBySide(const std::vector<SweptFault>& faults, size_t begin, size_t end);
+  RunningProgram Start(const SweptRun& run);
+  void Judge(const SweptRun& run, const RunResult& result);
+
+  uint64_t injected_ = 0;
+};
 
 }  // namespace e2e
