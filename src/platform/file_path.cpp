@@ -6,6 +6,7 @@ namespace platform {
 
 std::wstring VerbatimPath(const std::wstring& path) {
   const DWORD size = GetFullPathNameW(path.c_str(), 0, nullptr, nullptr);
+  if (size == 0) return path;
   std::wstring full(size, L'\0');
   full.resize(GetFullPathNameW(path.c_str(), size, full.data(), nullptr));
   if (full.empty()) return path;

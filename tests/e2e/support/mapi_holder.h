@@ -16,6 +16,8 @@ class MapiHolder {
   explicit MapiHolder(const std::wstring& programName,
                       const std::vector<std::wstring>& modules = {L"MAPI32.DLL"});
 
+  DWORD ProcessId() const { return program_.ProcessId(); }
+
   // Ends the program and waits for its end.
   void Quit();
 
