@@ -69,7 +69,8 @@ void NoteMapiUser(DWORD processId, const std::wstring& ownImageName, ImageNames&
   const HANDLE process = OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId);
   if (!process) return;
   const std::wstring imageName = ModuleName(process, nullptr);
-  if (_wcsicmp(imageName.c_str(), ownImageName.c_str()) == 0) return;
+  // One whose name cannot be read does not count, and may be this program itself.
+  if (imageName.empty() || _wcsicmp(imageName.c_str(), ownImageName.c_str()) == 0) return;
   if (HasMapiLibrary(process)) users.emplace(imageName, imageName);
 }
 

@@ -133,10 +133,14 @@ class SystemSweep : public Frame, public ::testing::WithParamInterface<CallKind>
   // The lines of a run in which the call fails, and what becomes of the installation: by the
   // command's steps, and `fails` is asked as these come.
   virtual Strings Model(FailingCall& fails) = 0;
+  // What the run has printed, for a model of what the machine's time decides.
+  const std::string& Output() const { return output_; }
   // What does not show in the output. Looked at after each run.
   virtual void CheckState() {}
   // Puts into a fixed order what has none.
   virtual std::string InOrder(const std::string& output) const { return output; }
+  // Whether a run would never end that has this call fail: it waits, and is to wait, without limit.
+  virtual bool IsEndless(const std::string&, uint32_t) const { return false; }
   // How a run ends.
   virtual DWORD ExitCode(const FailingCall&) const { return 0; }
 
@@ -144,11 +148,15 @@ class SystemSweep : public Frame, public ::testing::WithParamInterface<CallKind>
   // function only. `command` is what the faults are counted for.
   void Sweep(const std::string& command, const CallKind& kind) {
     uint64_t faults = 0;
+    std::set<std::string> called(kind.operations.begin(), kind.operations.end());
+    if (proof::IsWhole()) called = CallsOfCleanRun();
     for (const std::string& operation : kind.operations) {
-      for (uint32_t nth = 1; RunFailing(operation, nth); ++nth) {
+      if (!called.contains(operation)) continue;
+      for (uint32_t nth = 1; nth < kTooMany; ++nth) {
+        if (IsEndless(operation, nth)) continue;
+        if (!RunFailing(operation, nth)) break;
         ++faults;
-        if (!proof::IsWhole() || this->HasFatalFailure()) break;
-        ASSERT_LT(nth, kTooMany) << operation << ": the runs never come clean";
+        if (!proof::IsWhole()) break;
       }
     }
     EXPECT_GT(faults, 0U) << "no call of this kind";
@@ -180,21 +188,21 @@ class SystemSweep : public Frame, public ::testing::WithParamInterface<CallKind>
     proof::Record(command, faults);
   }
 
+  // Whether a run that has outlived the failure may have printed that.
+  virtual bool MayHavePrinted(const std::string& output, const std::string& clean) const {
+    return output == clean;
+  }
   // What must hold of the installation wherever a run ends.
   virtual void CheckUndamaged() {}
 
   // Every call that a run makes belongs to one of these kinds.
   void ExpectSwept(const std::vector<CallKind>& kinds) {
-    Restore();
-    this->Faults() = lab::FaultPlan().JournalSystemCalls();
-    RunCommand();
-    std::set<std::string> known = {"CoUninitialize"};
+    std::set<std::string> left = CallsOfCleanRun();
+    left.erase("CoUninitialize");
     for (const CallKind& kind : kinds) {
-      known.insert(kind.operations.begin(), kind.operations.end());
+      for (const std::string& operation : kind.operations) left.erase(operation);
     }
-    for (const lab::JournalEntry& call : this->Journal()) {
-      EXPECT_TRUE(known.contains(call.call)) << call.call << " is in no sweep";
-    }
+    EXPECT_EQ(left, std::set<std::string>{});
   }
 
  private:
@@ -203,12 +211,31 @@ class SystemSweep : public Frame, public ::testing::WithParamInterface<CallKind>
   // A sample has every so many places.
   static constexpr uint32_t kMemorySample = 97;
 
+  // The operations of a run in which nothing fails.
+  std::set<std::string> CallsOfCleanRun() {
+    Restore();
+    this->Faults() = lab::FaultPlan().JournalSystemCalls();
+    const RunResult result = RunCommand();
+    std::set<std::string> calls;
+    for (const lab::JournalEntry& entry : this->Journal()) {
+      const std::string place = entry.Argument("on");
+      calls.insert(place.empty() ? entry.call : entry.call + '@' + place);
+    }
+    output_ = result.output;
+    FailingCall none("", 0);
+    EXPECT_EQ(InOrder(result.output), Text(Model(none)));
+    CheckState();
+    this->ClearJournal();
+    return calls;
+  }
+
   // False when the run makes fewer calls than that; then it must have been a clean one.
   bool RunFailing(const std::string& operation, uint32_t nth) {
     SCOPED_TRACE(operation + " " + std::to_string(nth));
     Restore();
     this->Faults() = lab::FaultPlan().FailNth(operation, nth, FailureOf(operation));
     const RunResult result = RunCommand();
+    output_ = result.output;
     const bool failed = FailedCall(this->Journal()) != nullptr;
     FailingCall fails(failed ? operation : "", nth);
     const Strings lines = Model(fails);
@@ -226,13 +253,15 @@ class SystemSweep : public Frame, public ::testing::WithParamInterface<CallKind>
     EXPECT_FALSE(result.timedOut);
     const std::string output = InOrder(result.output);
     if (result.exitCode == 0) {
-      EXPECT_EQ(output, clean);
+      EXPECT_TRUE(MayHavePrinted(output, clean)) << Visible(output);
     } else {
       EXPECT_TRUE(clean.starts_with(output)) << Visible(output);
       EXPECT_TRUE(output.empty() || output.ends_with("\r\n")) << Visible(output);
     }
     CheckUndamaged();
   }
+
+  std::string output_;
 };
 
 }  // namespace e2e
