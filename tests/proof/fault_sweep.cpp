@@ -122,6 +122,7 @@ std::vector<SweptFault> FaultSweepTest::FaultsOfShare() const {
   Walk(clean);
   std::vector<SweptFault> faults;
   for (const auto& [operation, count] : clean.calls.Counts()) {
+    if (!Sweeps(operation)) continue;
     const bool isOdd = faults.size() % 2 != 0;
     if (!proof::IsWhole()) {
       faults.push_back({operation, 1, isOdd ? OutParameters::kNull : OutParameters::kKeep});

@@ -69,6 +69,9 @@ class FaultSweepTest : public DatabaseLabTest, public ::testing::WithParamInterf
   // Takes the command's steps.
   virtual void Walk(ModelRun& run) const = 0;
 
+  // Whether this suite is about the operation.
+  virtual bool Sweeps(const std::string&) const { return true; }
+
   // What a run finds, its model, and what it leaves, as World::Describe has it.
   virtual void Install(const SweptRun& run) const;
   virtual World FirstWorld() const { return NewWorld(); }
