@@ -4,6 +4,7 @@
 #include <cctype>
 #include <map>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include "lab/bes/bes_database.h"
@@ -61,7 +62,8 @@ Strings Arranged(Strings lines, const ModelRun& model) {
   return lines;
 }
 
-// Whether the texts of the journal's lines begin as those that are expected do.
+// Each expected text must stand in a leak of the journal, in this order, and there must be no
+// other.
 void ExpectLeaks(const Strings& leaks, const Strings& expected) {
   ASSERT_EQ(leaks.size(), expected.size()) << ::testing::PrintToString(leaks);
   for (size_t i = 0; i < leaks.size(); ++i) {
@@ -118,25 +120,39 @@ void FaultSweepTest::Sweep(const char* command) {
 }
 
 std::vector<SweptFault> FaultSweepTest::FaultsOfShare() const {
+  const std::vector<SweptFault> faults = proof::IsWhole() ? AllFaults() : SampleOfFaults();
+  std::vector<SweptFault> own;
+  for (size_t i = GetParam(); i < faults.size(); i += kSweepShares) own.push_back(faults[i]);
+  return own;
+}
+
+std::map<std::string, uint32_t> FaultSweepTest::SweptCalls() const {
   ModelRun clean{.world = FirstWorld(), .calls = ModelCalls("", 0)};
   Walk(clean);
+  std::map<std::string, uint32_t> counts = clean.calls.Counts();
+  std::erase_if(counts, [this](const auto& count) { return !Sweeps(count.first); });
+  return counts;
+}
+
+std::vector<SweptFault> FaultSweepTest::AllFaults() const {
   std::vector<SweptFault> faults;
-  for (const auto& [operation, count] : clean.calls.Counts()) {
-    if (!Sweeps(operation)) continue;
-    const bool isOdd = faults.size() % 2 != 0;
-    if (!proof::IsWhole()) {
-      faults.push_back({operation, 1, isOdd ? OutParameters::kNull : OutParameters::kKeep});
-      continue;
-    }
+  for (const auto& [operation, count] : SweptCalls()) {
     for (uint32_t nth = 1; nth <= count + 1; ++nth) {
       faults.push_back({operation, nth, OutParameters::kKeep});
       faults.push_back({operation, nth, OutParameters::kNull});
     }
   }
-  if (!proof::IsWhole()) faults.push_back({"*", UINT16_MAX, OutParameters::kNull});
-  std::vector<SweptFault> own;
-  for (size_t i = GetParam(); i < faults.size(); i += kSweepShares) own.push_back(faults[i]);
-  return own;
+  return faults;
+}
+
+std::vector<SweptFault> FaultSweepTest::SampleOfFaults() const {
+  std::vector<SweptFault> faults = {{"*", UINT16_MAX, OutParameters::kNull}};
+  for (const auto& [operation, count] : SweptCalls()) {
+    const bool keeps = faults.size() % 2 == 0;
+    faults.push_back(
+        {operation, ShortPlace(), keeps ? OutParameters::kKeep : OutParameters::kNull});
+  }
+  return faults;
 }
 
 void FaultSweepTest::RunSideBySide(const std::vector<SweptFault>& faults, size_t begin,

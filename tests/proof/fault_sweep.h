@@ -1,6 +1,7 @@
 // The frame of the fault sweeps: a command is run once for each call that it makes, and that call
-// fails. Each run prints exactly what the command's model says, ends well, gives back what it took
-// and leaves the installation as the model does.
+// fails, with its out-parameters left as they are and with null in them. Each run prints exactly
+// what the command's model says, ends with code 0, gives back what it took and leaves the
+// installation as the model does; a run that no fault reaches makes the calls of the model.
 //
 //   class FindFaultSweepTest : public FaultSweepTest {
 //     Words Arguments() const override { return "-findUsers -e \"\""; }
@@ -13,6 +14,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -32,7 +34,7 @@ struct SweptFault {
 };
 
 // One of several runs side by side, with a profile, store files and a lab directory of its own,
-// which are gone when the object is.
+// all gone when the object is.
 class SweptRun {
  public:
   SweptRun(const std::filesystem::path& parent, size_t number, SweptFault fault);
@@ -77,12 +79,20 @@ class FaultSweepTest : public DatabaseLabTest, public ::testing::WithParamInterf
   virtual World FirstWorld() const { return NewWorld(); }
   virtual Strings Observe(const SweptRun& run) const;
 
+  // The place of the call that is to fail in the short form.
+  virtual uint32_t ShortPlace() const { return 1; }
+
   // Runs the command with each fault of this test's share, and once more for each operation beyond
-  // its last call. In the short form only an operation's first call fails.
+  // its last call. In the short form one call of each operation fails.
   void Sweep(const char* command);
 
  private:
   std::vector<SweptFault> FaultsOfShare() const;
+  // How often a run calls each operation of the suite.
+  std::map<std::string, uint32_t> SweptCalls() const;
+  std::vector<SweptFault> AllFaults() const;
+  // One fault of each operation, and a run without any.
+  std::vector<SweptFault> SampleOfFaults() const;
   void RunSideBySide(const std::vector<SweptFault>& faults, size_t begin, size_t end);
   RunningProgram Start(const SweptRun& run);
   void Judge(const SweptRun& run, const RunResult& result);

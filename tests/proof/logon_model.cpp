@@ -5,8 +5,6 @@
 #include <set>
 #include <vector>
 
-#include "tests/proof/model_run.h"
-
 namespace e2e {
 namespace {
 

@@ -103,7 +103,7 @@ struct ModelRun {
   // Among these lines those of workers come in no certain order.
   size_t blockBegin = 0;
   size_t blockEnd = 0;
-  // Leaks that are meant to be: what stands in each line of the journal.
+  // What is not given back, as the journal tells it, or a piece of that.
   Strings leaks = {};
 
   void Print(std::string line) { lines.push_back(std::move(line)); }
