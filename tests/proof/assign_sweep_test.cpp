@@ -200,7 +200,7 @@ class BatchFaultSweepTest : public AssignSweep {
   Words Arguments() const override { return "-assignAgents -e -c -v -b 10"; }
   bool CreatesStores() const override { return false; }
   // Behind those of the two queries come those of the first batch.
-  uint32_t ShortPlace() const override { return 3; }
+  uint32_t ShortPlace(uint32_t) const override { return 3; }
   bool Sweeps(const std::string& operation) const override {
     return operation == "statement" || operation.starts_with("ICommand") ||
            operation.starts_with("IDBCreateCommand");

@@ -150,7 +150,7 @@ std::vector<SweptFault> FaultSweepTest::SampleOfFaults() const {
   for (const auto& [operation, count] : SweptCalls()) {
     const bool keeps = faults.size() % 2 == 0;
     faults.push_back(
-        {operation, ShortPlace(), keeps ? OutParameters::kKeep : OutParameters::kNull});
+        {operation, ShortPlace(count), keeps ? OutParameters::kKeep : OutParameters::kNull});
   }
   return faults;
 }

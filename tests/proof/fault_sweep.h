@@ -79,8 +79,8 @@ class FaultSweepTest : public DatabaseLabTest, public ::testing::WithParamInterf
   virtual World FirstWorld() const { return NewWorld(); }
   virtual Strings Observe(const SweptRun& run) const;
 
-  // The place of the call that is to fail in the short form.
-  virtual uint32_t ShortPlace() const { return 1; }
+  // Which of an operation's calls, of which there are `count`, fails in the short form.
+  virtual uint32_t ShortPlace([[maybe_unused]] uint32_t count) const { return 1; }
 
   // Runs the command with each fault of this test's share, and once more for each operation beyond
   // its last call. In the short form one call of each operation fails.
