@@ -7,7 +7,7 @@ import pathlib
 import re
 import shutil
 
-from . import entries
+from . import counts, entries
 from .context import Failure
 from .report import table
 
@@ -18,7 +18,6 @@ PRESET = "coverage"
 FOLDERS = ("src", "lab", "tests", "cmake")
 REASONS = "tests/coverage/uncovered.txt"
 GCOV = "x86_64-w64-mingw32-gcov-posix"
-GCOV_TOOL = "x86_64-w64-mingw32-gcov-tool-posix"
 
 
 def run(context):
@@ -119,13 +118,13 @@ def executed_lines(context, data, least=1):
 
 def link_notes(context, data):
     """Puts what the compiler has noted of the objects beside their counts, where gcov looks for it."""
-    counts = sorted(data.rglob("*.gcda"))
-    for count in counts:
+    found = sorted(data.rglob("*.gcda"))
+    for count in found:
         notes = pathlib.Path("/") / count.relative_to(data).with_suffix(".gcno")
         link = count.with_suffix(".gcno")
         if not link.exists():
             link.symlink_to(notes)
-    return [count.relative_to(data) for count in counts]
+    return [count.relative_to(data) for count in found]
 
 
 def write_lines(context, results):
@@ -147,16 +146,12 @@ def merge(context):
     """All entries' counts in one, and gcovr's pages of them; answers its summary."""
     merged = merged_folder(context)
     shutil.rmtree(merged, ignore_errors=True)
-    single = [data for data in sorted(folder(context).iterdir()) if any(data.rglob("*.gcda"))]
-    for data in single:
-        if not merged.exists():
-            shutil.copytree(data, merged, symlinks=True, ignore=shutil.ignore_patterns("*.gcno"))
-            continue
-        step = context.build / "coverage.step"
-        shutil.rmtree(step, ignore_errors=True)
-        context.require([GCOV_TOOL, "merge", "-o", step, merged, data])
-        shutil.rmtree(merged)
-        step.rename(merged)
+    same = {}
+    for path in folder(context).rglob("*.gcda"):
+        same.setdefault(pathlib.Path(*path.relative_to(folder(context)).parts[1:]), []).append(path)
+    for name, paths in same.items():
+        (merged / name).parent.mkdir(parents=True, exist_ok=True)
+        (merged / name).write_bytes(counts.add_files(paths))
     if not merged.exists():
         raise Failure("coverage: no program has left counts")
     link_notes(context, merged)
@@ -220,8 +215,8 @@ def result(record):
     return f"{percent(lines)} of {lines[1]:,} lines and {percent(branches)} of {branches[1]:,} branches run"
 
 
-def percent(counts):
-    return f"{100 * counts[0] / max(counts[1], 1):.1f} %"
+def percent(part):
+    return f"{100 * part[0] / max(part[1], 1):.1f} %"
 
 
 def describe(record):

@@ -19,7 +19,12 @@ COPIES = {"bin/qrvadmin.exe": ("lab/qrvadmin.exe", "lab/qsfscan.exe", "bin/qsfsc
           "bin/qrvrun.exe": ("lab/qrvrun.exe",)}
 BUILD = pathlib.Path("build/release")
 # What a program that allocates for ever may take of the machine, in bytes.
-MOST_DATA = 3 << 30
+MOST_DATA = 2 << 30
+
+
+def without_symbols(command):
+    """They are large, and would make each object another one."""
+    return command if " -g0 " in command else command.replace(" -g ", " ")
 
 
 def limit_data():
@@ -34,9 +39,9 @@ class Plan:
         build = context.root / BUILD
         self.compile = {}
         for item in json.loads((build / "compile_commands.json").read_text()):
-            target = re.search(r" -o (\S+)", item["command"])[1]
-            # Without debug symbols: they are large, and would make each object another one.
-            self.compile[target] = item["command"].replace(" -g ", " ")
+            target = re.search(r" -o (\S+\.obj) ", item["command"])
+            if target:
+                self.compile[target[1]] = without_symbols(item["command"])
         self.link = {program: self._link_commands(context, build, program) for program in PROGRAMS}
         linked = {word for commands in self.link.values() for command in commands for word in command.split()}
         self.compile = {target: command for target, command in self.compile.items() if target in linked}
