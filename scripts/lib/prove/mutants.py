@@ -24,6 +24,7 @@ REASONS = "tests/mutants/equivalent.txt"
 # Entries that run side by side for one mutant: most of their time is sleep.
 SIDE_BY_SIDE = 3
 SHORTEST_LIMIT, LIMIT_FACTOR = 60, 5
+UNIT_TESTS = "qrvadmin_unit_tests"
 COUNTED = ("killed", "survived", "unchanged")
 
 
@@ -148,10 +149,12 @@ class Selection:
         self.failed = {item["name"] for item in lines["entries"] if not item["passed"]}
         self.entries = {entry.name: entry for entry in entries.read(context, "release")}
         self.plan = plan
-        self.kills = {}
+        self.kills = {}       # by file, how many mutants each entry has noticed
+        self.trusted = set()  # entries that have passed with the unchanged product in a workshop
 
     def entries_for(self, mutant):
-        names = self._running(mutant)
+        # The unit tests read the sources, too.
+        names = self._running(mutant) | {UNIT_TESTS}
         # A killed program's lines are not known.
         names |= self.lost & self._in_file(mutant.file)
         usable = [name for name in names if name in self.entries and name not in self.failed]
@@ -192,22 +195,30 @@ class Selection:
 
 
 def is_unit(name):
-    return name.startswith(("qrvadmin_unit_tests", "LocalTimeText"))
+    return name == UNIT_TESTS or name.startswith("LocalTimeText.")
 
 
 def judge_mutant(context, mutant, workshop, selection):
-    source = (context.root / mutant.file).read_text(encoding="utf-8")
-    verdict = workshop.change(mutant.file, mutant.apply(source))
-    if verdict != "changed":
-        return {"verdict": verdict}
-    chosen = selection.entries_for(mutant)
-    ring = Ring(context, workshop, selection)
-    killer, outcome = ring.first_failure(chosen)
-    if not killer:
-        return {"verdict": "survived", "entries": len(chosen), "flaky": ring.flaky}
-    selection.note_kill(mutant, killer)
-    return {"verdict": "killed", "by": killer, "timed_out": outcome.timed_out, "flaky": ring.flaky,
-            "cases": outcome.failed_cases()[:3]}
+    changed = mutant.apply((context.root / mutant.file).read_text(encoding="utf-8"))
+    while True:
+        verdict = workshop.change(mutant.file, changed)
+        if verdict != "changed":
+            return {"verdict": verdict}
+        chosen = selection.entries_for(mutant)
+        ring = Ring(context, workshop, selection)
+        killer, outcome = ring.first_failure(chosen)
+        if not killer:
+            return {"verdict": "survived", "entries": len(chosen), "flaky": ring.flaky}
+        if killer.name not in selection.trusted:
+            workshop.restore(mutant.file)
+            if not ring.passes(killer):
+                context.step(f"mutants: {killer.name} does not pass with the unchanged product, and is left out")
+                selection.failed.add(killer.name)
+                continue
+            selection.trusted.add(killer.name)
+        selection.note_kill(mutant, killer.name)
+        return {"verdict": "killed", "by": killer.name, "timed_out": outcome.timed_out, "flaky": ring.flaky,
+                "cases": outcome.failed_cases()[:3]}
 
 
 class Ring:
@@ -223,7 +234,7 @@ class Ring:
         self.flaky = []
 
     def first_failure(self, chosen):
-        """The name and the outcome of the first entry that fails twice; none when all pass."""
+        """The first entry that fails twice, and its outcome; none when all pass."""
         left = list(chosen)
         while left:
             failed, left = self._run_until_failure(left)
@@ -232,9 +243,17 @@ class Ring:
             self._clear_prefixes()
             outcome = self._run(failed, threading.Event())
             if not outcome.passed:
-                return failed.name, outcome
+                return failed, outcome
             self.flaky.append(failed.name)
         return None, None
+
+    def passes(self, entry):
+        """Whether the entry passes in unused prefixes, at the second try at least."""
+        for _ in range(2):
+            self._clear_prefixes()
+            if self._run(entry, threading.Event()).passed:
+                return True
+        return False
 
     def _run_until_failure(self, chosen):
         """Answers the entry that failed, and those that have not passed yet."""

@@ -116,7 +116,16 @@ class Workshop:
             message = self.compile(target)
             if message:
                 raise Failure(message)
-        self.link(PROGRAMS)
+        for program in PROGRAMS if self.base else ():
+            self._take(self.base.build, program)
+        self.link(self.plan.programs_with(own) if self.base else PROGRAMS)
+        self.original = self.root / "original"
+        for program in PROGRAMS:
+            self._link_file(self.build / program, self.original / program)
+
+    def _take(self, folder, program):
+        for name in (program, *COPIES.get(program, ())):
+            self._link_file(folder / program, self.build / name)
 
     @staticmethod
     def _link_file(source, target):
@@ -148,7 +157,8 @@ class Workshop:
                 done.add(command)
                 target = re.search(r" -o (\S+)|-ar qc (\S+)", command)
                 (self.build / (target[1] or target[2])).unlink(missing_ok=True)
-                result = self._shell(command.replace(" -s ", " -s -Wl,--trace ", 1))
+                # Said twice, it names what the linker takes from the libraries.
+                result = self._shell(command if self.base else command.replace(" -s ", " -s -Wl,-t,-t ", 1))
                 if result.returncode:
                     return result.stderr or "failed"
                 if not self.base and target[1]:
@@ -157,8 +167,8 @@ class Workshop:
                 self._link_file(self.build / program, self.build / copy)
         return ""
 
-    def differs(self, name):
-        return not filecmp.cmp(self.build / name, self.base.build / name, shallow=False)
+    def differs(self, name, folder):
+        return not filecmp.cmp(self.build / name, folder / name, shallow=False)
 
     def change(self, file, text):
         """Compiles the product with another text of the file. Answers "invalid", "unchanged" or "changed"."""
@@ -170,7 +180,7 @@ class Workshop:
             self.changed.add(target)
             if self.compile(target):
                 return "invalid"
-        if not any(self.differs(target) for target in product):
+        if not any(self.differs(target, self.base.build) for target in product):
             return "unchanged"
         for target in set(objects) - set(product):
             self.changed.add(target)
@@ -179,14 +189,13 @@ class Workshop:
         self.linked = self.plan.programs_with(self.changed)
         if self.link(self.linked):
             return "invalid"
-        return "changed" if any(self.differs(program) for program in self.linked) else "unchanged"
+        return "changed" if any(self.differs(program, self.original) for program in self.linked) else "unchanged"
 
     def restore(self, file):
         shutil.copyfile(self.context.root / file, self.root / file)
         for target in self.changed:
             self._link_file(self.base.build / target, self.build / target)
         for program in self.linked:
-            for name in (program, *COPIES.get(program, ())):
-                self._link_file(self.base.build / name, self.build / name)
+            self._take(self.original, program)
         self.changed.clear()
         self.linked = []
