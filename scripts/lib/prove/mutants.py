@@ -13,7 +13,7 @@ import time
 
 from . import coverage, entries, mutator
 from .context import Failure
-from .workshop import Plan, Workshop, limit_data
+from .workshop import PROGRAMS, UNIT_TESTS as UNIT_PROGRAM, Plan, Workshop, limit_data
 from .report import table
 
 NAME = "mutants"
@@ -99,7 +99,7 @@ class Session:
         try:
             verdict = judge_mutant(self.context, mutant, workshop, selection)
         finally:
-            workshop.restore(mutant.file)
+            workshop.restore()
             workshops.put(workshop)
         verdict.update(seconds=round(time.monotonic() - begin), tests=self.tests, file=mutant.file,
                        line=mutant.lines[0], source=source_state(self.context, mutant.file))
@@ -199,30 +199,26 @@ def is_unit(name):
 
 
 def judge_mutant(context, mutant, workshop, selection):
-    changed = mutant.apply((context.root / mutant.file).read_text(encoding="utf-8"))
-    while True:
-        verdict = workshop.change(mutant.file, changed)
-        if verdict != "changed":
+    verdict = workshop.change(mutant.file, mutant.apply((context.root / mutant.file).read_text(encoding="utf-8")))
+    if verdict != "changed":
+        return {"verdict": verdict}
+    ring = Ring(context, workshop, selection)
+    chosen = selection.entries_for(mutant)
+    # Most are noticed by the unit tests: the other programs are then not needed.
+    for programs, unit in (([UNIT_PROGRAM], True), (PROGRAMS[1:], False)):
+        verdict = workshop.link_changed(programs)
+        if verdict == "invalid" or verdict == "unchanged" and not unit:
             return {"verdict": verdict}
-        chosen = selection.entries_for(mutant)
-        ring = Ring(context, workshop, selection)
-        killer, outcome = ring.first_failure(chosen)
-        if not killer:
-            return {"verdict": "survived", "entries": len(chosen), "flaky": ring.flaky}
-        if killer.name not in selection.trusted:
-            workshop.restore(mutant.file)
-            if not ring.passes(killer):
-                context.step(f"mutants: {killer.name} does not pass with the unchanged product, and is left out")
-                selection.failed.add(killer.name)
-                continue
-            selection.trusted.add(killer.name)
-        selection.note_kill(mutant, killer.name)
-        return {"verdict": "killed", "by": killer.name, "timed_out": outcome.timed_out, "flaky": ring.flaky,
-                "cases": outcome.failed_cases()[:3]}
+        killer, outcome = ring.first_failure([entry for entry in chosen if is_unit(entry.name) == unit])
+        if killer:
+            selection.note_kill(mutant, killer.name)
+            return {"verdict": "killed", "by": killer.name, "timed_out": outcome.timed_out, "flaky": ring.flaky,
+                    "cases": outcome.failed_cases()[:3]}
+    return {"verdict": "survived", "entries": len(chosen), "flaky": ring.flaky}
 
 
 class Ring:
-    """Runs entries on a workshop's programs, some side by side, until one fails in prefixes that nobody has used."""
+    """Runs entries on a workshop's programs, some side by side, until one fails, and again in unused prefixes."""
 
     def __init__(self, context, workshop, selection):
         self.context = context
@@ -242,18 +238,27 @@ class Ring:
                 return None, None
             self._clear_prefixes()
             outcome = self._run(failed, threading.Event())
-            if not outcome.passed:
+            if outcome.passed:
+                self.flaky.append(failed.name)
+            elif self._is_trusted(failed):
                 return failed, outcome
-            self.flaky.append(failed.name)
         return None, None
 
-    def passes(self, entry):
-        """Whether the entry passes in unused prefixes, at the second try at least."""
-        for _ in range(2):
-            self._clear_prefixes()
-            if self._run(entry, threading.Event()).passed:
-                return True
-        return False
+    def _is_trusted(self, entry):
+        """Whether the entry passes here with the unchanged product, at the second try at least."""
+        if entry.name not in self.selection.trusted:
+            with self.workshop.unchanged():
+                passed = any(self._passes_afresh(entry) for _ in range(2))
+            if not passed:
+                self.context.step(f"mutants: {entry.name} fails with the unchanged product, and is left out")
+                self.selection.failed.add(entry.name)
+                return False
+            self.selection.trusted.add(entry.name)
+        return True
+
+    def _passes_afresh(self, entry):
+        self._clear_prefixes()
+        return self._run(entry, threading.Event()).passed
 
     def _run_until_failure(self, chosen):
         """Answers the entry that failed, and those that have not passed yet."""

@@ -1,6 +1,7 @@
 """Private copies of the product in which one source at a time is changed, compiled and linked, without CMake: by the
 release build's own commands."""
 
+import contextlib
 import filecmp
 import json
 import os
@@ -12,9 +13,10 @@ import subprocess
 
 from .context import Failure
 
-# Programs with the product's objects in them. The first two ship; unit tests and helpers lie beside them.
-PROGRAMS = ("bin/qrvadmin.exe", "bin/qrvrun.exe", "lab/qrvadmin_unit_tests.exe", "lab/cache_client.exe",
-            "lab/database_client.exe", "lab/late_line_client.exe")
+# Programs with the product's objects in them.
+UNIT_TESTS = "lab/qrvadmin_unit_tests.exe"
+PROGRAMS = (UNIT_TESTS, "bin/qrvadmin.exe", "bin/qrvrun.exe", "lab/cache_client.exe", "lab/database_client.exe",
+            "lab/late_line_client.exe")
 COPIES = {"bin/qrvadmin.exe": ("lab/qrvadmin.exe", "lab/qsfscan.exe", "bin/qsfscan.exe"),
           "bin/qrvrun.exe": ("lab/qrvrun.exe",)}
 BUILD = pathlib.Path("build/release")
@@ -89,8 +91,9 @@ class Workshop:
         self.base = base
         self.root = context.build / "mutants.work" / name
         self.build = self.root / BUILD
-        self.changed = set()  # objects that are not the base's
-        self.linked = []      # programs that are not the base's
+        self.files = []       # sources, objects and programs that are not the original ones
+        self.changed = set()
+        self.linked = []
         self._prepare()
 
     def _prepare(self):
@@ -171,9 +174,9 @@ class Workshop:
         return not filecmp.cmp(self.build / name, folder / name, shallow=False)
 
     def change(self, file, text):
-        """Compiles the product with another text of the file. Answers "invalid", "unchanged" or "changed"."""
-        path = self.root / file
-        path.write_text(text, encoding="utf-8")
+        """Compiles what is made of the file with another text. Answers "invalid", "unchanged" or "changed"."""
+        self.files.append(file)
+        (self.root / file).write_text(text, encoding="utf-8")
         objects = self.plan.objects_of(file)
         product = [target for target in objects if is_product(target)]
         for target in product:
@@ -186,13 +189,36 @@ class Workshop:
             self.changed.add(target)
             if self.compile(target):
                 return "invalid"
-        self.linked = self.plan.programs_with(self.changed)
-        if self.link(self.linked):
-            return "invalid"
-        return "changed" if any(self.differs(program, self.original) for program in self.linked) else "unchanged"
+        return "changed"
 
-    def restore(self, file):
-        shutil.copyfile(self.context.root / file, self.root / file)
+    def link_changed(self, wanted):
+        """Links those of the wanted programs that the change is in. Answers as `change` does."""
+        programs = [program for program in self.plan.programs_with(self.changed) if program in wanted]
+        self.linked += programs
+        if self.link(programs):
+            return "invalid"
+        return "changed" if any(self.differs(program, self.original) for program in programs) else "unchanged"
+
+    @contextlib.contextmanager
+    def unchanged(self):
+        """Has the original programs and sources in their places for a while."""
+        changed = self.root / "changed"
+        for program in self.linked:
+            self._link_file(self.build / program, changed / program)
+            self._take(self.original, program)
+        texts = {file: (self.root / file).read_bytes() for file in self.files}
+        for file in self.files:
+            shutil.copyfile(self.context.root / file, self.root / file)
+        yield
+        for file, text in texts.items():
+            (self.root / file).write_bytes(text)
+        for program in self.linked:
+            self._take(changed, program)
+
+    def restore(self):
+        for file in self.files:
+            shutil.copyfile(self.context.root / file, self.root / file)
+        self.files.clear()
         for target in self.changed:
             self._link_file(self.base.build / target, self.build / target)
         for program in self.linked:
