@@ -307,7 +307,7 @@ class HostileOutputTest : public HostileTest {
 };
 
 TEST_P(HostileOutputTest, TheWorkIsDoneAndWhatIsReadIsWhole) {
-  const uint32_t count = proof::IsWhole() ? 240 : 16;
+  const uint32_t count = proof::IsWhole() ? 240 : 8;
   uint32_t ran = 0;
   for (uint32_t index = GetParam(); index < count && !HasFailure(); index += kShares, ++ran) {
     SCOPED_TRACE("case " + std::to_string(index));
