@@ -208,7 +208,9 @@ class ScanInterruptionTest : public InterruptionTest {
         static_cast<size_t>(std::count(lines.begin(), lines.end(), "file scan error."));
     EXPECT_EQ(done + errors, begun);
     EXPECT_LE(errors, 1U);
-    if (errors == 1) EXPECT_EQ(lines[lines.size() - 2], "file scan error.");
+    if (errors == 1) {
+      EXPECT_EQ(lines[lines.size() - 2], "file scan error.");
+    }
     EXPECT_EQ(CountStarting(lines, "Exiting CheckRepairQsf."), begun);
     EXPECT_TRUE(lab::RunningRepairTools().empty());
     // Pressed once at most, and only after Ctrl+C.
@@ -264,15 +266,17 @@ class CompactInterruptionTest : public InterruptionTest {
   }
 
  private:
-  // The first `least` stores are compacted, and none beyond the first `most` + 1, one of which may
-  // have begun before its line was read.
+  // The first `least` stores are compacted, and none beyond the first `most`.
   void ExpectCompact(size_t least, size_t most) {
     ExpectSound(files_);
     for (size_t i = 0; i < files_.size(); ++i) {
       lab::QsfContent content;
       EXPECT_EQ(lab::ReadQsf(files_[i], &content), lab::QsfStatus::kOk);
-      if (i < least) EXPECT_EQ(content.freeBytes, 0U) << i;
-      if (i >= most) EXPECT_EQ(content.freeBytes, 4096U) << i;
+      if (i < least) {
+        EXPECT_EQ(content.freeBytes, 0U) << i;
+      } else if (i >= most) {
+        EXPECT_EQ(content.freeBytes, 4096U) << i;
+      }
     }
   }
 
