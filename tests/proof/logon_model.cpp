@@ -88,7 +88,7 @@ class Schedule {
     if (entry.call == "MAPIInitialize" && failed) withoutMapi_.insert(entry.threadId);
     if (entry.call == "MAPILogonEx") {
       jobs_.push_back(
-          {.worker = entry.threadId, .withMapi = withoutMapi_.count(entry.threadId) == 0});
+          {.worker = entry.threadId, .withMapi = !withoutMapi_.contains(entry.threadId)});
     }
     const auto job = std::find_if(jobs_.rbegin(), jobs_.rend(),
                                   [&](const Job& begun) { return begun.worker == entry.threadId; });
