@@ -1,8 +1,9 @@
-// -purgeQsf with each call of a system function failing once. What is found in use is never
-// deleted, whatever fails.
+// -purgeQsf with each of its calls failing once. What is found in use is never deleted, whatever
+// system function fails.
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
 #include <vector>
@@ -66,9 +67,11 @@ class PurgeFaultSweepTest : public SystemSweep<PurgeQsfTest> {
       lines = Lines(MapiInUse({"qrvadmin.exe"}));
       return lines + Strings{"Exiting."};
     }
+    if (fails("MAPIInitialize")) return {kNoMapi, "Exiting."};
     if (fails("CoInitialize")) {
       lines = {"PurgeQsf: CoInitialize failed : " + lab::HexNumber(kInjected)};
     } else {
+      inUse_.clear();
       lines = PurgeLines(fails);
     }
     return lines + RestartLines(fails, ControllerIsInstalled()) + Strings{"Exiting."};
@@ -119,16 +122,109 @@ class PurgeFaultSweepTest : public SystemSweep<PurgeQsfTest> {
     const std::string name = Lower(path.substr(path.rfind(L'\\') + 1));
     return name == "bes.qsf" || name == "ann.qsf" || name == "cid.qsf" || name == "dan.qsf";
   }
-  static constexpr int kPathsInUse = 4;
+
+  struct Step {
+    const char* operation;
+    const char* failure;
+  };
+
+  // Takes steps up to the first that fails, which prints its line.
+  template <size_t kCount>
+  static bool Pass(FailingCall& fails, const Step (&steps)[kCount], const std::string& function,
+                   Strings& lines) {
+    for (const Step& step : steps) {
+      if (!fails(step.operation)) continue;
+      lines.push_back(function + ": " + step.failure + " : " + lab::HexNumber(kInjected));
+      return false;
+    }
+    return true;
+  }
+
+  // A store of a profile: its address, and its file, which an embedded one has not.
+  struct Store {
+    std::string name;
+    std::wstring folder;
+    std::wstring file;
+  };
+  enum class Loaded { kRead, kPassedOver, kEnded };
 
   Strings PurgeLines(FailingCall& fails) {
+    constexpr Step kProfiles[] = {{"MAPIAdminProfiles", "MAPIAdminProfiles failed"},
+                                  {"IProfAdmin::GetProfileTable", "GetProfileTable failed"},
+                                  {"HrQueryAllRows@ProfileTable", "HrQueryAllRows failed"}};
+    const std::vector<std::vector<Store>> profiles = {
+        {{"bes", L"a", L"bes.qsf"}, {"ann", L"b", L"ann.qsf"}, {"bob", L"", L""}},
+        {{"cid", L"b", L"Cid.qsf"}, {"dan", L"c", L"dan.qsf"}}};
     Strings lines;
-    for (int profile = 0; profile < 2; ++profile) {
+    if (!Pass(fails, kProfiles, "PurgeQsf", lines)) return lines;
+    for (const std::vector<Store>& profile : profiles) {
       if (!fails("SetConsoleCtrlHandler")) lines.push_back(kHandlerInstalled);
+      if (LoadCache(fails, profile, lines)) continue;
+      lines.push_back("PurgeQsf: storeManager LoadCache failed : " + lab::HexNumber(kInjected));
+      return lines;
     }
+    return lines + SearchLines(fails);
+  }
+
+  // Whether the last service was read. One that is passed over before it is forgotten, and its file
+  // is nobody's.
+  bool LoadCache(FailingCall& fails, const std::vector<Store>& stores, Strings& lines) {
+    constexpr Step kOpen[] = {
+        {"MAPIAdminProfiles", "MAPIAdminProfiles failed"},
+        {"IProfAdmin::AdminServices", "AdminServices failed"},
+        {"IMsgServiceAdmin::GetMsgServiceTable", "GetMsgServiceTable failed"},
+        {"IMAPITable::Restrict@MsgServiceTable", "Restrict on MsgServiceTable failed"},
+        {"HrQueryAllRows@MsgServiceTable", "HrQueryAllRows on MsgServiceTable failed"}};
+    if (!Pass(fails, kOpen, kLoad, lines)) return false;
+    Loaded last = Loaded::kRead;
+    bool embeddedIsRead = false;
+    bool parentIsRead = false;
+    for (const Store& store : stores) {
+      last = LoadService(fails, store, lines);
+      if (last == Loaded::kEnded) return false;
+      if (last == Loaded::kPassedOver) continue;
+      if (!store.file.empty()) inUse_.insert(FileIn(store.folder, store.file));
+      embeddedIsRead |= store.name == "bob";
+      parentIsRead |= store.name == "ann";
+    }
+    if (last == Loaded::kPassedOver) return false;
+    if (!embeddedIsRead || parentIsRead) return true;
+    lines = lines + Lines(OrphanDeleted("bob@example.com"));
+    return true;
+  }
+
+  static Loaded LoadService(FailingCall& fails, const Store& store, Strings& lines) {
+    constexpr Step kService[] = {{"IMsgServiceAdmin::OpenProfileSection@ServiceSection",
+                                  "HrQueryAllRows on MsgServiceTable failed"}};
+    constexpr Step kProvider[] = {
+        {"IMsgServiceAdmin::AdminProviders", "AdminProviders failed"},
+        {"IProviderAdmin::GetProviderTable", "GetProviderTable failed"},
+        {"IMAPITable::Restrict@ProviderTable", "Restrict on provider table failed"},
+        {"HrQueryAllRows@ProviderTable", "HrQueryAllRows on provider table failed"},
+        {"IMsgServiceAdmin::OpenProfileSection@ProviderSection",
+         "OpenProfileSection on provider table failed"}};
+    constexpr Step kParent[] = {{"IMsgServiceAdmin::OpenProfileSection@ProviderSection",
+                                 "OpenProfileSection on parent provider UID failed"}};
+    if (!Pass(fails, kService, kLoad, lines)) return Loaded::kEnded;
+    if (fails("HrGetOneProp@ServiceSection")) return Loaded::kPassedOver;
+    if (!Pass(fails, kProvider, kLoad, lines)) return Loaded::kEnded;
+    if (fails("IProfSect::GetProps@ProviderSection")) return Loaded::kPassedOver;
+    if (!store.file.empty()) return Loaded::kRead;
+    if (!Pass(fails, kParent, kLoad, lines)) return Loaded::kEnded;
+    return fails("HrGetOneProp@ProviderSection") ? Loaded::kPassedOver : Loaded::kRead;
+  }
+  static constexpr char kLoad[] = "CStoreManager::LoadCache";
+
+  // Each folder with a file in use.
+  Strings SearchLines(FailingCall& fails) {
+    Strings lines;
     bool found = false;
     bool identitiesKnown = false;
-    for (const wchar_t* folder : {L"a", L"b", L"c"}) {
+    for (const std::wstring folder : {L"a", L"b", L"c"}) {
+      const bool searched = std::any_of(inUse_.begin(), inUse_.end(), [&](const auto& path) {
+        return path.starts_with(Folder(folder) + L"\\");
+      });
+      if (!searched) continue;
       if (!fails("FindFirstFileW")) {
         for (const std::wstring& name : listings_[folder]) {
           if (IsCandidate(folder, name)) {
@@ -145,18 +241,18 @@ class PurgeFaultSweepTest : public SystemSweep<PurgeQsfTest> {
   }
 
   bool IsCandidate(const std::wstring& folder, const std::wstring& name) const {
-    return name != L"folder.qsf" && !IsInUse(FileIn(folder, name));
+    return name != L"folder.qsf" && !inUse_.contains(FileIn(folder, name));
   }
 
   // Whether the file is one in use under another name, which none is: one that cannot be told
   // counts as none.
-  static void AskIdentity(FailingCall& fails, bool& known) {
+  void AskIdentity(FailingCall& fails, bool& known) const {
     const auto asked = [&] {
       return !fails("CreateFileW") && !fails("GetFileInformationByHandle");
     };
     if (!asked() || known) return;
     known = true;
-    for (int path = 0; path < kPathsInUse; ++path) asked();
+    for (size_t path = 0; path < inUse_.size(); ++path) asked();
   }
 
   Strings FileLines(FailingCall& fails, const std::wstring& folder, const std::wstring& name) {
@@ -189,16 +285,28 @@ class PurgeFaultSweepTest : public SystemSweep<PurgeQsfTest> {
   }
   static Names Search(const std::wstring& pattern) { return e2e::Search(pattern); }
 
+  std::set<std::wstring> inUse_;
   std::set<std::wstring> before_;
   std::set<std::wstring> left_;
   std::map<std::wstring, Names> listings_;
 };
 
+const CallKind kMapiCalls = {
+    "Mapi",
+    {"MAPIInitialize", "MAPIAdminProfiles", "IProfAdmin::GetProfileTable",
+     "HrQueryAllRows@ProfileTable", "IProfAdmin::AdminServices",
+     "IMsgServiceAdmin::GetMsgServiceTable", "IMAPITable::Restrict@MsgServiceTable",
+     "HrQueryAllRows@MsgServiceTable", "IMsgServiceAdmin::OpenProfileSection@ServiceSection",
+     "HrGetOneProp@ServiceSection", "IMsgServiceAdmin::AdminProviders",
+     "IProviderAdmin::GetProviderTable", "IMAPITable::Restrict@ProviderTable",
+     "HrQueryAllRows@ProviderTable", "IMsgServiceAdmin::OpenProfileSection@ProviderSection",
+     "IProfSect::GetProps@ProviderSection", "HrGetOneProp@ProviderSection"}};
+
 TEST_P(PurgeFaultSweepTest, EachCall) { Sweep("-purgeQsf", GetParam()); }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, PurgeFaultSweepTest,
                          ::testing::Values(kFileCalls, kOutputCalls, kServiceCalls, kComCalls,
-                                           kModuleCalls, kCloseCalls),
+                                           kModuleCalls, kCloseCalls, kMapiCalls),
                          kByName);
 
 class PurgeMemoryFaultSweepTest : public PurgeFaultSweepTest {};

@@ -33,8 +33,9 @@ inline constexpr uint32_t kSystemError = ERROR_NOT_ENOUGH_MEMORY;
 
 // What each call that is made to fail comes back with.
 inline uint32_t FailureOf(std::string_view operation) {
-  const bool returnsResult =
-      operation.starts_with("Co") || operation.find("::") != std::string_view::npos;
+  const bool returnsResult = operation.starts_with("Co") || operation.starts_with("Hr") ||
+                             operation.starts_with("MAPI") ||
+                             operation.find("::") != std::string_view::npos;
   return returnsResult ? kInjected : kSystemError;
 }
 
