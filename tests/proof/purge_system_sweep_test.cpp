@@ -42,6 +42,8 @@ class PurgeFaultSweepTest : public SystemSweep<PurgeQsfTest> {
     const lab::Profile second(L"Second");
     second.AddSecondaryStore(L"cid@example.com", FileIn(L"b", L"Cid.qsf"));
     second.AddSecondaryStore(L"dan@example.com", FileIn(L"c", L"dan.qsf"));
+    // Nobody looks into the files, and one that is taken for unused is told like the others.
+    for (const auto& [folder, name] : InUse()) Put(FileIn(folder, name));
     for (const auto& [folder, name] : Unused()) Put(FileIn(folder, name));
     CreateDirectoryW(FileIn(L"b", L"folder.qsf").c_str(), nullptr);
     if (ControllerIsInstalled()) SetController(lab::ControllerState::kStopped);
@@ -96,6 +98,9 @@ class PurgeFaultSweepTest : public SystemSweep<PurgeQsfTest> {
  private:
   using File = std::pair<std::wstring, std::wstring>;
 
+  static std::vector<File> InUse() {
+    return {{L"a", L"bes.qsf"}, {L"b", L"ann.qsf"}, {L"b", L"Cid.qsf"}, {L"c", L"dan.qsf"}};
+  }
   static std::vector<File> Unused() {
     return {{L"b", L"Old.qsf"},
             {L"b", L"old.qsf.lock"},
