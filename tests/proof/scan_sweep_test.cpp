@@ -216,7 +216,7 @@ class DeleteFaultSweepTest : public ScanSweep {
     const Strings rest = Lines(clean.substr(head.size()));
     const Strings end(rest.end() - 3, rest.end());
     bool known = output == head + caught + Text({kNoneMarked}) + Text(end);
-    for (const int lines : {3, 6}) {
+    for (const int lines : {3, 6, 9}) {
       known |= output == head + caught + Text({rest.begin(), rest.begin() + lines}) + Text(end);
     }
     return known && clean.starts_with(head);

@@ -28,6 +28,14 @@
 
 namespace e2e {
 
+// The call that a rule of the fault plan made fail; none when the run was over before it.
+inline const lab::JournalEntry* FailedCall(const std::vector<lab::JournalEntry>& journal) {
+  const auto failed = std::find_if(journal.begin(), journal.end(), [](const auto& entry) {
+    return entry.Argument("injected") == "yes";
+  });
+  return failed == journal.end() ? nullptr : &*failed;
+}
+
 // What functions fail with that set a last error or return a Win32 error.
 inline constexpr uint32_t kSystemError = ERROR_NOT_ENOUGH_MEMORY;
 
