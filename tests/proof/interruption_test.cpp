@@ -299,7 +299,6 @@ class AssignInterruptionTest : public InterruptionTest {
   static constexpr size_t kUsers = 250;
 
   Words Make(const std::wstring& profile) override {
-    profile_ = profile;
     Database().CreateTables();
     Database().AddServer(kServerId, ComputerName());
     Database().AddSampleUsers(kServerId, kUsers);
@@ -358,7 +357,6 @@ class AssignInterruptionTest : public InterruptionTest {
     return written;
   }
 
-  std::wstring profile_;
   std::vector<std::wstring> addresses_;
   size_t missing_ = 0;
 };
