@@ -100,7 +100,7 @@ class HostileTest : public RunTest, public ::testing::WithParamInterface<uint32_
       Judge(cases[i], programs[i].Wait());
     }
     SCOPED_TRACE("one of the cases from " + std::to_string(batch[0]) + " on: " + cases[0].shown);
-    ClearJournal();
+    if (!HasFailure()) ClearJournal();
   }
 
   static void Judge(const HostileCase& each, const RunResult& result) {

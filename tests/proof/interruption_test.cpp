@@ -44,8 +44,7 @@ class InterruptionTest : public HostileTest {
       const Strings after(at, lines.end());
       if (breaks == 1) lines.erase(at);
       if (breaks == 1) ExpectBroken(lines, after);
-      if (HasFailure()) std::cout << Visible(result.output) << '\n';
-      ClearJournal();
+      KeepJournalOfFailure(result);
       // One that was over already was not interrupted.
       return breaks == 1;
     });
@@ -67,10 +66,18 @@ class InterruptionTest : public HostileTest {
       lab::EndRepairTools();
       ExpectKnownLines(result);
       ExpectEnded(Lines(result.output));
-      if (HasFailure()) std::cout << Visible(result.output) << '\n';
-      ClearJournal();
+      KeepJournalOfFailure(result);
       return wasRunning;
     });
+  }
+
+  // That of a run with a failure is shown at the test's end.
+  void KeepJournalOfFailure(const RunResult& result) {
+    if (HasFailure()) {
+      std::cout << Visible(result.output) << '\n';
+    } else {
+      ClearJournal();
+    }
   }
 
   static size_t CountStarting(const Strings& lines, const std::string& front) {
