@@ -50,10 +50,10 @@ ConsoleStreamBuffer::~ConsoleStreamBuffer() {
 
 ConsoleStreamBuffer::int_type ConsoleStreamBuffer::overflow(int_type character) {
   WriteBuffered();
-  if (traits_type::eq_int_type(character, traits_type::eof())) {
-    return traits_type::not_eof(character);
-  }
-  return sputc(traits_type::to_char_type(character));
+  // Streams pass characters only. Where an int_type has 16 bits, U+FFFF looks like the end of file.
+  *pptr() = traits_type::to_char_type(character);
+  pbump(1);
+  return traits_type::not_eof(character);
 }
 
 int ConsoleStreamBuffer::sync() {

@@ -79,6 +79,14 @@ TEST(ConsoleStreamBuffer, KeepsASurrogatePairTogetherAtEveryPlaceOfItsBuffer) {
   }
 }
 
+TEST(ConsoleStreamBuffer, WritesTheLastCharacterOfAllAtEveryPlaceOfItsBuffer) {
+  for (size_t before = 1020; before <= 1030; ++before) {
+    EXPECT_EQ(Written({std::wstring(before, L'x') + L"\uFFFFy"}),
+              std::string(before, 'x') + "\xEF\xBF\xBFy")
+        << before;
+  }
+}
+
 TEST(ConsoleStreamBuffer, ReplacesHalfAPairAndGoesOn) {
   EXPECT_EQ(Written({L"a\xD83Dz\n", L"b\n"}), "a\xEF\xBF\xBDz\r\nb\r\n");
   EXPECT_EQ(Written({L"a\xD83D"}), "a\xEF\xBF\xBD");

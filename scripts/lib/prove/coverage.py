@@ -15,7 +15,7 @@ NAME = "coverage"
 SUMMARY = "all tests with a product that counts which of its lines and branches run"
 
 PRESET = "coverage"
-FOLDERS = ("src", "lab", "tests", "cmake")
+FOLDERS = ("src", "lab", "tests/e2e", "tests/proof", "tests/unit", "cmake")
 REASONS = "tests/coverage/uncovered.txt"
 GCOV = "x86_64-w64-mingw32-gcov-posix"
 

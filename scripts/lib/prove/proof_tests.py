@@ -10,7 +10,7 @@ from .context import Failure
 from .report import table
 
 PROGRAM = "qrvadmin_proof_tests.exe"
-FOLDERS = ("src", "lab", "tests")
+FOLDERS = ("src", "lab", "tests/proof", "tests/e2e/support")
 
 
 class ProofTests:
