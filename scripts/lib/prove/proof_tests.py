@@ -86,7 +86,7 @@ class ProofTests:
             log = context.build / f"{re.sub('[^A-Za-z0-9.]', '_', test)}.log"
             log.write_text(run.stdout + run.stderr, encoding="utf-8")
             context.step(f"{test}: see build/prove/{log.name}")
-        return {"passed": passed, "rows": rows or {}, "cases": sum((rows or {}).values()), "seconds": seconds}
+        return {"passed": passed, "rows": rows or {}, "cases": sum(rows.values() if rows else ()), "seconds": seconds}
 
     def _lab_exec(self, context, *arguments, **variables):
         return context.run([context.root / "scripts/lab-exec", PROGRAM, *arguments],
@@ -103,13 +103,13 @@ class ProofTests:
 
 
 def _rows(output):
-    """What the test has noted, by row; none when it did not end or noted nothing."""
+    """What the test has noted, by row; none when it did not end."""
     try:
         suites = json.loads(output.read_text(encoding="utf-8"))["testsuites"]
     except (FileNotFoundError, json.JSONDecodeError):
         return None
     tests = [test for suite in suites for test in suite["testsuite"] if "row" in test]
-    return {test["row"]: int(test["cases"]) for test in tests} or None
+    return {test["row"]: int(test["cases"]) for test in tests}
 
 
 FAULTS = ProofTests("faults", "each kind of call fails at its 1st, 2nd, 3rd ... place", "*FaultSweep*",
