@@ -1,5 +1,6 @@
 """What the parts share: where things lie, the options, progress, and what a run leaves for the next."""
 
+import hashlib
 import json
 import os
 import re
@@ -62,9 +63,9 @@ class Context:
     def commit(self):
         return self.git("rev-parse", "--short=12", "HEAD")
 
-    def state_of(self, *folders):
-        """Names the present content of the folders; figures of another one are out of date."""
-        return " ".join(self.git("rev-parse", f"HEAD:{folder}")[:12] for folder in folders)
+    def state_of(self, *paths):
+        """Names the present content of folders and patterns of files; figures of another one are out of date."""
+        return hashlib.sha256(self.git("ls-files", "--stage", "--", *paths).encode()).hexdigest()[:12]
 
     def version(self):
         text = (self.root / "CMakeLists.txt").read_text(encoding="utf-8")

@@ -10,16 +10,18 @@ from .context import Failure
 from .report import table
 
 PROGRAM = "qrvadmin_proof_tests.exe"
-FOLDERS = ("src", "lab", "tests/proof", "tests/e2e/support")
+# What all of them are made of; each part has files of its own beside these.
+SOURCES = ("src", "lab", "tests/proof/proof.*", "tests/e2e/support")
 
 
 class ProofTests:
-    """The tests that `pattern` selects."""
+    """The tests that `pattern` selects, which stand in these files of tests/proof."""
 
-    def __init__(self, name, summary, pattern, heads, result):
+    def __init__(self, name, summary, pattern, files, heads, result):
         self.NAME = name
         self.SUMMARY = summary
         self._pattern = pattern
+        self._sources = (*SOURCES, *(f"tests/proof/{file}" for file in files))
         self._heads = heads
         self._result = result
 
@@ -51,7 +53,7 @@ class ProofTests:
 
     def _state(self, context):
         """What has passed is run again when what it ran has changed, or with another seed."""
-        key = f"{context.state_of(*FOLDERS)} {context.options.seed}"
+        key = f"{context.state_of(*self._sources)} {context.options.seed}"
         state = context.load(self.NAME, {})
         if state.get("key") != key:
             state = {"key": key, "results": {}}
@@ -113,8 +115,10 @@ def _rows(output):
 
 
 FAULTS = ProofTests("faults", "each kind of call fails at its 1st, 2nd, 3rd ... place", "*FaultSweep*",
-                    ("command", "faults injected, one a run"), "{cases:,} faults: the lines of each as required")
+                    ("*sweep*", "*model*", "*steps*"), ("command", "faults injected, one a run"),
+                    "{cases:,} faults: the lines of each as required")
 INTERRUPTION = ProofTests("interruption", "Ctrl+C and a kill at random moments", "*Interruption*",
-                          ("command", "runs interrupted"), "{cases:,} runs: whole lines, nothing damaged")
-HOSTILE = ProofTests("hostile", "hostile input, generated", "*Hostile*", ("input", "runs"),
-                     "{cases:,} runs: no crash, no leak, no line lost")
+                          ("interruption*", "hostile.h", "generated.h", "known*"), ("command", "runs interrupted"),
+                          "{cases:,} runs: whole lines, nothing damaged")
+HOSTILE = ProofTests("hostile", "hostile input, generated", "*Hostile*", ("hostile*", "generated.h", "known*"),
+                     ("input", "runs"), "{cases:,} runs: no crash, no leak, no line lost")
