@@ -69,7 +69,6 @@ KernelHandle MakePipe(KernelHandle& write) {
   SECURITY_ATTRIBUTES inheritable = Inheritable();
   if (!CreatePipe(&readEnd, &writeEnd, &inheritable, kPipeSize)) return {};
   write = KernelHandle(writeEnd);
-  SetHandleInformation(readEnd, HANDLE_FLAG_INHERIT, 0);
   return KernelHandle(readEnd);
 }
 

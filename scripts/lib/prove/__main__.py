@@ -46,7 +46,7 @@ def prove(context, part):
     context.step(f"{part.NAME}: {part.SUMMARY}")
     figures = part.run(context)
     context.save(f"{part.NAME}.figures", {
-        "commit": context.commit(), "src": context.state_of("src"), "version": context.version(),
+        "commit": context.commit(), "product": context.state_of(*report.product(part)), "version": context.version(),
         "date": time.strftime("%Y-%m-%d"), "seed": context.options.seed, "figures": figures})
     context.step(f"{part.NAME}: {figures['done']} done, {figures['left']} left, {len(figures['failed'])} failed")
     return not figures["failed"] and not figures["left"]

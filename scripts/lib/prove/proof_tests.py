@@ -10,8 +10,9 @@ from .context import Failure
 from .report import table
 
 PROGRAM = "qrvadmin_proof_tests.exe"
-# What all of them are made of; each part has files of its own beside these.
-SOURCES = ("src", "lab", "tests/proof/proof.*", "tests/e2e/support")
+# What all of them run; each part has files of its own beside these.
+PRODUCT = ("src", ":!src/run")
+FRAME = ("lab", "tests/proof/proof.*", "tests/e2e/support")
 
 
 class ProofTests:
@@ -21,7 +22,8 @@ class ProofTests:
         self.NAME = name
         self.SUMMARY = summary
         self._pattern = pattern
-        self._sources = (*SOURCES, *(f"tests/proof/{file}" for file in files))
+        self.PRODUCT = PRODUCT
+        self._sources = (*PRODUCT, *FRAME, *(f"tests/proof/{file}" for file in files))
         self._heads = heads
         self._result = result
 

@@ -25,7 +25,7 @@ def write(context, parts):
     missing = [name for name, record in records.items() if not record]
     if missing:
         raise Failure(f"nothing is proved yet of: {', '.join(missing)}")
-    stale = [name for name, record in records.items() if record["src"] != context.state_of("src")]
+    stale = [part.NAME for part in parts if is_stale(context, part, records[part.NAME])]
     if stale:
         raise Failure(f"src has changed since these were proved: {', '.join(stale)}")
     text = INTRODUCTION.format(version=context.version())
@@ -34,6 +34,15 @@ def write(context, parts):
                     for part in parts)
     (context.root / DOCUMENT).write_text(text + checksum_line(text), encoding="utf-8")
     context.step(f"{DOCUMENT} is written")
+
+
+def product(part):
+    """What of src a part is about."""
+    return getattr(part, "PRODUCT", ("src",))
+
+
+def is_stale(context, part, record):
+    return record["product"] != context.state_of(*product(part))
 
 
 def checksum_line(text):
@@ -58,7 +67,7 @@ def print_status(context, parts):
             print(f"{part.NAME:14}nothing yet")
             continue
         figures = record["figures"]
-        stale = "" if record["src"] == context.state_of("src") else "; src has changed since"
+        stale = "; src has changed since" if is_stale(context, part, record) else ""
         print(f"{part.NAME:14}{part.result(figures)}; {figures['left']} left; {record['commit']}{stale}")
         for name in figures["failed"]:
             print(f"{'':14}FAILED {name}", file=sys.stderr)
