@@ -12,7 +12,7 @@ from .report import table
 PROGRAM = "qrvadmin_proof_tests.exe"
 # What all of them run; each part has files of its own beside these.
 PRODUCT = ("src", ":!src/run")
-FRAME = ("lab", "tests/proof/proof.*", "tests/e2e/support")
+FRAME = ("lab", "tests/proof/proof.*", "tests/e2e/support/*.cpp", "tests/e2e/support/*.h")
 
 
 class ProofTests:

@@ -6,7 +6,8 @@
 set(cases_per_entry 8)
 # These have an entry for each case, and begin first: their cases run for ten seconds and more.
 set(long_suites "^(Shards/.*|AssignFaultSweepTest|CheckQsfTest|CheckFaultSweepTest|CreationTest|FewStoresTest|JobFailureTest")
-string(APPEND long_suites "|Kinds/.*SystemFaultSweepTest|Kinds/PurgeFaultSweepTest|.*InterruptionTest|RepairBreakTest|StoreLogonTest|StoreNamesTest")
+string(APPEND long_suites "|RepairBreakTest|StoreLogonTest|StoreNamesTest")
+string(APPEND long_suites "|Kinds/.*SystemFaultSweepTest|Kinds/PurgeFaultSweepTest|.*InterruptionTest")
 string(APPEND long_suites "|Check/Run.*Test|.*/RunStopTest|RunForEverTest|RunKilledTest|RunRefusalTest)$")
 
 # Sets `suites` to the program's suites and `<suite>_cases` to how many cases each has, in the calling
