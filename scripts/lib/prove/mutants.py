@@ -5,7 +5,6 @@ import concurrent.futures
 import hashlib
 import os
 import queue
-import random
 import re
 import shutil
 import threading
@@ -30,11 +29,16 @@ COUNTED = ("killed", "survived", "unchanged")
 
 def run(context):
     every = list_mutants(context)
-    order = random.Random(context.options.seed).sample(every, len(every))
+    order = sorted(every, key=lambda mutant: draw(context.options.seed, mutant))
     wanted = SAMPLE if context.options.sample is None else context.options.sample or len(order)
     session = Session(context)
     session.judge(order, wanted)
     return figures(context, order, wanted, session.verdicts)
+
+
+def draw(seed, mutant):
+    """A mutant's place in the order in which they are drawn; it stays when others come and go."""
+    return hashlib.sha256(f"{seed} {mutant.key}".encode()).digest()
 
 
 def list_mutants(context):
