@@ -582,6 +582,15 @@ TEST_F(BesDatabaseTest, NamesOf4000CharactersComeWhole) {
   EXPECT_EQ(RunClient("names 7"), Text({std::string(3999, 'a') + "z", "bob", "names = 0x0"}));
 }
 
+TEST_F(BesDatabaseTest, NamesOfMoreThan4000CharactersAreCutTo4095) {
+  Database().Run(L"DELETE FROM UserConfig");
+  AddUser(7, std::wstring(4094, L'A') + L"Z");
+  AddUser(7, std::wstring(4094, L'B') + L"YZ");
+  AddUser(7, std::wstring(5000, L'C'));
+  EXPECT_EQ(RunClient("names 7"), Text({std::string(4094, 'a') + "z", std::string(4094, 'b') + "y",
+                                        std::string(4095, 'c'), "names = 0x0"}));
+}
+
 TEST_F(BesDatabaseTest, AShorterNameBehindALongerOneComesAlone) {
   Database().Run(L"DELETE FROM UserConfig");
   for (const wchar_t* name : {L"longer@example.com", L"b", L"", L"cid"}) AddUser(7, name);
