@@ -228,8 +228,14 @@ TEST_F(MapiModuleTest, TheRegistrationMayNameAnotherComponent) {
   EXPECT_EQ(Given("component"), Strings({"{01234567-89AB-CDEF-0123-456789ABCDEF}"}));
 }
 
-TEST_F(MapiModuleTest, AComponentThatIsTooLongIsNotTaken) {
-  const std::wstring component(300, L'x');
+TEST_F(MapiModuleTest, AComponentOf261BytesIsTaken) {
+  SetMailClient(L"MSIComponentID", std::wstring(260, L'x').c_str());
+  Locate();
+  EXPECT_EQ(Given("component"), Strings({std::string(260, 'x')}));
+}
+
+TEST_F(MapiModuleTest, AComponentThatIsLongerIsNotTaken) {
+  const std::wstring component(261, L'x');
   SetMailClient(L"MSIComponentID", component.c_str());
   EXPECT_EQ(Locate(), FoundIn(OutlookDirectory()));
   EXPECT_EQ(Given("component"), Strings({kOutlookComponent}));
