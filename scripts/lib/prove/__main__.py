@@ -44,9 +44,10 @@ def prove(context, part):
     if context.options.again:
         context.save(part.NAME, {})
     context.step(f"{part.NAME}: {part.SUMMARY}")
+    commit = context.commit()
     figures = part.run(context)
     context.save(f"{part.NAME}.figures", {
-        "commit": context.commit(), "product": context.state_of(*report.product(part)), "version": context.version(),
+        "commit": commit, "product": context.state_of(*report.product(part)), "version": context.version(),
         "date": time.strftime("%Y-%m-%d"), "seed": context.options.seed, "figures": figures})
     context.step(f"{part.NAME}: {figures['done']} done, {figures['left']} left, {len(figures['failed'])} failed")
     return not figures["failed"] and not figures["left"]
